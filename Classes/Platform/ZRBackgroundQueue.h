@@ -1,0 +1,40 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "ZRExport.h"
+
+/// Slow file work (deleting folders) off the main thread: one low-priority thread that starts with the first piece of
+/// work. At process exit the work still queued is done before the thread is joined.
+class ZR_EXPORT ZRBackgroundQueue {
+ public:
+  static ZRBackgroundQueue& shared();
+
+  ZRBackgroundQueue();
+  ~ZRBackgroundQueue();
+  ZRBackgroundQueue(const ZRBackgroundQueue&) = delete;
+  ZRBackgroundQueue& operator=(const ZRBackgroundQueue&) = delete;
+
+  /// Queues `work`, which must not throw. Any thread. When the system gives no thread, the work is done inside the
+  /// call.
+  void post(std::function<void()> work);
+
+  /// Waits until everything posted so far is done. Not from inside work of this queue.
+  void waitUntilIdle();
+
+ private:
+  bool startThread();
+  void runThread();
+
+  // Any thread, under mutex_.
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::function<void()>> work_;
+  bool busy_ = false;
+  bool ending_ = false;
+  std::thread thread_;
+};

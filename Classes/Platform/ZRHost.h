@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "ZRError.h"
+#include "ZRExport.h"
+
+/// Who the host application is and where its files go. The host fills one in and calls `ZRHost::setCurrent` before
+/// `ZRDownloadManager::setup`. Paths are absolute, UTF-8.
+struct ZR_EXPORT ZRHostInfo {
+  std::string bundleIdentifier;             ///< one path component below `applicationSupportFolder`
+  std::optional<std::string> shortVersion;  ///< the application's version as users see it
+  std::string applicationSupportFolder;     ///< private files: database, HLS and MP4 downloads
+  std::string moviesFolder;                 ///< files the user sees: shared videos
+  std::string homeFolder;                   ///< the volume whose free space is checked
+  std::string videoInfoBaseURL;             ///< base URL of the video-information service, path included
+
+  /// The executable's name, no version, the XDG folders (on macOS the platform's own), no service.
+  static ZRHostInfo defaults();
+};
+
+/// The host application as the library knows it. Main loop's thread only.
+class ZR_EXPORT ZRHost {
+ public:
+  static const ZRHostInfo& current();
+  static void setCurrent(ZRHostInfo info);
+
+  /// Sizes of a volume, in bytes.
+  struct VolumeSpace {
+    std::uint64_t total;
+    std::uint64_t free;  ///< what an ordinary user may still fill
+  };
+  using VolumeProbe = std::function<std::variant<VolumeSpace, ZRError>(const std::string& path)>;
+
+  /// The sizes of the volume that holds `path`, or why they cannot be read.
+  static std::variant<VolumeSpace, ZRError> volumeSpace(const std::string& path);
+
+  /// Replaces how volumes are measured; an empty probe goes back to asking the file system.
+  static void setVolumeProbe(VolumeProbe probe);
+};

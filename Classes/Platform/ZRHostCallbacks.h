@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "ZRDictionary.h"
+#include "ZRError.h"
+
+class ZRValue;
+
+/// The callbacks that a host puts into the options of `ZRDownloadManager::setup`.
+///
+/// The library calls them on the main loop's thread, except that a log record made on another thread is delivered
+/// there. A callback must not throw. An option that holds a callback of another type counts as absent.
+
+/// Ends a request to the host: a reply dictionary, or an error; either may be absent. Call it once, on any thread, at
+/// once or later; a call whose task is gone by then does nothing.
+using ZRReplyCompletion =
+    std::function<void(const std::optional<ZRDictionary>& reply, const std::optional<ZRError>& error)>;
+
+/// A request that the host answers through `completion`.
+using ZRRequestHandler = std::function<void(const ZRDictionary& request, ZRReplyCompletion completion)>;
+
+/// A record that the host only receives; `reserved` is always the null marker.
+using ZRRecordHandler = std::function<void(const ZRDictionary& record, const ZRValue& reserved)>;
+
+/// "fetch_mky_handler": {"aid": integer, "vid": integer} → {"mkey": text, "cookie": text (optional)}.
+using ZRFetchMkeyHandler = ZRRequestHandler;
+
+/// "decryption_handler": {"contentPath": text, "localPath": text} → {"tsArr": list of segment URLs in playlist order}.
+/// The host reads the encrypted playlist at contentPath and writes the playable one at localPath before it answers.
+using ZRDecryptionHandler = ZRRequestHandler;
+
+/// "fetch_73Info_Handler": {"vid": integer, "version": integer} →
+/// {"title": text, "url": text, "cover": text, "duration": integer, "fileSize": integer of bytes}.
+using ZRFetch73InfoHandler = ZRRequestHandler;
+
+/// "logger_handler": {"level": 0 trace, 1 notable, 2 failure; "tag": text; "msg": text}. Called inside library
+/// operations, so it must not call back into the manager or a task.
+using ZRLoggerHandler = ZRRecordHandler;
+
+/// "cc_report_handler": {"stype": 201 a task was added, 202 a task finished; "version": integer}.
+using ZRReportHandler = ZRRecordHandler;

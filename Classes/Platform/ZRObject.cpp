@@ -1,0 +1,3 @@
+#include "ZRObject.h"
+
+ZRObject::~ZRObject() = default;

@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include "TemporaryFolder.h"
+#include "ZRBase64.h"
+
+namespace {
+
+std::string decoded(std::string_view text) {
+  const std::vector<std::uint8_t> bytes = ZRBase64::decode(text);
+  return {bytes.begin(), bytes.end()};
+}
+
+std::vector<std::uint8_t> bytesOf(const std::string& text) {
+  return {text.begin(), text.end()};
+}
+
+}  // namespace
+
+TEST(ZRBase64, encodesTheVectorsOfRFC4648) {
+  const std::pair<const char*, const char*> vectors[] = {
+      {"", ""},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="},
+      {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"},
+      {"\xFB\xEF\xFF", "++//"},
+  };
+  for (const auto& [plain, encoded] : vectors) {
+    EXPECT_EQ(ZRBase64::encode(std::string_view(plain)), encoded);
+    EXPECT_EQ(decoded(encoded), plain);
+  }
+}
+
+TEST(ZRBase64, breaksLinesAfter64CharactersButNotAtTheEnd) {
+  const std::string line = ZRBase64::encode(patternBytes(48));
+  ASSERT_EQ(line.size(), 64U);
+  EXPECT_EQ(ZRBase64::encodeInLines(bytesOf(patternBytes(48))), line);
+  EXPECT_EQ(ZRBase64::encodeInLines(bytesOf(patternBytes(48) + "f")), line + "\r\nZg==");
+  EXPECT_EQ(ZRBase64::encodeInLines({}), "");
+
+  const std::string long_ = patternBytes(1000);
+  EXPECT_EQ(decoded(ZRBase64::encodeInLines(bytesOf(long_))), long_);
+}
+
+TEST(ZRBase64, decodingSkipsWhatIsOutsideTheAlphabet) {
+  EXPECT_EQ(decoded(" Zm\r\n9v-_\xFFYg"), "foob") << "padding may be missing";
+  EXPECT_EQ(decoded("Zg==Zg=="), "f\x06\x60") << "padding in the middle is skipped like any other character";
+  EXPECT_EQ(decoded("Zm9vY"), "") << "one character of a group encodes nothing";
+  EXPECT_EQ(decoded("===="), "");
+}

@@ -1,0 +1,33 @@
+#include <gtest/gtest.h>
+
+#include "ZRValue.h"
+
+TEST(ZRDictionary, keepsTheOrderInWhichKeysWereFirstSet) {
+  ZRDictionary dictionary{{"b", 1}, {"a", 2}, {"b", 3}};
+  dictionary.set("c", "x");
+  dictionary.set("a", 4);
+  EXPECT_EQ(dictionary, (ZRDictionary{{"b", 3}, {"a", 4}, {"c", "x"}}));
+  EXPECT_FALSE(dictionary == (ZRDictionary{{"a", 4}, {"b", 3}, {"c", "x"}}));
+}
+
+TEST(ZRDictionary, anAbsentValueRemovesAndTheNullMarkerStays) {
+  ZRDictionary dictionary{{"gone", ZRValue()}, {"a", 1}, {"b", 2}};
+  EXPECT_EQ(dictionary.size(), 2U);
+  dictionary.set("a", ZRValue());
+  dictionary.set("b", ZRValue::null());
+  dictionary.remove("unknown");
+  EXPECT_FALSE(dictionary.contains("a"));
+  EXPECT_TRUE(dictionary["a"].isAbsent());
+  EXPECT_TRUE(dictionary.contains("b"));
+  EXPECT_TRUE(dictionary["b"].isNull());
+}
+
+TEST(ZRDictionary, copiesAreIndependent) {
+  ZRDictionary inner{{"x", 1}};
+  ZRDictionary outer{{"inner", inner}};
+  const ZRDictionary copy = outer;
+  inner.set("x", 2);
+  outer.set("inner", inner);
+  EXPECT_EQ((*copy["inner"].asDictionary())["x"], ZRValue(1));
+  EXPECT_EQ((*outer["inner"].asDictionary())["x"], ZRValue(2));
+}

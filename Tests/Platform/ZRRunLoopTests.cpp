@@ -1,0 +1,41 @@
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "ManualRunLoop.h"
+#include "ZRDefaultRunLoop.h"
+#include "ZRRunLoop.h"
+
+TEST(ZRRunLoop, mainIsADefaultLoopUntilTheHostSetsItsOwn) {
+  ZRRunLoop::setMain(nullptr);
+  const auto first = ZRRunLoop::main();
+  EXPECT_NE(dynamic_cast<ZRDefaultRunLoop*>(first.get()), nullptr);
+  EXPECT_EQ(ZRRunLoop::main(), first);
+  EXPECT_TRUE(first->isLoopThread());
+
+  const auto own = ManualRunLoop::install();
+  EXPECT_EQ(ZRRunLoop::main(), own);
+  ZRRunLoop::setMain(nullptr);
+  EXPECT_NE(ZRRunLoop::main(), own);
+}
+
+TEST(ZRRunLoop, droppedWorkMayAskForTheMainLoop) {
+  struct Asker {
+    ~Asker() {
+      ZRRunLoop::main()->post([] {});
+    }
+  };
+  ManualRunLoop::install()->post([asker = std::make_shared<Asker>()] {});
+  ZRRunLoop::setMain(nullptr);
+  EXPECT_NE(ZRRunLoop::main(), nullptr);
+}
+
+TEST(ZRRunLoop, everyThreadSeesTheSameLoop) {
+  ZRRunLoop::setMain(nullptr);
+  std::shared_ptr<ZRRunLoop> seen[4];
+  {
+    std::vector<std::jthread> threads;
+    for (auto& loop : seen) threads.emplace_back([&loop] { loop = ZRRunLoop::main(); });
+  }
+  for (const auto& loop : seen) EXPECT_EQ(loop, ZRRunLoop::main());
+}

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include "ZRValueSax.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+std::optional<ZRValue> cbor(const std::string& bytes) {
+  return ZRValueSax::parseCbor(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+}
+
+std::string repeated(const std::string& piece, std::size_t times) {
+  std::string text;
+  for (std::size_t i = 0; i < times; ++i) text += piece;
+  return text;
+}
+
+}  // namespace
+
+TEST(ZRValueSax, readsEveryKindOfJson) {
+  const ZRDictionary expected{
+      {"null", ZRValue::null()},
+      {"yes", true},
+      {"list", ZRValue::List{1U, -2, 0.5, ZRDictionary()}},
+      {"text", "\xE7\xA3\x81 \n"},
+      {"big", 18446744073709551615U},
+      {"bigger", 18446744073709551616.0},
+      {"lower", -9223372036854775809.0},
+  };
+  EXPECT_EQ(ZRValueSax::parseJson(R"({"null":null,"yes":true,"list":[1,-2,0.5,{}],"text":"\u78c1 \n",
+      "big":18446744073709551615,"bigger":18446744073709551616,"lower":-9223372036854775809})"),
+            ZRValue(expected));
+}
+
+TEST(ZRValueSax, refusesWhatIsNotExactlyOneJsonValue) {
+  for (const std::string& text : {""s, " "s, "{"s, "[1,]"s, "{} {}"s, "{}x"s, "// a\n1"s, "\"\xFF\""s, "1e999"s,
+                                  "{\"a\":1,}"s, "nan"s, "\"\0\""s}) {
+    EXPECT_FALSE(ZRValueSax::parseJson(text)) << text;
+  }
+}
+
+TEST(ZRValueSax, aRepeatedKeyKeepsItsPlaceAndTakesTheLastValue) {
+  EXPECT_EQ(ZRValueSax::parseJson(R"({"a":1,"b":2,"a":3,"c":4,"a":"last"})"),
+            ZRValue(ZRDictionary{{"a", "last"}, {"b", 2U}, {"c", 4U}}));
+}
+
+TEST(ZRValueSax, aHugeObjectTakesNoQuadraticTime) {
+  std::string text = "{\"k0\":0";
+  for (int i = 0; i < 200000; ++i) text += ",\"k" + std::to_string(i % 150000) + "\":" + std::to_string(i);
+  const std::optional<ZRValue> value = ZRValueSax::parseJson(text + "}");
+  ASSERT_TRUE(value);
+  EXPECT_EQ(value->asDictionary()->size(), 150000U);
+  EXPECT_EQ((*value->asDictionary())["k49999"], ZRValue(199999U));
+}
+
+TEST(ZRValueSax, refusesDocumentsNestedTooDeeply) {
+  constexpr std::size_t kDepth = ZRValueSax::kMaxDepth;
+  EXPECT_TRUE(ZRValueSax::parseJson(repeated("[", kDepth) + repeated("]", kDepth)));
+  EXPECT_FALSE(ZRValueSax::parseJson(repeated("[", kDepth + 1) + repeated("]", kDepth + 1)));
+  EXPECT_FALSE(ZRValueSax::parseJson(repeated("{\"a\":", 1000000)));
+  EXPECT_TRUE(cbor(repeated("\x81", kDepth) + "\x01"));
+  EXPECT_FALSE(cbor(repeated("\x81", kDepth + 1) + "\x01"));
+  EXPECT_FALSE(cbor(repeated("\x9F", 1000000)));
+  EXPECT_FALSE(cbor(repeated("\xC1", 1000000) + "\x01")) << "tags";
+}
+
+TEST(ZRValueSax, readsCbor) {
+  // {"n": -1, "b": h'00FF', "d": 1.5, "l": [_ true, null]}
+  EXPECT_EQ(
+      cbor("\xA4\x61n\x20\x61"s + "b\x42\x00\xFF\x61"s + "d\xF9\x3E\x00\x61l\x9F\xF5\xF6\xFF"s),
+      ZRValue(ZRDictionary{
+          {"n", -1}, {"b", ZRValue::Bytes{0x00, 0xFF}}, {"d", 1.5}, {"l", ZRValue::List{true, ZRValue::null()}}}));
+}
+
+TEST(ZRValueSax, refusesHostileCbor) {
+  const std::pair<const char*, std::string> table[] = {
+      {"nothing", ""},
+      {"two items", "\x01\x01"},
+      {"break alone", "\xFF"},
+      {"head cut short", "\x1A\x01"},
+      {"text cut short",
+       "\x63"
+       "ab"},
+      {"text of 2^64-1 bytes",
+       "\x7B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
+       "a"},
+      {"bytes of 2^63 bytes", "\x5B\x80\x00\x00\x00\x00\x00\x00\x00"s},
+      {"list of 2^62 items", "\x9B\x40\x00\x00\x00\x00\x00\x00\x00\x01"s},
+      {"map of 2^62 pairs",
+       "\xBB\x40\x00\x00\x00\x00\x00\x00\x00\x61"
+       "a\x01"s},
+      {"map with a number as key", "\xA1\x01\x01"},
+      {"text in pieces, each opened within the last", repeated("\x7F\x61"
+                                                               "a",
+                                                               1000000)},
+      {"bytes in pieces, each opened within the last", repeated("\x5F", 1000000)},
+      {"a key in pieces", "\xA1"s + repeated("\x7F", 1000000)},
+      {"a negative number below 64 bits", "\x3B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"},
+  };
+  for (const auto& [what, bytes] : table) EXPECT_FALSE(cbor(bytes)) << what;
+  EXPECT_EQ(cbor("\x3B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"), ZRValue(std::numeric_limits<std::int64_t>::min()));
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "ZRRunLoop.h"
+
+/// A main loop whose clock moves only when a test moves it. The thread that makes it is the loop's thread, and the one
+/// that drains and advances it; work may be posted from any.
+class ManualRunLoop final : public ZRRunLoop {
+ public:
+  /// A new loop, already set as the library's main loop.
+  static std::shared_ptr<ManualRunLoop> install() {
+    auto loop = std::make_shared<ManualRunLoop>();
+    setMain(loop);
+    return loop;
+  }
+
+  void post(Work work) override {
+    const std::lock_guard lock(mutex_);
+    ready_.push_back(std::move(work));
+  }
+
+  DelayedId postDelayed(Duration delay, Work work) override {
+    const std::lock_guard lock(mutex_);
+    const Duration bounded = std::clamp(delay, Duration::zero(), Duration::max() - now_);
+    delayed_.emplace(std::pair(now_ + bounded, ++lastId_), std::move(work));
+    return lastId_;
+  }
+
+  void cancel(DelayedId id) override {
+    Work dropped;  // destroyed after the lock is released
+    const std::lock_guard lock(mutex_);
+    const auto hasId = [id](const auto& entry) { return entry.first.second == id; };
+    const auto entry = std::find_if(delayed_.begin(), delayed_.end(), hasId);
+    if (entry == delayed_.end()) return;
+    dropped.swap(entry->second);
+    delayed_.erase(entry);
+  }
+
+  bool isLoopThread() const override { return thread_ == std::this_thread::get_id(); }
+
+  /// Runs what is due now, and what that posts in turn, until nothing is.
+  void drain() { advance(Duration::zero()); }
+
+  /// Lets `duration` pass. Everything that falls due on the way runs in order, each at its own time, with what it posts
+  /// in turn.
+  void advance(Duration duration) {
+    const Duration end = now() + duration;
+    for (Work work; takeNext(end, work); work = nullptr) work();
+    const std::lock_guard lock(mutex_);
+    now_ = std::max(now_, end);
+  }
+
+  /// How much time has passed since the loop was made.
+  Duration now() const {
+    const std::lock_guard lock(mutex_);
+    return now_;
+  }
+
+  /// How many delayed calls have neither run nor been cancelled.
+  std::size_t pendingDelayed() const {
+    const std::lock_guard lock(mutex_);
+    return delayed_.size();
+  }
+
+ private:
+  bool takeNext(Duration end, Work& work) {
+    const std::lock_guard lock(mutex_);
+    if (!ready_.empty()) {
+      work = std::move(ready_.front());
+      ready_.pop_front();
+      return true;
+    }
+    if (delayed_.empty() || delayed_.begin()->first.first > end) return false;
+    now_ = delayed_.begin()->first.first;
+    work = std::move(delayed_.begin()->second);
+    delayed_.erase(delayed_.begin());
+    return true;
+  }
+
+  const std::thread::id thread_ = std::this_thread::get_id();
+
+  // Any thread, under mutex_.
+  mutable std::mutex mutex_;
+  std::deque<Work> ready_;
+  std::map<std::pair<Duration, DelayedId>, Work> delayed_;
+  DelayedId lastId_ = 0;
+  Duration now_{0};
+};
