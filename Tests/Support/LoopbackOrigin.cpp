@@ -153,9 +153,10 @@ std::optional<OriginRequest> OriginConnection::readRequest() {
   OriginRequest request;
   for (std::size_t at = 0, line = 0; (line = head.find("\r\n", at)) != std::string::npos; at = line + 2) {
     const std::string text = head.substr(at, line - at);
-    const std::size_t colon = text.find(": ");
+    const std::size_t colon = text.find(':');
     if (at != 0) {
-      request.headers.emplace_back(text.substr(0, colon), colon == std::string::npos ? "" : text.substr(colon + 2));
+      const std::size_t value = text.find_first_not_of(": ", colon);
+      request.headers.emplace_back(text.substr(0, colon), value == std::string::npos ? "" : text.substr(value));
       continue;
     }
     const std::size_t space = text.find(' ');

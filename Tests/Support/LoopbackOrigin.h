@@ -28,7 +28,8 @@ struct OriginRequest {
   std::optional<std::string> header(std::string_view name) const;
 };
 
-/// A condition that the test opens, once and for good, and handlers wait for. Any thread.
+/// A condition that the test opens, once and for good, and handlers wait for. Any thread. Like all that a handler
+/// refers to, it must outlive the origin: declare it first.
 class OriginGate final {
  public:
   OriginGate();

@@ -1,0 +1,372 @@
+#include "SCCurlLoop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <curl/curl.h>
+
+#include "SCAddress.h"
+#include "SCURL.h"
+
+namespace {
+
+using Code = SCURLErrorCode;
+using Clock = SCTransfer::Clock;
+
+/// What one read of a socket may bring.
+constexpr long kReceiveBuffer = 256L << 10;
+
+/// Connections kept for later requests.
+constexpr long kIdleConnections = 16;
+
+constexpr std::size_t kIdleChannels = 4;
+
+struct EasyDeleter {
+  void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
+};
+struct ListDeleter {
+  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+};
+struct AddressDeleter {
+  void operator()(CURLU* address) const noexcept { curl_url_cleanup(address); }
+};
+using Easy = std::unique_ptr<CURL, EasyDeleter>;
+using List = std::unique_ptr<curl_slist, ListDeleter>;
+using Address = std::unique_ptr<CURLU, AddressDeleter>;
+
+void initialiseOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+Address parsed(const std::string& text) {
+  Address address(curl_url());
+  if (!address) return nullptr;
+  const auto result = curl_url_set(address.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS);
+  return result == CURLUE_OK ? std::move(address) : nullptr;
+}
+
+std::string partOf(CURLU* address, CURLUPart part, unsigned flags = 0) {
+  char* text = nullptr;
+  if (curl_url_get(address, part, &text, flags) != CURLUE_OK) return {};
+  std::string copy(text);
+  curl_free(text);
+  return copy;
+}
+
+std::string originOf(CURLU* address) {
+  std::string origin = partOf(address, CURLUPART_SCHEME) + "://" + partOf(address, CURLUPART_HOST) + ":" +
+                       partOf(address, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  std::ranges::transform(origin, origin.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return origin;
+}
+
+Code codeOfConnectError(long systemError) {
+  const bool noNetwork = systemError == ENETUNREACH || systemError == EHOSTUNREACH || systemError == ENETDOWN;
+  return noNetwork ? Code::NotConnectedToInternet : Code::CannotConnectToHost;
+}
+
+Code codeOfHandshakeError(long systemError) {
+  const bool isBroken = systemError == ECONNRESET || systemError == EPIPE || systemError == ETIMEDOUT;
+  return isBroken ? Code::NetworkConnectionLost : Code::SecureConnectionFailed;
+}
+
+/// Whatever is not told apart here broke a connection.
+std::optional<Code> codeOf(CURLcode result, long systemError) {
+  switch (static_cast<int>(result)) {
+    case CURLE_OK:
+      return std::nullopt;
+    case CURLE_URL_MALFORMAT:
+      return Code::BadURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_OPERATION_TIMEDOUT:  // of connecting: the other limits are not libcurl's
+      return Code::CannotConnectToHost;
+    case CURLE_COULDNT_CONNECT:
+      return codeOfConnectError(systemError);
+    case CURLE_SSL_CONNECT_ERROR:
+      return codeOfHandshakeError(systemError);
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CRL_BADFILE:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_SSL_ENGINE_NOTFOUND:
+    case CURLE_SSL_ENGINE_SETFAILED:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+    case CURLE_USE_SSL_FAILED:
+      return Code::SecureConnectionFailed;
+    default:
+      return Code::NetworkConnectionLost;
+  }
+}
+
+}  // namespace
+
+std::variant<SCAddress, SCURLErrorCode> SCAddress::parse(const std::string& text) {
+  const std::string scheme = SCURL::scheme(text);
+  if (!scheme.empty() && scheme != "http" && scheme != "https") return Code::UnsupportedURL;
+  const Address address = SCURL::isHttp(text) ? parsed(text) : nullptr;
+  if (!address) return Code::BadURL;
+  return SCAddress{text, originOf(address.get())};
+}
+
+std::variant<SCAddress, SCURLErrorCode> SCAddress::resolve(std::string_view location) const {
+  const std::string reference = SCURL::escapeIllegal(location);
+  if (!SCURL::scheme(reference).empty()) return parse(reference);
+  const Address address = parsed(text);
+  if (!address || curl_url_set(address.get(), CURLUPART_URL, reference.c_str(), 0) != CURLUE_OK) return Code::BadURL;
+  return parse(partOf(address.get(), CURLUPART_URL));
+}
+
+/// The transfers and what libcurl keeps for them.
+class SCCurlLoop::Multi final {
+ public:
+  explicit Multi(const SCNetworkLimits& limits);
+  ~Multi();
+  Multi(const Multi&) = delete;
+  Multi& operator=(const Multi&) = delete;
+
+  void start(std::unique_ptr<SCTransfer> transfer);
+  void cancel(const SCTransferTicket& ticket);
+  void abandonAll();
+  void run();
+  void wait();
+  void wakeup() { curl_multi_wakeup(multi_); }
+
+ private:
+  /// One exchange's end of libcurl, used again for later ones.
+  struct Channel {
+    Multi* multi;
+    std::unique_ptr<SCTransfer> transfer;
+    Address address;
+    List headers;
+    Easy easy;  // goes before what it points to
+  };
+  using Channels = std::vector<std::unique_ptr<Channel>>;
+
+  std::unique_ptr<Channel> takeChannel();
+  void configure(Channel& channel) const;
+  bool send(Channel& channel, const SCTransfer::Exchange& exchange);
+  void finishDone();
+  void finishLate();
+  void finish(Channel& channel, std::optional<Code> failure);
+  void detach(Channel& channel);
+  void release(Channel& channel);
+
+  static std::size_t onHeadLine(char* data, std::size_t size, std::size_t count, void* channel);
+  static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* channel);
+  static int onConnected(void* channel, char*, char*, int, int);
+
+  const SCNetworkLimits& limits_;
+  CURLM* const multi_;
+  Channels active_;
+  Channels idle_;
+  Clock::time_point now_;
+};
+
+SCCurlLoop::Multi::Multi(const SCNetworkLimits& limits) : limits_(limits), multi_(curl_multi_init()) {
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kIdleConnections);
+}
+
+SCCurlLoop::Multi::~Multi() {
+  for (const auto& channel : active_) detach(*channel);
+  active_.clear();
+  idle_.clear();
+  curl_multi_cleanup(multi_);
+}
+
+void SCCurlLoop::Multi::start(std::unique_ptr<SCTransfer> transfer) {
+  now_ = Clock::now();
+  const auto exchange = transfer->begin(now_);
+  if (!exchange) return;
+  active_.push_back(takeChannel());
+  Channel& channel = *active_.back();
+  channel.transfer = std::move(transfer);
+  if (!send(channel, *exchange)) finish(channel, Code::NetworkConnectionLost);
+}
+
+std::unique_ptr<SCCurlLoop::Multi::Channel> SCCurlLoop::Multi::takeChannel() {
+  if (!idle_.empty()) {
+    auto channel = std::move(idle_.back());
+    idle_.pop_back();
+    return channel;
+  }
+  auto channel = std::make_unique<Channel>();
+  channel->multi = this;
+  channel->easy.reset(curl_easy_init());
+  if (channel->easy) configure(*channel);
+  return channel;
+}
+
+/// What is the same for every request.
+void SCCurlLoop::Multi::configure(Channel& channel) const {
+  CURL* const easy = channel.easy.get();
+  curl_easy_setopt(easy, CURLOPT_PRIVATE, &channel);
+  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Multi::onHeadLine);
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &channel);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Multi::onBody);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &channel);
+  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Multi::onConnected);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &channel);
+  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // a name that does not resolve must not hold up the end
+  curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connectTimeout.count()));
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(easy, CURLOPT_USERAGENT, "ZRDownloadKit");
+  curl_easy_setopt(easy, CURLOPT_PROXY, "");  // the environment of a desktop process is no configuration of ours
+}
+
+bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& exchange) {
+  channel.address = parsed(exchange.address);
+  channel.headers.reset();
+  for (const std::string& line : exchange.headers) {
+    const bool isEmpty = line.ends_with(": ");  // which libcurl writes with a semicolon
+    const std::string text = isEmpty ? line.substr(0, line.size() - 2) + ";" : line;
+    curl_slist* const longer = curl_slist_append(channel.headers.get(), text.c_str());
+    if (longer == nullptr) return false;
+    (void)channel.headers.release();
+    channel.headers.reset(longer);
+  }
+  if (!channel.easy || !channel.address) return false;
+  CURL* const easy = channel.easy.get();
+  curl_easy_setopt(easy, CURLOPT_CURLU, channel.address.get());
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, channel.headers.get());
+  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, exchange.allowsCompression ? "" : nullptr);
+  return curl_multi_add_handle(multi_, easy) == CURLM_OK;
+}
+
+void SCCurlLoop::Multi::cancel(const SCTransferTicket& ticket) {
+  const auto found =
+      std::ranges::find_if(active_, [&ticket](const auto& channel) { return &channel->transfer->ticket() == &ticket; });
+  if (found == active_.end()) return;
+  (*found)->transfer->abandon();
+  detach(**found);
+  release(**found);
+}
+
+void SCCurlLoop::Multi::abandonAll() {
+  for (const auto& channel : active_) channel->transfer->abandon();
+}
+
+void SCCurlLoop::Multi::run() {
+  now_ = Clock::now();
+  int running = 0;
+  curl_multi_perform(multi_, &running);
+  finishDone();
+  finishLate();
+}
+
+void SCCurlLoop::Multi::finishDone() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    const CURLcode result = message->data.result;
+    char* channel = nullptr;
+    long systemError = 0;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &channel);
+    curl_easy_getinfo(message->easy_handle, CURLINFO_OS_ERRNO, &systemError);
+    finish(*reinterpret_cast<Channel*>(channel), codeOf(result, systemError));
+  }
+}
+
+void SCCurlLoop::Multi::finishLate() {
+  for (std::size_t i = active_.size(); i-- > 0;) {  // backwards: a finished one makes way for the last
+    if (const auto code = active_[i]->transfer->tick(now_)) finish(*active_[i], code);
+  }
+}
+
+// The end is posted first: the main loop's thread goes on while this one tidies up.
+void SCCurlLoop::Multi::finish(Channel& channel, std::optional<Code> failure) {
+  const auto next = channel.transfer->exchangeEnded(failure);
+  detach(channel);
+  if (!next) {
+    release(channel);
+  } else if (!send(channel, *next)) {
+    finish(channel, Code::NetworkConnectionLost);
+  }
+}
+
+void SCCurlLoop::Multi::detach(Channel& channel) {
+  curl_multi_remove_handle(multi_, channel.easy.get());
+}
+
+void SCCurlLoop::Multi::release(Channel& channel) {
+  channel.transfer.reset();
+  const auto found = std::ranges::find_if(active_, [&channel](const auto& other) { return other.get() == &channel; });
+  if (idle_.size() < kIdleChannels) idle_.push_back(std::move(*found));
+  *found = std::move(active_.back());
+  active_.pop_back();
+}
+
+void SCCurlLoop::Multi::wait() {
+  Clock::time_point deadline = Clock::time_point::max();
+  for (const auto& channel : active_) deadline = std::min(deadline, channel->transfer->nextDeadline());
+  int milliseconds = INT_MAX;
+  if (deadline != Clock::time_point::max()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    milliseconds = static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+  }
+  curl_multi_poll(multi_, nullptr, 0, milliseconds, nullptr);
+}
+
+std::size_t SCCurlLoop::Multi::onHeadLine(char* data, std::size_t size, std::size_t count, void* channel) {
+  auto& self = *static_cast<Channel*>(channel);
+  return self.transfer->receiveHeadLine({data, size * count}, self.multi->now_) ? size * count : 0;
+}
+
+std::size_t SCCurlLoop::Multi::onBody(char* data, std::size_t size, std::size_t count, void* channel) {
+  auto& self = *static_cast<Channel*>(channel);
+  return self.transfer->receiveBody({data, size * count}, self.multi->now_) ? size * count : 0;
+}
+
+int SCCurlLoop::Multi::onConnected(void* channel, char*, char*, int, int) {
+  auto& self = *static_cast<Channel*>(channel);
+  self.transfer->connected(self.multi->now_);
+  return CURL_PREREQFUNC_OK;
+}
+
+SCCurlLoop::SCCurlLoop(const SCNetworkLimits& limits) {
+  initialiseOnce();
+  multi_ = std::make_unique<Multi>(limits);
+}
+
+SCCurlLoop::~SCCurlLoop() = default;
+
+void SCCurlLoop::start(std::unique_ptr<SCTransfer> transfer) {
+  multi_->start(std::move(transfer));
+}
+
+void SCCurlLoop::cancel(const SCTransferTicket& ticket) {
+  multi_->cancel(ticket);
+}
+
+void SCCurlLoop::abandonAll() {
+  multi_->abandonAll();
+}
+
+void SCCurlLoop::run() {
+  multi_->run();
+}
+
+void SCCurlLoop::wait() {
+  multi_->wait();
+}
+
+void SCCurlLoop::wakeup() {
+  multi_->wakeup();
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+#include "SCAnswerHead.h"
+#include "SCBufferPool.h"
+#include "SCFileDescriptor.h"
+#include "ZRError.h"
+
+/// The file end of one download. Owned by its transfer; the agent's thread only.
+///
+/// Without resume the bytes go to `.NAME.part`, which takes the file's place in `finish`. With resume the file itself
+/// grows, and the version of what it holds stands in `.NAME.resume` until `finish`. The folder is held open, so a
+/// folder that is renamed away during the download takes its file along and a new one in its place is not touched.
+///
+/// Every operation gives an error or nothing; after an error only `abandon` makes sense.
+class SCDownloadFile final {
+ public:
+  using Failure = std::optional<ZRError>;
+
+  /// Touches nothing yet. `pool` outlives the file.
+  SCDownloadFile(std::string path, bool resume, SCBufferPool& pool);
+  ~SCDownloadFile();
+  SCDownloadFile(const SCDownloadFile&) = delete;
+  SCDownloadFile& operator=(const SCDownloadFile&) = delete;
+
+  /// Opens the folder and measures what is there, creating nothing. What stands in the file's place must be a regular
+  /// file.
+  [[nodiscard]] Failure prepare();
+
+  /// Bytes that the file system has; those in the buffer do not count.
+  std::int64_t length() const noexcept { return length_; }
+
+  /// What is known about the bytes that `prepare` found; only with resume.
+  const std::optional<SCValidator>& validator() const noexcept { return validator_; }
+
+  /// The body is the whole file: opens it empty.
+  [[nodiscard]] Failure startOver(const std::optional<SCValidator>& validator);
+
+  /// The body is the rest: opens the file at its end. Nothing given keeps the validator that is known.
+  [[nodiscard]] Failure appendRest(const std::optional<SCValidator>& validator);
+
+  /// Takes over bytes of the body; they are written in large pieces.
+  [[nodiscard]] Failure append(std::string_view bytes);
+
+  /// True while bytes wait in the buffer.
+  bool hasBuffered() const noexcept { return buffered_ > 0; }
+
+  /// Writes what waits in the buffer.
+  [[nodiscard]] Failure flush();
+
+  /// The body is complete: brings it into place and removes the file beside it.
+  [[nodiscard]] Failure finish();
+
+  /// The body stays incomplete: keeps what arrived with resume, else leaves no file behind. Does nothing after
+  /// `finish`.
+  void abandon();
+
+ private:
+  Failure open(const std::string& name, int flags);
+  Failure openNewPart();
+  bool partIsOurs() const;
+  Failure readValidator();
+  Failure keepValidator(const std::optional<SCValidator>& validator);
+  Failure finishInPlace();
+  Failure finishPart();
+  std::size_t roomUntilBoundary() const noexcept;
+  Failure write(std::string_view bytes);
+  void startWriteback();
+
+  // Set once.
+  const std::string path_;
+  const bool resume_;
+  SCBufferPool& pool_;
+  std::string name_;
+  std::string partName_;
+  std::string validatorName_;
+
+  SCFileDescriptor folder_;
+  SCFileDescriptor file_;
+  ino_t inode_ = 0;  // of file_
+  std::optional<SCValidator> validator_;
+  std::int64_t length_ = 0;
+  std::int64_t writtenBack_ = 0;  // bytes whose way to the disk has been started
+  SCBufferPool::Buffer buffer_;
+  std::size_t buffered_ = 0;
+};

@@ -1,0 +1,54 @@
+#include "SCFailure.h"
+
+#include <cerrno>
+#include <system_error>
+
+namespace {
+
+std::string_view textOf(SCURLErrorCode code) {
+  switch (code) {
+    case SCURLErrorCode::Cancelled:
+      return "cancelled";
+    case SCURLErrorCode::BadURL:
+      return "malformed address";
+    case SCURLErrorCode::TimedOut:
+      return "the request timed out";
+    case SCURLErrorCode::UnsupportedURL:
+      return "unsupported scheme";
+    case SCURLErrorCode::CannotConnectToHost:
+      return "cannot connect to the host";
+    case SCURLErrorCode::NetworkConnectionLost:
+      return "the connection was lost";
+    case SCURLErrorCode::TooManyRedirects:
+      return "too many redirects";
+    case SCURLErrorCode::NotConnectedToInternet:
+      return "there is no network";
+    case SCURLErrorCode::BadServerResponse:
+      return "the server refused";
+    case SCURLErrorCode::CannotParseResponse:
+      return "the answer cannot be parsed";
+    case SCURLErrorCode::DataLengthExceedsMaximum:
+      return "the answer is too large";
+    case SCURLErrorCode::SecureConnectionFailed:
+      return "no secure connection";
+    case SCURLErrorCode::CannotWriteFile:
+      return "the file cannot be written";
+  }
+  return {};
+}
+
+}  // namespace
+
+ZRError SCFailure::transport(SCURLErrorCode code, std::string_view detail) {
+  return {kSCURLErrorDomain, static_cast<std::int64_t>(code), std::string(detail.empty() ? textOf(code) : detail)};
+}
+
+ZRError SCFailure::status(int status) {
+  return {kSCHTTPErrorDomain, status, "HTTP status " + std::to_string(status)};
+}
+
+ZRError SCFailure::file(std::string_view operation, int systemError) {
+  if (systemError == ENOSPC || systemError == EDQUOT) return {ZRErrorCode::DiskFull, "磁盘空间不足"};
+  return transport(SCURLErrorCode::CannotWriteFile,
+                   std::string(operation) + ": " + std::generic_category().message(systemError));
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "SCNetworkErrors.h"
+#include "ZRError.h"
+
+/// The errors of the layer, each made in one place.
+class SCFailure final {
+ public:
+  /// An error of the domain `kSCURLErrorDomain`; an empty `detail` gives the code's own text.
+  static ZRError transport(SCURLErrorCode code, std::string_view detail = {});
+
+  /// An answer outside 2xx.
+  static ZRError status(int status);
+
+  /// A failed operation on a file; a full disk is the library's own error.
+  static ZRError file(std::string_view operation, int systemError);
+};

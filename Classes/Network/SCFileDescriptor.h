@@ -1,0 +1,30 @@
+#pragma once
+
+#include <utility>
+
+#include <unistd.h>
+
+/// An open file that is closed at the end of its scope.
+class SCFileDescriptor final {
+ public:
+  SCFileDescriptor() = default;
+  explicit SCFileDescriptor(int fd) noexcept : fd_(fd) {}
+  SCFileDescriptor(SCFileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  SCFileDescriptor& operator=(SCFileDescriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~SCFileDescriptor() { close(); }
+
+  int get() const noexcept { return fd_; }
+  explicit operator bool() const noexcept { return fd_ >= 0; }
+
+  /// False, with the reason in `errno`, when the file system could not take over what was written.
+  bool close() noexcept {
+    const int fd = std::exchange(fd_, -1);
+    return fd < 0 || ::close(fd) == 0;
+  }
+
+ private:
+  int fd_ = -1;
+};

@@ -1,0 +1,3 @@
+#include "SCNetworkApiResponse.h"
+
+SCNetworkApiResponseProtocol::~SCNetworkApiResponseProtocol() = default;

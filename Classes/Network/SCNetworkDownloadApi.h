@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "SCNetworkBaseApi.h"
+
+/// A request whose body is written to a file.
+///
+/// The file is touched only by a 2xx answer. Without resume the body goes to `.NAME.part` beside it and is renamed over
+/// it when it is complete, so a failure or a cancel leaves no file. With resume the file itself grows, and what the
+/// server said about its version is kept in `.NAME.resume` until it is complete, so that a changed file is fetched
+/// again whole (RFC 9110, section 13.1.5). A file that was complete when `cancel` was called stays.
+class ZR_EXPORT SCNetworkDownloadApi final : public SCNetworkBaseApi {
+ public:
+  /// Bytes since the last call, bytes so far and bytes expected; the latter two count what was on disk before, and the
+  /// expected total is 0 while the server has not told a length. Calls may be merged: their chunks add up to the bytes
+  /// written. For a file that turns out to be complete already there is one call, with a chunk of 0.
+  using ProgressHandler = std::function<void(const std::shared_ptr<SCNetworkBaseApi>& request, std::int64_t chunk,
+                                             std::int64_t received, std::int64_t expected)>;
+
+  /// Absolute path of the file; its folder exists. A symbolic link in its place is not followed.
+  const std::string& downloadFilePath() const noexcept { return downloadFilePath_; }
+  void setDownloadFilePath(std::string path) { downloadFilePath_ = std::move(path); }
+
+  /// Continue what the file already holds, with a range request; else start over and replace it.
+  bool useBreakpointContinuous() const noexcept { return useBreakpointContinuous_; }
+  void setUseBreakpointContinuous(bool resume) noexcept { useBreakpointContinuous_ = resume; }
+
+  const ProgressHandler& progressHandler() const noexcept { return progressHandler_; }
+  void setProgressHandler(ProgressHandler handler) { progressHandler_ = std::move(handler); }
+
+ protected:
+  void dropHandlers() override;
+
+ private:
+  const char* className() const noexcept override { return "SCNetworkDownloadApi"; }
+
+  std::string downloadFilePath_;
+  bool useBreakpointContinuous_ = false;
+  ProgressHandler progressHandler_;
+};

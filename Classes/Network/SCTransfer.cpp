@@ -1,0 +1,285 @@
+#include "SCTransfer.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "SCFailure.h"
+
+namespace {
+
+using Code = SCURLErrorCode;
+using Exchange = SCTransfer::Exchange;
+
+/// So long may received bytes wait for more of them before they are written and reported.
+constexpr std::chrono::milliseconds kFlushInterval{200};
+
+/// A body that nobody wants is read up to here, to keep its connection; a longer one costs the connection.
+constexpr std::int64_t kDrainLimit = 64 << 10;
+
+class Response final : public SCNetworkApiResponseProtocol {
+ public:
+  Response(std::optional<ZRError> error, SCParserResult result, int status)
+      : error_(std::move(error)), result_(std::move(result)), status_(status) {}
+
+  const std::optional<ZRError>& err() const override { return error_; }
+  const SCParserResult& parserResult() const override { return result_; }
+  int statusCode() const override { return status_; }
+
+ private:
+  const std::optional<ZRError> error_;
+  const SCParserResult result_;
+  const int status_;
+};
+
+}  // namespace
+
+SCTransfer::SCTransfer(SCTransferSpec spec, std::shared_ptr<SCTransferTicket> ticket, const SCNetworkLimits& limits,
+                       SCBufferPool& pool)
+    : spec_(std::move(spec)), ticket_(std::move(ticket)), limits_(limits) {
+  if (spec_.target) file_.emplace(spec_.target->path, spec_.target->resume, pool);
+}
+
+SCTransfer::~SCTransfer() = default;
+
+std::optional<Exchange> SCTransfer::begin(Clock::time_point now) {
+  if (ticket_->isCancelled()) {
+    abandon();
+    return std::nullopt;
+  }
+  if (spec_.timeout.count() > 0) wholeDeadline_ = now + spec_.timeout;
+  if (spec_.refusal) return refuse(*spec_.refusal);
+  auto address = SCAddress::parse(spec_.address);
+  if (const auto* code = std::get_if<Code>(&address)) return refuse(SCFailure::transport(*code));
+  address_ = std::get<SCAddress>(std::move(address));
+  if (file_) {
+    if (auto failure = file_->prepare()) return refuse(*std::move(failure));
+    offset_ = reported_ = file_->length();
+  }
+  return nextExchange();
+}
+
+std::optional<Exchange> SCTransfer::refuse(ZRError error) {
+  error_ = std::move(error);
+  end({});
+  return std::nullopt;
+}
+
+Exchange SCTransfer::nextExchange() {
+  head_ = {};
+  fate_ = Fate::Unknown;
+  completeLength_.reset();
+  body_.clear();
+  bodySize_ = 0;
+  stallDeadline_ = flushDeadline_ = Clock::time_point::max();
+
+  Exchange exchange{address_.text, {}, !file_};
+  if (file_) {
+    exchange.headers = SCRangeDecision::requestFields(offset_, file_->validator());
+    exchange.headers.emplace_back("Accept-Encoding: identity");
+  }
+  if (sendsCallerHeaders_) {
+    exchange.headers.insert(exchange.headers.end(), spec_.callerHeaders.begin(), spec_.callerHeaders.end());
+  }
+  return exchange;
+}
+
+void SCTransfer::connected(Clock::time_point now) {
+  stallDeadline_ = now + limits_.stallTimeout;
+}
+
+bool SCTransfer::receiveHeadLine(std::string_view line, Clock::time_point now) {
+  stallDeadline_ = now + limits_.stallTimeout;
+  if (fate_ != Fate::Unknown || !head_.addLine(line)) return true;  // a trailer, or more to come
+  decide();
+  const bool isWanted = fate_ == Fate::Collect || fate_ == Fate::Store;
+  return isWanted || head_.contentLength.value_or(0) <= kDrainLimit;
+}
+
+bool SCTransfer::receiveBody(std::string_view bytes, Clock::time_point now) {
+  stallDeadline_ = now + limits_.stallTimeout;
+  bodySize_ += static_cast<std::int64_t>(bytes.size());
+  if (fate_ == Fate::Collect) return collect(bytes);
+  if (fate_ != Fate::Store) return bodySize_ <= kDrainLimit;
+  if (!storeBytes(bytes)) return false;
+  if (!file_->hasBuffered()) {
+    flushDeadline_ = Clock::time_point::max();
+  } else if (flushDeadline_ == Clock::time_point::max()) {
+    flushDeadline_ = now + kFlushInterval;
+  }
+  return true;
+}
+
+bool SCTransfer::fail(ZRError error) {
+  fate_ = Fate::Fail;
+  error_ = std::move(error);
+  return false;
+}
+
+void SCTransfer::decide() {
+  if (head_.isRedirect()) {
+    decideRedirect();
+  } else if (file_) {
+    decideDownload();
+  } else {
+    decidePlain();
+  }
+}
+
+void SCTransfer::decideRedirect() {
+  auto target = address_.resolve(head_.location);
+  if (const auto* code = std::get_if<Code>(&target)) {
+    fail(SCFailure::transport(*code, "redirect to an address of no use"));
+  } else if (++redirects_ > limits_.maxRedirects) {
+    fail(SCFailure::transport(Code::TooManyRedirects));
+  } else {
+    SCAddress next = std::get<SCAddress>(std::move(target));
+    if (next.origin != address_.origin) sendsCallerHeaders_ = false;  // for good: a way back does not restore them
+    address_ = std::move(next);
+    fate_ = Fate::Again;
+  }
+}
+
+void SCTransfer::decidePlain() {
+  if (!head_.isSuccess()) {
+    fail(SCFailure::status(head_.status));
+  } else if (head_.contentLength.value_or(0) > limits_.maxPlainBody) {
+    fail(SCFailure::transport(Code::DataLengthExceedsMaximum));
+  } else {
+    fate_ = Fate::Collect;
+  }
+}
+
+void SCTransfer::decideDownload() {
+  using Action = SCRangeDecision::Action;
+  const SCRangeDecision decision = SCRangeDecision::decide(offset_, file_->validator(), head_);
+  switch (decision.action) {
+    case Action::StoreFromZero:
+    case Action::Append:
+      store(decision.action == Action::StoreFromZero, decision.completeLength);
+      break;
+    case Action::AlreadyComplete:
+      fate_ = Fate::Complete;
+      break;
+    case Action::StartOver:
+      offset_ = 0;
+      fate_ = Fate::Again;
+      break;
+    case Action::RefuseStatus:
+      fail(SCFailure::status(head_.status));
+      break;
+    case Action::RefuseAnswer:
+      fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer is of no use"));
+      break;
+  }
+}
+
+void SCTransfer::store(bool fromZero, std::optional<std::int64_t> completeLength) {
+  if (ticket_->isCancelled()) {
+    fail(SCFailure::transport(Code::Cancelled));
+    return;
+  }
+  const std::optional<SCValidator> validator = SCValidator::fromAnswer(head_);
+  auto failure = fromZero ? file_->startOver(validator) : file_->appendRest(validator);
+  if (failure) {
+    fail(*std::move(failure));
+    return;
+  }
+  fate_ = Fate::Store;
+  completeLength_ = completeLength;
+  offset_ = reported_ = file_->length();
+}
+
+bool SCTransfer::collect(std::string_view bytes) {
+  if (bodySize_ > limits_.maxPlainBody) return fail(SCFailure::transport(Code::DataLengthExceedsMaximum));
+  if (spec_.parser) body_.append(bytes);
+  return true;
+}
+
+bool SCTransfer::storeBytes(std::string_view bytes) {
+  if (ticket_->isCancelled()) return false;
+  if (completeLength_ && offset_ + bodySize_ > *completeLength_) {
+    return fail(SCFailure::transport(Code::NetworkConnectionLost, "more bytes than the answer told"));
+  }
+  auto failure = file_->append(bytes);
+  reportWritten(true);
+  return failure ? fail(*std::move(failure)) : true;
+}
+
+void SCTransfer::reportWritten(bool atOnce) {
+  const std::int64_t chunk = file_->length() - std::exchange(reported_, file_->length());
+  if (chunk == 0) return;
+  flushDeadline_ = Clock::time_point::max();
+  if (!spec_.target->reportsProgress) return;
+  ticket_->addProgress(chunk, reported_, completeLength_.value_or(0));
+  if (atOnce) ticket_->postProgress();
+}
+
+SCTransfer::Clock::time_point SCTransfer::nextDeadline() const {
+  return std::min({wholeDeadline_, stallDeadline_, flushDeadline_});
+}
+
+std::optional<SCURLErrorCode> SCTransfer::tick(Clock::time_point now) {
+  if (now >= wholeDeadline_) return Code::TimedOut;
+  if (now >= stallDeadline_) return Code::NetworkConnectionLost;
+  if (now < flushDeadline_) return std::nullopt;
+  auto failure = file_->flush();
+  reportWritten(true);
+  if (!failure) return std::nullopt;
+  fail(*std::move(failure));
+  return Code::CannotWriteFile;
+}
+
+std::optional<Exchange> SCTransfer::exchangeEnded(std::optional<SCURLErrorCode> failure) {
+  if (fate_ == Fate::Again && failure != Code::TimedOut && !ticket_->isCancelled()) return nextExchange();
+  if (!ticket_->isCancelled()) conclude(failure);
+  if (ticket_->isCancelled()) abandon();
+  return std::nullopt;
+}
+
+void SCTransfer::conclude(std::optional<SCURLErrorCode> failure) {
+  const bool isHandled = fate_ == Fate::Fail || fate_ == Fate::Complete;  // however its last bytes fared
+  if (fate_ == Fate::Unknown && !failure) failure = Code::NetworkConnectionLost;
+  if (failure && !isHandled) error_ = SCFailure::transport(*failure);
+  if (file_) concludeFile();
+  if (!ticket_->isCancelled()) end(error_ || file_ ? SCParserResult{} : parseBody());
+}
+
+void SCTransfer::concludeFile() {
+  if (fate_ == Fate::Store && (!error_ || spec_.target->resume)) {
+    auto failure = file_->flush();
+    if (failure && !error_) error_ = std::move(failure);
+    reportWritten(false);
+  }
+  if (!error_ && fate_ == Fate::Store && completeLength_.value_or(reported_) != reported_) {
+    error_ = SCFailure::transport(Code::NetworkConnectionLost);
+  }
+  if (error_ || ticket_->isCancelled()) return;
+  if (auto failure = file_->finish()) {
+    error_ = std::move(failure);
+  } else if (fate_ == Fate::Complete && spec_.target->reportsProgress) {
+    ticket_->addProgress(0, reported_, reported_);
+  }
+}
+
+SCParserResult SCTransfer::parseBody() {
+  if (!spec_.parser) return {};
+  try {
+    auto parsed = spec_.parser->parse(body_);
+    if (auto* result = std::get_if<SCParserResult>(&parsed)) return std::move(*result);
+    error_ = std::get<ZRError>(std::move(parsed));
+  } catch (...) {  // of a parser or a record's hooks
+    error_ = SCFailure::transport(Code::CannotParseResponse);
+  }
+  return {};
+}
+
+void SCTransfer::end(SCParserResult result) {
+  if (file_ && error_) file_->abandon();
+  ticket_->postEnd(std::make_shared<Response>(error_, std::move(result), head_.status));
+  ticket_->postRelease(std::move(spec_.parser));
+}
+
+void SCTransfer::abandon() {
+  if (file_) file_->abandon();
+  ticket_->postRelease(std::move(spec_.parser));
+}

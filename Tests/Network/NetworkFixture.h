@@ -1,0 +1,134 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LoopbackOrigin.h"
+#include "SCNetworkAgent.h"
+#include "SCNetworkErrors.h"
+#include "TemporaryFolder.h"
+#include "ZRDefaultRunLoop.h"
+
+/// What the handlers of one request told.
+struct Outcome {
+  int ends = 0;
+  std::optional<ZRError> err;
+  int status = 0;
+  SCParserResult result;
+  std::int64_t chunks = 0;  ///< all of them added up
+  std::int64_t received = 0;
+  std::int64_t expected = 0;
+
+  /// The code of an error of the layer's transport domain; 0 without one.
+  std::int64_t code() const { return err && err->domain() == kSCURLErrorDomain ? err->code() : 0; }
+
+  /// The code of an error of the domain of HTTP statuses; 0 without one.
+  std::int64_t refusedStatus() const { return err && err->domain() == kSCHTTPErrorDomain ? err->code() : 0; }
+};
+
+inline std::int64_t codeOf(SCURLErrorCode code) {
+  return static_cast<std::int64_t>(code);
+}
+
+/// An agent with short limits on a loop of its own, an origin and a folder.
+class NetworkFixture : public testing::Test {
+ protected:
+  using Recorded = std::shared_ptr<Outcome>;
+
+  NetworkFixture() { ZRRunLoop::setMain(loop_); }
+  ~NetworkFixture() override {
+    agent_.reset();
+    ZRRunLoop::setMain(nullptr);
+  }
+
+  SCNetworkAgent& agent() {
+    if (!agent_) agent_ = std::make_unique<SCNetworkAgent>(limits_);
+    return *agent_;
+  }
+
+  static std::shared_ptr<SCNetworkBaseApi> plain(std::string url) {
+    auto request = std::make_shared<SCNetworkBaseApi>();
+    request->setUrlString(std::move(url));
+    return request;
+  }
+
+  std::shared_ptr<SCNetworkDownloadApi> download(std::string url, bool resume = false) const {
+    auto request = std::make_shared<SCNetworkDownloadApi>();
+    request->setUrlString(std::move(url));
+    request->setDownloadFilePath(file_);
+    request->setUseBreakpointContinuous(resume);
+    return request;
+  }
+
+  /// Starts the request with handlers that write down what they are told.
+  Recorded start(const std::shared_ptr<SCNetworkBaseApi>& request) {
+    auto outcome = std::make_shared<Outcome>();
+    if (const auto file = std::dynamic_pointer_cast<SCNetworkDownloadApi>(request)) {
+      file->setProgressHandler(
+          [outcome](const auto&, std::int64_t chunk, std::int64_t received, std::int64_t expected) {
+            EXPECT_EQ(outcome->ends, 0) << "progress after the end";
+            outcome->chunks += chunk;
+            outcome->received = received;
+            outcome->expected = expected;
+          });
+    }
+    request->setResponseHandler([outcome](const auto&, const auto& response) {
+      ++outcome->ends;
+      outcome->err = response->err();
+      outcome->status = response->statusCode();
+      outcome->result = response->parserResult();
+    });
+    agent().execApi(request);
+    return outcome;
+  }
+
+  template <class Predicate>
+  [[nodiscard]] bool runUntil(Predicate predicate) {
+    return loop_->runUntil(predicate, ZRDefaultRunLoop::Clock::now() + std::chrono::seconds(20));
+  }
+
+  Outcome finish(const Recorded& outcome) {
+    EXPECT_TRUE(runUntil([&] { return outcome->ends > 0; })) << "no response";
+    return *outcome;
+  }
+
+  Outcome run(const std::shared_ptr<SCNetworkBaseApi>& request) { return finish(start(request)); }
+
+  /// Waits until the agent's thread has obeyed every earlier call.
+  void settle() {
+    origin_.serve("/settle", "");
+    EXPECT_EQ(run(plain(origin_.url("/settle"))).status, 200);
+  }
+
+  /// The names of what lies in the folder, sorted.
+  std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
+      names.push_back(entry.path().filename());
+    std::ranges::sort(names);
+    return names;
+  }
+
+  using Names = std::vector<std::string>;
+
+  std::shared_ptr<ZRDefaultRunLoop> loop_ = std::make_shared<ZRDefaultRunLoop>();
+  TemporaryFolder folder_;
+  // These outlive the origin, whose handlers use them.
+  OriginGate gate_;
+  const std::string body_ = patternBytes(5000);
+  const std::string old_ = patternBytes(1000, 7);
+
+  LoopbackOrigin origin_;
+  const std::string file_ = folder_ / "v.mp4";
+  const std::string validatorFile_ = folder_ / ".v.mp4.resume";
+  SCNetworkLimits limits_;
+  std::unique_ptr<SCNetworkAgent> agent_;
+};
