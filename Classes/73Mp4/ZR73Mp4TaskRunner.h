@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "ZRField.h"
+#include "ZRTaskRunner.h"
+#include "ZRText.h"
+
+/// Where an MP4 task stands on its way. Not stored: a task that is loaded starts again by asking for its metadata.
+enum class ZR73Mp4Phase : std::uint64_t {
+  Mp4PhaseRequestInfo = 0,  ///< the host is asked for title, address and size
+  Mp4PhaseDownload = 1,     ///< the file is downloaded
+  Mp4PhaseFinished = 2,     ///< the file is complete
+};
+
+/// Downloads one MP4 file of the second site. The host supplies the metadata; the file continues where a partial one
+/// ends.
+///
+/// Made by `ZRDownloadTask::taskWith73Params`. Main loop's thread only.
+class ZR73Mp4TaskRunner final : public ZRTaskRunner {
+ public:
+  /// A task from {"vid", "version": integers from 1, "cover": text (optional)}; null, with a log record, otherwise.
+  static std::shared_ptr<ZR73Mp4TaskRunner> taskWithParams(const ZRDictionary& params);
+  static std::shared_ptr<ZR73Mp4TaskRunner> initWithParams(const ZRDictionary& params);
+
+  /// A task without parameters; for rows that are loaded.
+  ZR73Mp4TaskRunner() = default;
+
+  // ZR73Mp4TaskRunner.cpp
+  std::optional<ZRDictionary> videoInfoDic() const override;
+  void preloadVideoInfoIfNeed() override;
+  float currentDownloadProgress() const override;
+  std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
+  std::string taskId() const override;
+  std::string description() const override;
+
+  std::int64_t vid() const noexcept { return vid_; }
+  std::int32_t version() const noexcept { return version_; }
+  std::int32_t site() const noexcept { return 3; }
+  const ZRText& videoName() const noexcept { return videoName_; }
+  const ZRText& vidoeUrl() const noexcept { return vidoeUrl_; }
+  const ZRText& cover() const noexcept { return cover_; }
+  std::int32_t duration() const noexcept { return duration_; }
+
+  /// Expected bytes of the file; 0 while unknown.
+  std::int64_t fileSize() const noexcept { return fileSize_; }
+
+  /// Bytes of the file so far, those of earlier runs included.
+  std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
+
+  // ZR73Mp4TaskRunner+FileManager.cpp
+  std::string videoSaveDir() const override;
+  std::string videoSavePath() const;
+  std::optional<std::string> localRelativeFilePath() const override;
+  std::optional<std::string> localFullFilePath() const override;
+
+  // ZR73Mp4TaskRunner+ORM.cpp
+  static const ZRTaskTable& taskTable();
+  static const ZRColumnMap& columnPropertiesForTaskTable() { return taskTable().columns(); }
+  static std::string createTaskTableSQL() { return taskTable().createTaskTableSQL(); }
+  static std::string queryAllTasksSQL() { return taskTable().queryAllTasksSQL(); }
+  static std::string deleteTasksSQL(const std::vector<std::int64_t>& pkids) {
+    return taskTable().deleteTasksSQL(pkids);
+  }
+  static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
+  static void loadTasksFromDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, ZRTaskList& finishedArr,
+                              ZRTaskList& unFinished);
+  std::optional<std::string> queryPrimaryKeySQL() const override;
+  static std::span<const ZRField<ZR73Mp4TaskRunner>> fields();
+  ZRValue valueForKey(std::string_view name) const override;
+  void setValueForKey(const ZRValue& value, std::string_view name) override;
+
+ private:
+  using MetadataCompletion = std::function<void(const std::optional<ZRError>& error)>;
+
+  // ZR73Mp4TaskRunner.cpp
+  void _startPhase(std::uint64_t phase) override;
+  std::uint64_t _finishedPhase() const override;
+  ZR73Mp4Phase phase() const noexcept { return static_cast<ZR73Mp4Phase>(executingPhase()); }
+  void finishDownload();
+
+  // ZR73Mp4TaskRunner+FileManager.cpp
+  std::string _fileName() const;
+  std::string _fileDir() const;
+
+  // ZR73Mp4TaskRunner+Network.cpp
+  void requestMp4VideoInfo();
+  void preloadVideoInfoIfNeed(MetadataCompletion completion);
+  void takeMetadata(const ZRDictionary& metadata);
+  void downloadMp4();
+  std::shared_ptr<SCNetworkDownloadApi> makeDownload(const std::string& url);
+  void downloadEnded(const SCNetworkApiResponseProtocol& response);
+  void handleCannotFindMP4URLErr();
+  void throwErr(const ZRError& error);
+  std::weak_ptr<ZR73Mp4TaskRunner> weakSelf();
+
+  // ZR73Mp4TaskRunner+ORM.cpp
+  const ZRTaskTable& _table() const override { return taskTable(); }
+
+  std::int64_t vid_ = 0;
+  std::int32_t version_ = 0;
+  ZRText videoName_;
+  ZRText vidoeUrl_;  // no column finds this name, so a loaded task asks for its address again
+  ZRText cover_;
+  std::int32_t duration_ = 0;
+  std::int64_t fileSize_ = 0;
+  double stamp_ = 0;  // a column that this runner only keeps
+  std::uint64_t downloadedBytes_ = 0;
+  std::int64_t tag_ = 0;  // counts metadata requests; only the newest one's reply is taken
+};

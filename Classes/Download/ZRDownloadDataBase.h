@@ -1,0 +1,44 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "ZRDownloadDataBaseProtocol.h"
+
+namespace SQLite {
+class Database;
+}
+
+/// The library's one SQLite file, "zrdownloadkit.db" in the download folder. Made and owned by the manager, shared with
+/// every task. Any thread.
+///
+/// The file is kept in write-ahead mode with relaxed syncing: a crash of the process loses nothing, a power cut at most
+/// the last writes, and the file stays whole. Without an open file every operation does nothing and says false.
+class ZR_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
+ public:
+  /// Opens the file, which is made when missing. A file that is no database is left as it is and counts as one that
+  /// cannot be opened.
+  ZRDownloadDataBase();
+  ~ZRDownloadDataBase() override;
+
+  bool isOpen() const noexcept { return db_ != nullptr; }
+
+  bool tableExists(std::string_view name) override;
+  bool executeUpdate(std::string_view sql) override;
+  bool executeBatchUpdate(const std::vector<std::string>& statements) override;
+  void executeQuery(std::string_view sql, const QueryCompletion& completion) override;
+
+ private:
+  // Takes the connection for one unit of work; no lock when there is none to take, or when this thread already has it
+  // (a completion that calls the store).
+  class Turn;
+
+  bool runStatement(std::string_view sql);
+
+  std::unique_ptr<SQLite::Database> db_;  // set once
+  std::mutex mutex_;
+  std::atomic<std::thread::id> holder_{};
+};

@@ -1,0 +1,4 @@
+#include "ZRDownloadDataBaseProtocol.h"
+
+ZRResultSet::~ZRResultSet() = default;
+ZRDownloadDataBaseProtocol::~ZRDownloadDataBaseProtocol() = default;

@@ -1,0 +1,73 @@
+#include <filesystem>
+#include <system_error>
+
+#include "ZRDownloadManager.h"
+#include "ZRHost.h"
+#include "ZRPath.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Makes the folder with all missing ones above it. What fails here shows when a file is written there.
+std::string ensureFolder(std::string path) {
+  std::error_code ignored;
+  if (fs::is_directory(path, ignored)) return path;
+  if (fs::exists(path, ignored)) fs::remove(path, ignored);
+  fs::create_directories(path, ignored);
+  return path;
+}
+
+std::string appended(const std::string& base, const std::optional<std::string>& sub) {
+  return sub ? ZRPath::append(base, *sub) : base;
+}
+
+std::optional<std::string> below(const char* folder, const std::optional<std::string>& relative) {
+  if (!relative) return std::nullopt;
+  return ZRPath::append(folder, *relative);
+}
+
+/// The first finished task with that id; null when there is none.
+std::shared_ptr<ZRDownloadTask> taskWithId(const ZRTaskList& tasks, const std::string& taskId) {
+  for (const auto& task : tasks) {
+    if (task->taskId() == taskId) return task;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::string ZRDownloadManager::offlineDataPath(const std::optional<std::string>& sub) {
+  const ZRHostInfo& host = ZRHost::current();
+  return ensureFolder(appended(ZRPath::append(host.applicationSupportFolder, host.bundleIdentifier), sub));
+}
+
+std::string ZRDownloadManager::offlineShareDataPath(const std::optional<std::string>& sub) {
+  return ensureFolder(appended(ZRHost::current().moviesFolder, sub));
+}
+
+std::string ZRDownloadManager::downloadBasePath() {
+  return offlineDataPath(kDownloadDir);
+}
+
+std::string ZRDownloadManager::downloadShareBasePath() {
+  return offlineShareDataPath(kShareDownloadDir);
+}
+
+std::string ZRDownloadManager::pathByRelativeBasePath(const std::optional<std::string>& relative) {
+  return offlineDataPath(below(kDownloadDir, relative));
+}
+
+std::string ZRDownloadManager::pathByRelativeShareBasePath(const std::optional<std::string>& relative) {
+  return offlineShareDataPath(below(kShareDownloadDir, relative));
+}
+
+std::optional<std::string> ZRDownloadManager::relativeMoviePathWithTaskId(const std::string& taskId) const {
+  const auto task = taskWithId(finishedTaskArr_, taskId);
+  return task ? task->localRelativeFilePath() : std::nullopt;
+}
+
+std::optional<std::string> ZRDownloadManager::fullMoviePathWithTaskId(const std::string& taskId) const {
+  const auto task = taskWithId(finishedTaskArr_, taskId);
+  return task ? task->localFullFilePath() : std::nullopt;
+}

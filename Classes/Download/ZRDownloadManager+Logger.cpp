@@ -1,0 +1,44 @@
+#include <exception>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+#include <fmt/args.h>
+#include <fmt/printf.h>
+
+#include "ZRDownloadManager.h"
+#include "ZRValue.h"
+
+namespace {
+
+/// The renderer knows "%s" for texts; "%@" means the same here.
+std::string printfFormat(const char* format) {
+  std::string text = format;
+  for (std::size_t at = text.find('%'); at != std::string::npos && at + 1 < text.size(); at = text.find('%', at + 2)) {
+    if (text[at + 1] == '@') text[at + 1] = 's';
+  }
+  return text;
+}
+
+std::optional<std::string> render(const char* format, std::span<const ZRLogArgument> arguments) {
+  try {
+    fmt::dynamic_format_arg_store<fmt::printf_context> store;
+    for (const ZRLogArgument& argument : arguments) {
+      std::visit([&store](auto&& value) { store.push_back(value); }, argument.value());
+    }
+    return fmt::vsprintf(printfFormat(format), fmt::basic_format_args<fmt::printf_context>(store));
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+void ZRDownloadManager::logArguments(unsigned level, const char* tag, const char* format,
+                                     std::span<const ZRLogArgument> arguments) {
+  std::optional<std::string> message = render(format, arguments);
+  if (!message) return;
+  const ZRDictionary record{{"level", level}, {"tag", tag != nullptr ? tag : ""}, {"msg", *std::move(message)}};
+  const ZRLoggerHandler logger = loggerHandler_;  // the handler may replace itself
+  logger(record, ZRValue::null());
+}

@@ -1,0 +1,221 @@
+#include "ZRDownloadManager.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "SCNetworkAgent.h"
+#include "ZRBackgroundQueue.h"
+#include "ZRClock.h"
+#include "ZRDownloadDataBase.h"
+#include "ZRNotificationCenter.h"
+#include "ZRRemovedFolders.h"
+#include "ZRRunLoop.h"
+#include "ZRThreadCheck.h"
+#include "ZRValue.h"
+
+const char kZRDownloadTaskCreatedSuccNotifi[] = "kZRDownloadTaskCreatedSuccNotifi";
+const char kZRDownloadTaskFinishedNotifi[] = "kZRDownloadTaskFinishedNotifi";
+const char kDownloadDir[] = "download";
+const char kShareDownloadDir[] = "Oxwell";
+
+namespace {
+
+constexpr unsigned kReportTaskAdded = 201;
+
+/// The process's manager and the lock around making and ending it.
+struct Shared {
+  std::mutex mutex;
+  std::shared_ptr<ZRDownloadManager> manager;
+};
+
+Shared& shared() {
+  // The services that the manager's end still needs are made first, so that they end after it.
+  ZRBackgroundQueue::shared();
+  static const std::shared_ptr<ZRRunLoop> loop = ZRRunLoop::main();
+  static Shared instance;
+  return instance;
+}
+
+ZRRequestHandler requestHandlerOf(const ZRDictionary& options, std::string_view key) {
+  const ZRRequestHandler* const handler = options[key].asRequestHandler();
+  return handler != nullptr ? *handler : ZRRequestHandler();
+}
+
+ZRRecordHandler recordHandlerOf(const ZRDictionary& options, std::string_view key) {
+  const ZRRecordHandler* const handler = options[key].asRecordHandler();
+  return handler != nullptr ? *handler : ZRRecordHandler();
+}
+
+/// The time that orders a task in a list: its album's, when the list holds an earlier task of it, else now.
+double listTimestamp(const ZRDownloadTask& task, const ZRTaskList& tasks) {
+  const std::optional<ZRTaskList> siblings = task.filtedSameAlbumTasks(tasks);
+  if (siblings && !siblings->empty()) return siblings->front()->timestamp();
+  return ZRClock::secondsSinceReferenceDate();
+}
+
+}  // namespace
+
+std::shared_ptr<ZRDownloadManager> ZRDownloadManager::sharedManager() {
+  Shared& process = shared();
+  const std::lock_guard lock(process.mutex);
+  if (!process.manager) process.manager.reset(new ZRDownloadManager);
+  return process.manager;
+}
+
+void ZRDownloadManager::shutdown() {
+  Shared& process = shared();
+  std::shared_ptr<ZRDownloadManager> manager;  // dropped at the end, outside the lock: what dies with it may log
+  {
+    const std::lock_guard lock(process.mutex);
+    manager = process.manager;
+  }
+  if (!manager) return;
+  manager->pauseAllTasks();
+  const std::lock_guard lock(process.mutex);
+  process.manager.reset();
+}
+
+ZRDownloadManager::ZRDownloadManager() = default;
+ZRDownloadManager::~ZRDownloadManager() = default;
+
+void ZRDownloadManager::setup(const ZRDictionary& options) {
+  zrAssertLoopThread();
+  applyOptions(options);
+  if (db_) return;
+  db_ = std::make_shared<ZRDownloadDataBase>();
+  ZRDownloadTask::setupWithDB(db_);
+  loadTasks();
+  ZRRemovedFolders::sweep();
+}
+
+void ZRDownloadManager::applyOptions(const ZRDictionary& options) {
+  opts_ = options;
+  fetchMkeyHandler_ = requestHandlerOf(options, "fetch_mky_handler");
+  decryptionHandler_ = requestHandlerOf(options, "decryption_handler");
+  loggerHandler_ = recordHandlerOf(options, "logger_handler");
+  ignoreH265_ = options["ignore_h265"].boolValue();
+  fetch73InfoHandler_ = requestHandlerOf(options, "fetch_73Info_Handler");
+  if (const ZRValue& count = options["max_concurrent_count"]; !count.isAbsent()) {
+    maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
+  }
+}
+
+void ZRDownloadManager::loadTasks() {
+  ZRTaskList finished;
+  ZRTaskList unFinished;
+  ZRDownloadTask::loadTasksFromDB(db_, finished, unFinished);
+  for (const auto& task : unFinished) {
+    task->setNetworkAgent(networkAgent());
+    setUpTaskHandlers(task);
+  }
+  finishedTaskArr_ = std::move(finished);
+  unFinishedTaskArr_ = std::move(unFinished);
+}
+
+const std::shared_ptr<SCNetworkAgent>& ZRDownloadManager::networkAgent() {
+  if (!networkAgent_) networkAgent_ = std::make_shared<SCNetworkAgent>();
+  return networkAgent_;
+}
+
+void ZRDownloadManager::setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>& task) {
+  task->setDb(db_);
+  const std::weak_ptr<ZRDownloadManager> weakSelf = weak_from_this();
+  task->addErrorNotifi([weakSelf](const std::shared_ptr<ZRDownloadTask>& errored, const ZRError& error) {
+    if (const auto self = weakSelf.lock()) self->taskErrored(errored, error);
+  });
+  task->addCompletionNotifi([weakSelf](const std::shared_ptr<ZRDownloadTask>& completed) {
+    if (const auto self = weakSelf.lock()) self->taskCompleted(completed);
+  });
+}
+
+void ZRDownloadManager::taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error) {
+  zrAssertLoopThread();
+  switch (static_cast<ZRErrorCode>(error.code())) {
+    case ZRErrorCode::DiskFull:
+    case ZRErrorCode::CannotReachServer:
+      executingQueue_.clear();
+      forceNotifiAllTaskOccurError(error);
+      break;
+    case ZRErrorCode::ConnectionLost:
+      task->forceError(error);
+      break;
+    case ZRErrorCode::ResourceUnusable:
+    case ZRErrorCode::Reserved:
+    case ZRErrorCode::HostOffline:
+    case ZRErrorCode::FileDeleted:
+      task->forceError(error);
+      std::erase(executingQueue_, task);
+      checkIfHasTaskCanEnQueue();
+      break;
+  }
+}
+
+void ZRDownloadManager::taskCompleted(const std::shared_ptr<ZRDownloadTask>& task) {
+  zrAssertLoopThread();
+  task->setTimestamp(listTimestamp(*task, finishedTaskArr_));
+  finishedTaskArr_.push_back(task);
+  std::erase(unFinishedTaskArr_, task);
+  std::erase(executingQueue_, task);
+  task->switch2Finish();
+  checkIfHasTaskCanEnQueue();
+  ZRNotificationCenter::defaultCenter().post(kZRDownloadTaskFinishedNotifi, task);
+}
+
+ZRAddTaskResult ZRDownloadManager::addTask(const std::shared_ptr<ZRDownloadTask>& task) {
+  zrAssertLoopThread();
+  if (!task) return ZRAddTaskResult::Refused;
+  task->setDb(db_);
+  if (task->existInDB()) return ZRAddTaskResult::Exists;
+  task->setTimestamp(listTimestamp(*task, unFinishedTaskArr_));
+  bool stored = false;
+  task->insert2DBWithCompletion([&stored](bool success) { stored = success; });
+  if (!stored) return ZRAddTaskResult::Refused;
+  task->setNetworkAgent(networkAgent());
+  setUpTaskHandlers(task);
+  unFinishedTaskArr_.push_back(task);
+  task->switch2Wait();
+  log(1, nullptr, "add:%@", task);
+  checkIfHasTaskCanEnQueue();
+  if (!task->isExecuting()) task->preloadVideoInfoIfNeed();
+  cc(kReportTaskAdded, task->reportedVersion());
+  ZRNotificationCenter::defaultCenter().post(kZRDownloadTaskCreatedSuccNotifi, task);
+  return ZRAddTaskResult::Added;
+}
+
+void ZRDownloadManager::removeTask(const std::shared_ptr<ZRDownloadTask>& task) {
+  zrAssertLoopThread();
+  if (!task) return;
+  const std::shared_ptr<ZRDownloadTask> kept = task;  // the argument may be an element of a list that shrinks here
+  log(1, nullptr, "rm:%@", kept);
+  if (kept->isExecuting()) {
+    kept->switch2Pause();
+    std::erase(executingQueue_, kept);
+    std::erase(unFinishedTaskArr_, kept);
+  } else {
+    std::erase(kept->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, kept);
+  }
+  kept->cleanDownloadFiles();
+  checkIfHasTaskCanEnQueue();
+}
+
+void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
+  zrAssertLoopThread();
+  const std::lock_guard lock(limitMutex_);
+  if (count == maxConcurrentOperationCount_) return;
+  const bool raised = maxConcurrentOperationCount_ < count;
+  maxConcurrentOperationCount_ = count;
+  if (raised) {
+    checkIfHasTaskCanEnQueue();
+  } else {
+    checkIfHasExecutingTaskCanReduce();
+  }
+  log(1, nullptr, "MaxConcurrent %u", count);
+}
+
+void ZRDownloadManager::fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion) {
+  if (fetchMkeyHandler_) fetchMkeyHandler_(request, std::move(completion));
+}
+
+void ZRDownloadManager::fetch73VideoInfo(const ZRDictionary& request, ZRReplyCompletion completion) {
+  if (fetch73InfoHandler_) fetch73InfoHandler_(request, std::move(completion));
+}

@@ -1,0 +1,209 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "ZRDictionary.h"
+#include "ZRDownloadTask.h"
+#include "ZRExport.h"
+#include "ZRHostCallbacks.h"
+#include "ZRLogArgument.h"
+
+class SCNetworkAgent;
+class ZRDownloadDataBase;
+
+/// Posted with the task when `addTask` accepted it: stored, listed, waiting, and scheduled.
+extern ZR_EXPORT const char kZRDownloadTaskCreatedSuccNotifi[];
+
+/// Posted with the task when it is finished, in the finished list, and its slot was given to the next one.
+extern ZR_EXPORT const char kZRDownloadTaskFinishedNotifi[];
+
+/// The sub-folder of the application's folder for HLS and MP4 downloads and the database.
+extern ZR_EXPORT const char kDownloadDir[];
+
+/// The folder of LAN shares in the user's Movies folder.
+extern ZR_EXPORT const char kShareDownloadDir[];
+
+/// What became of a task handed to `ZRDownloadManager::addTask`.
+enum class ZRAddTaskResult : unsigned {
+  Refused = 0,  ///< the store did not take it; nothing else happened
+  Exists = 1,   ///< the store holds it already; nothing happened
+  Added = 2,
+};
+
+/// The library's entry point and the one object that a host talks to: it holds the host's options, the store, the HTTP
+/// agent and the lists of tasks, and decides which tasks run.
+///
+///     auto manager = ZRDownloadManager::sharedManager();
+///     manager->setup({{"fetch_73Info_Handler", ZRFetch73InfoHandler(askMySite)}, {"max_concurrent_count", 2}});
+///     if (auto task = ZRDownloadTask::taskWith73Params({{"vid", 123}, {"version", 2}})) manager->addTask(task);
+///
+/// Main loop's thread only, but for `sharedManager`, `log` and the path operations. Callbacks of the host run inside
+/// these operations.
+///
+/// What a failing task does to the others, by the code of its error (whatever the domain):
+///
+/// | code | reaction |
+/// |---|---|
+/// | 100, 102 | every unfinished task goes to Errored, all slots are freed, nothing is started |
+/// | 101 | this task goes to Errored and keeps its slot |
+/// | 103 to 106 | this task goes to Errored, its slot goes to the next waiting task |
+/// | any other | nothing: the task stays Executing until the host pauses or removes it |
+class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZRDownloadManager> {
+ public:
+  /// The process's manager, made by the first call. Any thread.
+  static std::shared_ptr<ZRDownloadManager> sharedManager();
+
+  /// Ends the library before the process does, for hosts that unload it: unfinished tasks are paused, transfers end,
+  /// the store is closed. The next `sharedManager` makes a new manager.
+  static void shutdown();
+
+  ~ZRDownloadManager();
+  ZRDownloadManager(const ZRDownloadManager&) = delete;
+  ZRDownloadManager& operator=(const ZRDownloadManager&) = delete;
+
+  /// Applies the options, all optional; the first call also opens the store and loads its tasks, unfinished ones as
+  /// Paused. Starts nothing. A later call replaces options and callbacks only.
+  ///
+  /// | option | value |
+  /// |---|---|
+  /// | "fetch_mky_handler" | `ZRFetchMkeyHandler`; without it an HLS task waits for its key for ever |
+  /// | "decryption_handler" | `ZRDecryptionHandler` |
+  /// | "logger_handler" | `ZRLoggerHandler`; without it nothing is logged anywhere |
+  /// | "ignore_h265" | boolean, kept for the host to read |
+  /// | "fetch_73Info_Handler" | `ZRFetch73InfoHandler`; without it an MP4 task waits for its metadata for ever |
+  /// | "max_concurrent_count" | the limit, of which 8 bits count; no task is started or stopped by it here |
+  /// | "cc_report_handler" | `ZRReportHandler` |
+  /// | "m3u8_cdn_params" | dictionary of further query parameters of playlist requests |
+  void setup(const ZRDictionary& options);
+
+  /// Copies of the lists, in the order of loading and then of events.
+  ZRTaskList allFinishedTaskArr() const { return finishedTaskArr_; }
+  ZRTaskList allUnFinishTaskArr() const { return unFinishedTaskArr_; }
+
+  /// Stores the task, sets it Waiting and fills free slots; a task that does not start at once fetches its metadata.
+  [[nodiscard]] ZRAddTaskResult addTask(const std::shared_ptr<ZRDownloadTask>& task);
+
+  /// Stops the task, deletes its files and rows, and fills the freed slot.
+  void removeTask(const std::shared_ptr<ZRDownloadTask>& task);
+
+  /// How many tasks may run at once. Raising it starts waiting tasks; lowering it sends the newest running ones back to
+  /// waiting.
+  void setMaxConcurrentOperationCount(std::uint8_t count);
+  std::uint8_t maxConcurrentOperationCount() const noexcept { return maxConcurrentOperationCount_; }
+
+  bool ignoreH265() const noexcept { return ignoreH265_; }
+  const std::shared_ptr<ZRDownloadDataBase>& db() const noexcept { return db_; }
+  const ZRDictionary& opts() const noexcept { return opts_; }
+  const ZRFetchMkeyHandler& fetchMkeyHandler() const noexcept { return fetchMkeyHandler_; }
+  void setFetchMkeyHandler(ZRFetchMkeyHandler handler) { fetchMkeyHandler_ = std::move(handler); }
+  const ZRDecryptionHandler& decryptionHandler() const noexcept { return decryptionHandler_; }
+  void setDecryptionHandler(ZRDecryptionHandler handler) { decryptionHandler_ = std::move(handler); }
+  const ZRLoggerHandler& loggerHandler() const noexcept { return loggerHandler_; }
+  void setLoggerHandler(ZRLoggerHandler handler) { loggerHandler_ = std::move(handler); }
+  const ZRFetch73InfoHandler& fetch73InfoHandler() const noexcept { return fetch73InfoHandler_; }
+  void setFetch73InfoHandler(ZRFetch73InfoHandler handler) { fetch73InfoHandler_ = std::move(handler); }
+
+  /// The HTTP agent that all tasks share, made by the first call.
+  const std::shared_ptr<SCNetworkAgent>& networkAgent();
+
+  /// Asks the host for a playback key; without a handler the completion is never called. For runners.
+  void fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion);
+
+  /// Asks the host for a second-site video's metadata; without a handler the completion is never called. For runners.
+  void fetch73VideoInfo(const ZRDictionary& request, ZRReplyCompletion completion);
+
+  // ZRDownloadManager+CC.cpp
+
+  /// Makes a usage report: 201 a task was added, 202 a task finished; `version` is the video's version code. Any
+  /// thread.
+  void cc(unsigned stype, std::int32_t version);
+
+  // ZRDownloadManager+File.cpp: folders. Each exists on return where it can be made; a file in its place is deleted.
+
+  /// (Application Support folder)/(bundle identifier), with `sub` appended when given.
+  static std::string offlineDataPath(const std::optional<std::string>& sub);
+
+  /// (Movies folder), with `sub` appended when given.
+  static std::string offlineShareDataPath(const std::optional<std::string>& sub);
+
+  static std::string downloadBasePath();
+  static std::string downloadShareBasePath();
+
+  /// `relative` below the download base folder; without it the application's own folder.
+  static std::string pathByRelativeBasePath(const std::optional<std::string>& relative);
+
+  /// `relative` below the share base folder; without it the Movies folder.
+  static std::string pathByRelativeShareBasePath(const std::optional<std::string>& relative);
+
+  /// The playable file of the finished task with that id; nothing when there is none. Main loop's thread.
+  std::optional<std::string> relativeMoviePathWithTaskId(const std::string& taskId) const;
+  std::optional<std::string> fullMoviePathWithTaskId(const std::string& taskId) const;
+
+  // ZRDownloadManager+Logger.cpp
+
+  /// Hands a record to the host's logger, on the caller's thread. `format` is a printf format, "%@" standing for an
+  /// object's description; a format that does not fit its arguments makes no record. Level 0 is a trace, 1 a notable
+  /// event, 2 a failure; a null tag is the empty one.
+  template <class... Args>
+  void log(unsigned level, const char* tag, const char* format, const Args&... args) {
+    if (!loggerHandler_) return;
+    const std::array<ZRLogArgument, sizeof...(Args)> arguments{ZRLogArgument(args)...};
+    logArguments(level, tag, format, arguments);
+  }
+
+  // ZRDownloadManager+SwitchTask.cpp: scheduling.
+
+  /// Lets the tasks want to run: paused and errored ones become Waiting, and free slots are filled.
+  void starTasks(const ZRTaskList& tasks);
+
+  /// Pauses every unfinished task; nothing is started.
+  void pauseAllTasks();
+
+  /// Pauses the task; its slot goes to the next waiting one. A finished task is left alone.
+  void pauseTask(const std::shared_ptr<ZRDownloadTask>& task);
+
+  /// Runs the task if there is a slot. Without one a waiting task displaces the longest-running one, and a paused or
+  /// errored one becomes Waiting. A finished task is left alone.
+  void resumeTask(const std::shared_ptr<ZRDownloadTask>& task);
+
+ private:
+  ZRDownloadManager();
+
+  void applyOptions(const ZRDictionary& options);
+  void loadTasks();
+  void setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>& task);
+  void taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error);
+  void taskCompleted(const std::shared_ptr<ZRDownloadTask>& task);
+
+  // ZRDownloadManager+Logger.cpp
+  void logArguments(unsigned level, const char* tag, const char* format, std::span<const ZRLogArgument> arguments);
+
+  // ZRDownloadManager+SwitchTask.cpp
+  bool canExecuteMoreTask() const;
+  bool needReduceTask() const;
+  std::shared_ptr<ZRDownloadTask> startNextTask();
+  void checkIfHasTaskCanEnQueue();
+  void checkIfHasExecutingTaskCanReduce();
+  void forceNotifiAllTaskOccurError(const ZRError& error);
+
+  std::uint8_t maxConcurrentOperationCount_ = 3;
+  bool ignoreH265_ = false;
+  ZRTaskList finishedTaskArr_;
+  ZRTaskList unFinishedTaskArr_;
+  ZRTaskList executingQueue_;  // those of unFinishedTaskArr_ that hold a slot, longest admitted first
+  std::shared_ptr<ZRDownloadDataBase> db_;
+  ZRDictionary opts_;
+  ZRFetchMkeyHandler fetchMkeyHandler_;
+  ZRDecryptionHandler decryptionHandler_;
+  ZRLoggerHandler loggerHandler_;
+  ZRFetch73InfoHandler fetch73InfoHandler_;
+  std::shared_ptr<SCNetworkAgent> networkAgent_;
+  std::recursive_mutex limitMutex_;  // held by setMaxConcurrentOperationCount alone
+  bool fillingSlots_ = false;        // checkIfHasTaskCanEnQueue is on the stack
+};

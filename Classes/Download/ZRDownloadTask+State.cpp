@@ -1,0 +1,53 @@
+#include "ZRClock.h"
+#include "ZRDownloadManager.h"
+#include "ZRDownloadTask.h"
+#include "ZRThreadCheck.h"
+
+namespace {
+
+constexpr unsigned kReportTaskFinished = 202;
+
+}  // namespace
+
+void ZRDownloadTask::switchState() {
+  const auto manager = ZRDownloadManager::sharedManager();
+  switch (taskState_) {
+    case ZRTaskState::Paused:
+    case ZRTaskState::Waiting:
+    case ZRTaskState::Errored:
+      manager->resumeTask(shared_from_this());
+      break;
+    case ZRTaskState::Executing:
+      manager->pauseTask(shared_from_this());
+      break;
+    case ZRTaskState::Finished:
+      break;
+  }
+}
+
+void ZRDownloadTask::setTaskState(ZRTaskState state) {
+  if (state == taskState_) return;
+  taskState_ = state;
+  switch (state) {
+    case ZRTaskState::Executing:
+      resetSpeedTimer();
+      activeTimestamp_ = ZRClock::secondsSinceReferenceDate();
+      break;
+    case ZRTaskState::Waiting:
+      invalidateSpeedTimer();
+      activeTimestamp_ = ZRClock::secondsSinceReferenceDate();
+      break;
+    case ZRTaskState::Paused:
+      invalidateSpeedTimer();
+      activeTimestamp_ = 0;
+      break;
+    case ZRTaskState::Finished:
+      invalidateSpeedTimer();
+      ZRDownloadManager::sharedManager()->cc(kReportTaskFinished, reportedVersion());
+      break;
+    case ZRTaskState::Errored:
+      invalidateSpeedTimer();
+      break;
+  }
+  syncStateToDB();
+}

@@ -1,0 +1,126 @@
+#include "ZRTaskRunner.h"
+
+#include <array>
+#include <charconv>
+#include <limits>
+#include <utility>
+
+#include "SCNetworkErrors.h"
+#include "ZRRemovedFolders.h"
+#include "ZRRunLoop.h"
+
+ZRTaskRunner::~ZRTaskRunner() = default;
+
+void ZRTaskRunner::resume() {
+  ZRDownloadTask::resume();
+  _executeNextPhase();
+}
+
+void ZRTaskRunner::switch2Pause() {
+  _cancel();
+  setTaskState(ZRTaskState::Paused);
+}
+
+void ZRTaskRunner::switch2Wait() {
+  _cancel();
+  setTaskState(ZRTaskState::Waiting);
+}
+
+void ZRTaskRunner::switch2Finish() {
+  setExecutingPhase(_finishedPhase());
+  setTaskState(ZRTaskState::Finished);
+}
+
+void ZRTaskRunner::forceError(const ZRError& error) {
+  setErr(error);
+  _cancel();
+  setTaskState(ZRTaskState::Errored);
+}
+
+void ZRTaskRunner::cleanDownloadFiles() {
+  removeDownloadedFiles();
+  _cleanTSAndTaskInDB();
+}
+
+void ZRTaskRunner::removeDownloadedFiles() {
+  const std::string folder = videoSaveDir();
+  if (!folder.empty()) ZRRemovedFolders::remove(folder);
+}
+
+void ZRTaskRunner::justDelayRetry() {
+  slot_.retryLater([weakSelf = weak_from_this()] {
+    const auto self = std::static_pointer_cast<ZRTaskRunner>(weakSelf.lock());
+    if (!self) return;
+    _log(1, "delyRetry start %@...", self);
+    self->_executeNextPhase();
+  });
+  _log(1, "reset delyRetry %@...", *this);
+}
+
+void ZRTaskRunner::_executeNextPhase() {
+  syncStateToDB();
+  if (isExecuting()) _startPhase(executingPhase_);
+}
+
+void ZRTaskRunner::_executePhase(std::uint64_t phase) {
+  setExecutingPhase(phase);
+  _executeNextPhase();
+}
+
+void ZRTaskRunner::_cancel() {
+  slot_.cancelCurrent();
+  slot_.dropRetry();
+}
+
+void ZRTaskRunner::setTaskState(ZRTaskState state) {
+  ZRDownloadTask::setTaskState(state);
+  slot_.dropRetry();
+}
+
+ZRError ZRTaskRunner::_mappedTransportError(const ZRError& error) {
+  switch (static_cast<SCURLErrorCode>(error.code())) {
+    case SCURLErrorCode::NetworkConnectionLost:
+      return {ZRErrorCode::ConnectionLost, "失去网络连接"};
+    case SCURLErrorCode::CannotConnectToHost:
+    case SCURLErrorCode::NotConnectedToInternet:
+      return {ZRErrorCode::CannotReachServer, "无法连接到服务器"};
+    case SCURLErrorCode::Cancelled:
+    case SCURLErrorCode::BadURL:
+    case SCURLErrorCode::TimedOut:
+    case SCURLErrorCode::UnsupportedURL:
+    case SCURLErrorCode::TooManyRedirects:
+    case SCURLErrorCode::BadServerResponse:
+    case SCURLErrorCode::CannotParseResponse:
+    case SCURLErrorCode::DataLengthExceedsMaximum:
+    case SCURLErrorCode::SecureConnectionFailed:
+    case SCURLErrorCode::CannotWriteFile:
+      break;
+  }
+  return error;
+}
+
+ZRError ZRTaskRunner::_diskFullError() {
+  return {ZRErrorCode::DiskFull, "磁盘空间不足"};
+}
+
+std::string ZRTaskRunner::_fixed(double number) {
+  std::array<char, std::numeric_limits<double>::max_exponent10 + 10> text;
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6).ptr;
+  return {text.data(), end};
+}
+
+ZRReplyCompletion ZRTaskRunner::_onMainLoop(ZRReplyCompletion completion) {
+  const auto answerOnce = [pending = std::make_shared<ZRReplyCompletion>(std::move(completion))](
+                              const std::optional<ZRDictionary>& reply, const std::optional<ZRError>& error) {
+    const ZRReplyCompletion answer = std::exchange(*pending, nullptr);
+    if (answer) answer(reply, error);
+  };
+  return [answerOnce, loop = ZRRunLoop::main()](const std::optional<ZRDictionary>& reply,
+                                                const std::optional<ZRError>& error) {
+    if (loop->isLoopThread()) {
+      answerOnce(reply, error);
+    } else {
+      loop->post([answerOnce, reply, error] { answerOnce(reply, error); });
+    }
+  };
+}

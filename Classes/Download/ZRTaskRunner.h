@@ -1,0 +1,171 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "SCNetworkBaseApi.h"
+#include "SCNetworkDownloadApi.h"
+#include "ZRDownloadManager.h"
+#include "ZRDownloadTask.h"
+#include "ZRRequestSlot.h"
+#include "ZRRetryBudget.h"
+#include "ZRTaskTable.h"
+
+/// What the three runners share: the walk through the phases, stopping, the retry budget, the mapping of transport
+/// errors, the removal of files and the task's row. A runner adds its phases and fields through the hooks below.
+///
+/// Main loop's thread only.
+class ZRTaskRunner : public ZRDownloadTask {
+ public:
+  ~ZRTaskRunner() override;
+
+  // ZRTaskRunner.cpp: state.
+  void resume() override;
+  void switch2Pause() override;
+  void switch2Wait() override;
+  void switch2Finish() override;
+  void forceError(const ZRError& error) override;
+  void cleanDownloadFiles() override;
+
+  /// Frees the folder's path at once and deletes the files in the background.
+  void removeDownloadedFiles();
+
+  /// Repeats the current phase a second from now, unless the task's state changes or it is stopped before. Offered to
+  /// whoever receives the task's errors; no runner calls it.
+  void justDelayRetry();
+
+  std::uint64_t executingPhase() const noexcept { return executingPhase_; }
+  bool hasRetryTimes() const noexcept { return retryBudget_.hasRetryTimes(); }
+  void resetRetryTimes() noexcept { retryBudget_.reset(); }
+  std::int64_t remainedFailedRetryTimes() const noexcept { return retryBudget_.remained(); }
+
+  // ZRTaskRunner+ORM.cpp: the row.
+  void syncStateToDB() override;
+  bool existInDB() override;
+  void insert2DBWithCompletion(const std::function<void(bool stored)>& completion) override;
+
+  /// The SQL text of a column's value.
+  std::string sqlValueForKey(std::string_view column) const;
+
+  // Nothing when a text cannot stand in a statement.
+  std::optional<std::string> insertCurrentTaskSQL() const;
+  std::optional<std::string> updateTaskStatusSQL() const;
+  virtual std::optional<std::string> queryPrimaryKeySQL() const = 0;
+  std::string deleteTaskSQL() const;
+
+ protected:
+  // Hooks.
+
+  /// Starts the work of `phase`; a number that is no phase starts nothing.
+  virtual void _startPhase(std::uint64_t phase) = 0;
+
+  /// The phase of a task that is done.
+  virtual std::uint64_t _finishedPhase() const = 0;
+
+  /// The task's own folder; it exists on return. Empty for a task that can have none: nothing of it is stored.
+  virtual std::string videoSaveDir() const = 0;
+
+  virtual const ZRTaskTable& _table() const = 0;
+
+  /// A field by its name; absent when there is none of that name.
+  virtual ZRValue valueForKey(std::string_view name) const = 0;
+
+  /// Sets a field by its name; an unknown name is ignored.
+  virtual void setValueForKey(const ZRValue& value, std::string_view name) = 0;
+
+  /// A row's fields are set: what follows from them beyond the fields themselves.
+  virtual void _rowLoaded() {}
+
+  // ZRTaskRunner.cpp
+
+  /// Writes the row, then starts the current phase if the task is executing.
+  void _executeNextPhase();
+  void _executePhase(std::uint64_t phase);
+  void setExecutingPhase(std::uint64_t phase) noexcept { executingPhase_ = phase; }
+
+  /// Stops the current request and a pending delayed retry.
+  void _cancel();
+
+  /// Every change of state drops a pending delayed retry.
+  void setTaskState(ZRTaskState state) override;
+
+  /// Takes one retry; false when none is left.
+  [[nodiscard]] bool _spendRetry() noexcept { return retryBudget_.spend(); }
+
+  /// A transport error as the task's own: -1005 becomes 101, -1004 and -1009 become 102; every other error stays. The
+  /// code alone counts.
+  static ZRError _mappedTransportError(const ZRError& error);
+
+  /// The error of a disk that is too full.
+  static ZRError _diskFullError();
+
+  /// Executes a request as the current one.
+  void _start(const std::shared_ptr<SCNetworkBaseApi>& request) { slot_.start(networkAgent(), request); }
+  void _cancelCurrentReq() { slot_.cancelCurrent(); }
+  std::optional<std::string> _currentUrlString() const { return slot_.currentUrlString(); }
+
+  /// A record with the empty tag.
+  template <class... Args>
+  static void _log(unsigned level, const char* format, const Args&... args) {
+    ZRDownloadManager::sharedManager()->log(level, nullptr, format, args...);
+  }
+
+  /// A number with six decimals, whatever the host's locale.
+  static std::string _fixed(double number);
+
+  /// A reply for the host to call on any thread: it arrives on the main loop, the first call alone.
+  static ZRReplyCompletion _onMainLoop(ZRReplyCompletion completion);
+
+  /// This task as a reply holds it.
+  template <class Runner>
+  std::weak_ptr<Runner> _weak() {
+    return std::static_pointer_cast<Runner>(weak_from_this().lock());
+  }
+
+  /// Keeps the bytes of a download so far in `bytes` and feeds the speed.
+  template <class Runner>
+  SCNetworkDownloadApi::ProgressHandler _countInto(std::uint64_t Runner::*bytes) {
+    return [weak = _weak<Runner>(), bytes](const auto&, std::int64_t chunk, std::int64_t received, std::int64_t) {
+      const auto self = weak.lock();
+      if (!self) return;
+      self.get()->*bytes = static_cast<std::uint64_t>(received);
+      self->setTransferedPerSecond(self->transferedPerSecond() + chunk);
+    };
+  }
+
+  /// Calls `ended` at a request's end, unless the task stopped executing.
+  template <class Runner>
+  SCNetworkBaseApi::ResponseHandler _whileExecuting(void (Runner::*ended)(const SCNetworkApiResponseProtocol&)) {
+    return [weak = _weak<Runner>(), ended](const auto&, const auto& response) {
+      const auto self = weak.lock();
+      if (self && self->isExecuting()) (self.get()->*ended)(*response);
+    };
+  }
+
+  // ZRTaskRunner+ORM.cpp
+
+  void _syncStateToDB();
+  bool _existInDB();
+  void _insert2DBWithCompletion(const std::function<void(bool stored)>& completion);
+  virtual void _cleanTSAndTaskInDB();
+
+  using MakeRunner = std::shared_ptr<ZRTaskRunner> (*)();
+
+  /// Makes the table and its index where they are missing; a table that is there is never altered.
+  static void _setupTable(ZRDownloadDataBaseProtocol& db, const ZRTaskTable& table);
+
+  /// A task for every row, finished and unfinished ones apart, in the order of the rows. Unfinished ones come back
+  /// Paused, before they get the store, so that loading writes nothing. `logFormat` takes the counts of the finished
+  /// and of all.
+  static void _loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
+                         MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr, ZRTaskList& unFinished);
+
+ private:
+  std::uint64_t executingPhase_ = 0;
+  ZRRetryBudget retryBudget_;
+  ZRRequestSlot slot_;
+};

@@ -1,0 +1,73 @@
+#include <filesystem>
+
+#include "LibraryFixture.h"
+#include "ProbeTask.h"
+#include "ZRRemovedFolders.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using ZRDownloadManagerFileTest = LibraryFixture;
+
+TEST_F(ZRDownloadManagerFileTest, foldersAreMadeWhereTheyBelong) {
+  const std::string app = home_ / "support/com.example.player";
+  EXPECT_EQ(ZRDownloadManager::pathByRelativeBasePath("v/123"), app + "/download/v/123");
+  EXPECT_TRUE(fs::is_directory(app + "/download/v/123"));
+  EXPECT_EQ(ZRDownloadManager::pathByRelativeBasePath(std::nullopt), app);
+  EXPECT_EQ(ZRDownloadManager::offlineDataPath(std::nullopt), app);
+  EXPECT_EQ(ZRDownloadManager::downloadShareBasePath(), home_ / "movies/Oxwell");
+  EXPECT_EQ(ZRDownloadManager::pathByRelativeShareBasePath("/a/b"), home_ / "movies/Oxwell/a/b");
+  EXPECT_TRUE(fs::is_directory(home_ / "movies/Oxwell/a/b"));
+  EXPECT_EQ(ZRDownloadManager::pathByRelativeShareBasePath(std::nullopt), home_ / "movies");
+}
+
+TEST_F(ZRDownloadManagerFileTest, fileInPlaceOfAFolderIsDeleted) {
+  writeFile(downloadFolder(), "in the way");
+  EXPECT_EQ(ZRDownloadManager::downloadBasePath(), downloadFolder());
+  EXPECT_TRUE(fs::is_directory(downloadFolder()));
+}
+
+TEST_F(ZRDownloadManagerFileTest, folderThatCannotBeMadeIsNamedAllTheSame) {
+  writeFile(home_ / "support", "a file where the host's folder should be");
+  EXPECT_EQ(ZRDownloadManager::downloadBasePath(), downloadFolder());
+  EXPECT_FALSE(fs::exists(downloadFolder()));
+}
+
+TEST_F(ZRDownloadManagerFileTest, onlyFinishedTasksHaveAMoviePath) {
+  manager()->setup(options());
+  const auto task = std::make_shared<ProbeTask>("a");
+  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("a"), std::nullopt);
+  task->invokeCompletionNotifi();
+  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("a"), "a.mp4");
+  EXPECT_EQ(manager()->fullMoviePathWithTaskId("a"), "/full/a.mp4");
+  EXPECT_EQ(manager()->fullMoviePathWithTaskId("b"), std::nullopt);
+}
+
+TEST_F(ZRDownloadManagerFileTest, removedFolderIsFreeAtOnceAndGoneLater) {
+  writeFile(home_ / "album/1/old.ts", "old");
+  ZRRemovedFolders::remove(home_ / "album/1");
+  EXPECT_FALSE(fs::exists(home_ / "album/1"));
+  writeFile(home_ / "album/1/new.ts", "new");
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  EXPECT_EQ(readFile(home_ / "album/1/new.ts"), "new");
+  EXPECT_EQ(std::distance(fs::directory_iterator(home_ / "album"), {}), 1);
+}
+
+TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
+  const std::string stale = downloadFolder() + "/.removing-1/0.ts";
+  const std::string staleShare = home_ / "movies/Oxwell/album/.removing-2/v.mp4";
+  const std::string outside = home_ / "outside/.removing-3/keep.txt";
+  for (const std::string& file : {stale, staleShare, outside, downloadFolder() + "/73-1-2/1-2.mp4"})
+    writeFile(file, "x");
+  fs::create_directory_symlink(home_ / "outside", home_ / "movies/Oxwell/link");
+  manager()->setup(options());
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  EXPECT_FALSE(fs::exists(stale));
+  EXPECT_FALSE(fs::exists(staleShare));
+  EXPECT_TRUE(fs::exists(outside));
+  EXPECT_TRUE(fs::exists(downloadFolder() + "/73-1-2/1-2.mp4"));
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include "ZRTaskTable.h"
+
+namespace {
+
+const ZRTaskTable& table() {
+  static const ZRTaskTable table(
+      "x_meta_tb", {{"vid", ZRColumnType::Integer}, {"name", ZRColumnType::Text}, {"stamp", ZRColumnType::Double}},
+      "vid,name");
+  return table;
+}
+
+ZRTaskTable::ValueForKey row(ZRValue vid, ZRValue name, ZRValue stamp) {
+  return [=](std::string_view column) { return column == "vid" ? vid : column == "name" ? name : stamp; };
+}
+
+TEST(ZRTaskTable, statementsAreBuiltFromTheColumnMap) {
+  EXPECT_EQ(table().createTaskTableSQL(),
+            "CREATE TABLE x_meta_tb (pkid integer primary key ,vid INTEGER,name TEXT,stamp DOUBLE)");
+  EXPECT_EQ(table().createIndexSQL(), "CREATE INDEX IF NOT EXISTS x_meta_tb_key ON x_meta_tb (vid,name)");
+  EXPECT_EQ(table().queryAllTasksSQL(), "SELECT * from x_meta_tb");
+  EXPECT_EQ(table().deleteTaskSQL(5), "DELETE from x_meta_tb WHERE pkid = 5");
+  EXPECT_EQ(table().deleteTasksSQL({1, 20}), "DELETE from x_meta_tb WHERE pkid IN ( 1,20 )");
+  EXPECT_EQ(table().insertSQL(row(7, "n", 0.5)), "INSERT INTO x_meta_tb (vid,name,stamp) VALUES (7,'n',0.5)");
+  EXPECT_EQ(table().updateSQL(row(7, {}, 1e300), 3),
+            "UPDATE x_meta_tb SET vid = 7,name = (null),stamp = 1e+300 WHERE pkid = 3");
+}
+
+TEST(ZRTaskTable, valuesAreRenderedByKindAndNullMarkersByColumn) {
+  struct Case {
+    ZRValue value;
+    ZRColumnType type;
+    const char* text;
+  };
+  for (const Case& c :
+       {Case{"片名", ZRColumnType::Text, "'片名'"}, Case{ZRValue::null(), ZRColumnType::Text, "''"},
+        Case{ZRValue::null(), ZRColumnType::Double, "0.0"}, Case{ZRValue::null(), ZRColumnType::Integer, "0"},
+        Case{ZRValue(), ZRColumnType::Text, "(null)"}, Case{INT64_MIN, ZRColumnType::Integer, "-9223372036854775808"},
+        Case{UINT64_MAX, ZRColumnType::Integer, "18446744073709551615"}, Case{true, ZRColumnType::Integer, "1"},
+        Case{0.1 + 0.2, ZRColumnType::Double, "0.30000000000000004"},
+        Case{ZRValue::List{}, ZRColumnType::Text, "(null)"}}) {
+    EXPECT_EQ(ZRTaskTable::sqlValue(c.value, c.type), c.text);
+  }
+}
+
+TEST(ZRTaskTable, textThatCouldLeaveItsQuotesMakesNoStatement) {
+  for (const std::string& text :
+       {std::string("it's"), std::string("a'),('b"), std::string("x','y"), std::string("\0", 1)}) {
+    EXPECT_EQ(table().insertSQL(row(1, text, 0)), std::nullopt);
+    EXPECT_EQ(table().updateSQL(row(1, text, 0), 1), std::nullopt);
+  }
+}
+
+}  // namespace
