@@ -1,0 +1,46 @@
+#include "BatchFile.h"
+
+#include <fstream>
+#include <iostream>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "ExitStatus.h"
+#include "JsonScalar.h"
+
+namespace zrdl {
+namespace {
+
+TaskRequest requestOfLine(const std::string& line, std::size_t number) {
+  TaskRequest request;
+  request.label = "line " + std::to_string(number);
+  const auto json = nlohmann::ordered_json::parse(line, nullptr, false);
+  if (!json.is_object()) return request;
+  request.params = scalarEntries(json);
+  if (const std::string* kind = request.params["kind"].asText()) request.kind = *kind;
+  request.params.remove("kind");
+  return request;
+}
+
+}  // namespace
+
+std::vector<TaskRequest> readBatch(std::istream& in) {
+  std::vector<TaskRequest> requests;
+  std::string line;
+  for (std::size_t number = 1; std::getline(in, line); ++number) {
+    if (line.find_first_not_of(" \t\r") != std::string::npos) requests.push_back(requestOfLine(line, number));
+  }
+  return requests;
+}
+
+std::vector<TaskRequest> readBatchFile(const std::string& file) {
+  if (file == "-") return readBatch(std::cin);
+  std::ifstream in(file);
+  if (!in) throw UsageError("cannot read " + file);
+  std::vector<TaskRequest> requests = readBatch(in);
+  if (in.bad()) throw UsageError("cannot read " + file);  // a folder, for one
+  return requests;
+}
+
+}  // namespace zrdl

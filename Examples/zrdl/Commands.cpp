@@ -1,0 +1,156 @@
+#include "Commands.h"
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "BatchFile.h"
+#include "DemoCommand.h"
+#include "JsonReporter.h"
+#include "LineReporter.h"
+#include "SignalWatch.h"
+#include "TerminalReporter.h"
+
+namespace zrdl {
+namespace {
+
+using TaskPtr = std::shared_ptr<ZRDownloadTask>;
+
+std::unique_ptr<Reporter> makeReporter(const Options& options) {
+  if (options.json) return std::make_unique<JsonReporter>(std::cout, std::cerr);
+  if (::isatty(STDOUT_FILENO) != 0) {
+    return std::make_unique<TerminalReporter>(std::cout, TerminalSize::ofStandardOutput);
+  }
+  return std::make_unique<LineReporter>(std::cout, std::cerr);
+}
+
+Mp4Metadata readMetadata(const Options& options) {
+  return options.mp4Info.empty() ? Mp4Metadata() : Mp4Metadata::fromFile(options.mp4Info);
+}
+
+ZRTaskList storedTasks(const ZRDownloadManager& manager) {
+  ZRTaskList tasks = manager.allFinishedTaskArr();
+  const ZRTaskList unfinished = manager.allUnFinishTaskArr();
+  tasks.insert(tasks.end(), unfinished.begin(), unfinished.end());
+  return tasks;
+}
+
+/// The stored tasks of these ids, each once, in this order; an id that no task has is noted.
+ZRTaskList tasksWithIds(const ZRDownloadManager& manager, const std::vector<std::string>& ids, Reporter& reporter,
+                        bool& allKnown) {
+  const ZRTaskList stored = storedTasks(manager);
+  ZRTaskList tasks;
+  allKnown = true;
+  for (const std::string& id : ids) {
+    const auto found = std::find_if(stored.begin(), stored.end(), [&](const TaskPtr& t) { return t->taskId() == id; });
+    if (found == stored.end()) {
+      reporter.note("there is no task " + id);
+      allKnown = false;
+    } else if (std::find(tasks.begin(), tasks.end(), *found) == tasks.end()) {
+      tasks.push_back(*found);
+    }
+  }
+  return tasks;
+}
+
+int runMp4(const Options& options, Reporter& reporter) {
+  TaskRequest request{
+      "mp4", {{"vid", options.vid}, {"version", options.version}}, mp4Key(options.vid, options.version)};
+  if (options.cover) request.params.set("cover", *options.cover);
+  return runTasks(options, readMetadata(options), reporter, [&](Host&, Session& session) { session.add(request); });
+}
+
+int runBatch(const Options& options, Reporter& reporter) {
+  const std::vector<TaskRequest> requests = readBatchFile(options.batchFile);
+  return runTasks(options, readMetadata(options), reporter, [&](Host&, Session& session) {
+    for (const TaskRequest& request : requests) session.add(request);
+  });
+}
+
+int runResume(const Options& options, Reporter& reporter) {
+  bool allKnown = true;
+  const int status = runTasks(options, readMetadata(options), reporter, [&](Host& host, Session& session) {
+    if (options.taskIds.empty()) return session.start(host.manager().allUnFinishTaskArr());
+    ZRTaskList tasks = tasksWithIds(host.manager(), options.taskIds, reporter, allKnown);
+    std::erase_if(tasks, [&](const TaskPtr& task) {
+      if (task->isFinished()) reporter.note(task->taskId() + " is finished already");
+      return task->isFinished();
+    });
+    session.start(tasks);
+  });
+  return status == kExitAllFinished && !allKnown ? kExitSomeNot : status;
+}
+
+int runList(const Options& options, Reporter& reporter) {
+  Host host(options, {}, reporter);
+  for (const TaskPtr& task : storedTasks(host.manager())) reporter.listed(TaskView::of(*task));
+  return kExitAllFinished;
+}
+
+int runRm(const Options& options, Reporter& reporter) {
+  Host host(options, {}, reporter);
+  bool allKnown = true;
+  for (const TaskPtr& task : tasksWithIds(host.manager(), options.taskIds, reporter, allKnown)) {
+    const TaskView view = TaskView::of(*task);
+    host.manager().removeTask(task);
+    reporter.removed(view);
+  }
+  return allKnown ? kExitAllFinished : kExitSomeNot;
+}
+
+int runPath(const Options& options, Reporter& reporter) {
+  Host host(options, {}, reporter);
+  const std::string& id = options.taskIds.front();
+  const ZRTaskList finished = host.manager().allFinishedTaskArr();
+  const auto found =
+      std::find_if(finished.begin(), finished.end(), [&](const TaskPtr& t) { return t->taskId() == id; });
+  if (found == finished.end()) {
+    reporter.note("there is no finished task " + id);
+    return kExitSomeNot;
+  }
+  if (options.json) {
+    reporter.listed(TaskView::of(**found));
+  } else {
+    std::cout << host.manager().fullMoviePathWithTaskId(id).value_or("") << '\n';
+  }
+  return kExitAllFinished;
+}
+
+}  // namespace
+
+int runTasks(const Options& options, const Mp4Metadata& metadata, Reporter& reporter,
+             const std::function<void(Host&, Session&)>& begin) {
+  SignalWatch::block();
+  Host host(options, metadata, reporter);
+  Session session(host, reporter, options.giveUp);
+  const SignalWatch signals([&session] { session.interrupt(); });
+  begin(host, session);
+  return session.run();
+}
+
+int runCommand(const Options& options) {
+  const std::unique_ptr<Reporter> reporter = makeReporter(options);
+  switch (options.command) {
+    case Command::Mp4:
+      return runMp4(options, *reporter);
+    case Command::Batch:
+      return runBatch(options, *reporter);
+    case Command::Resume:
+      return runResume(options, *reporter);
+    case Command::List:
+      return runList(options, *reporter);
+    case Command::Rm:
+      return runRm(options, *reporter);
+    case Command::Path:
+      return runPath(options, *reporter);
+    case Command::Demo:
+      return runDemo(options, *reporter);
+  }
+  return kExitUsage;
+}
+
+}  // namespace zrdl

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "Mp4Metadata.h"
+#include "Options.h"
+#include "Reporter.h"
+#include "ZRDownloadKit.h"
+
+namespace zrdl {
+
+/// The library, set up for this host: its folders and identity, a main loop on the calling thread, and the callbacks
+/// through which it asks and tells. One at a time; it ends the library when it is destroyed.
+class Host final {
+ public:
+  /// `reporter` must outlive the host.
+  Host(const Options& options, Mp4Metadata metadata, Reporter& reporter);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  ZRDownloadManager& manager() { return *manager_; }
+  ZRDefaultRunLoop& loop() { return *loop_; }
+
+  /// Replaces what is called, inside an operation of the library, when the library logs a failure.
+  void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
+
+ private:
+  ZRDictionary callbacks();
+  void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
+  void takeLogRecord(const ZRDictionary& record);
+
+  const Mp4Metadata metadata_;
+  Reporter& reporter_;
+  const std::shared_ptr<ZRDefaultRunLoop> loop_;
+  std::shared_ptr<ZRDownloadManager> manager_;
+  std::function<void()> failureListener_;
+};
+
+}  // namespace zrdl

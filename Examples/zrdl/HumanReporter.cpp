@@ -1,0 +1,77 @@
+#include "HumanReporter.h"
+
+#include "DisplayText.h"
+#include "ProgressBar.h"
+
+namespace zrdl {
+namespace {
+
+/// What the library writes for an absent object.
+constexpr std::string_view kAbsentObject = "(null)";
+
+const char* explanation(Refusal reason) {
+  switch (reason) {
+    case Refusal::Exists:
+      return "exists already; an unfinished one goes on with `zrdl resume`";
+    case Refusal::Parameters:
+      return "the parameters cannot be used";
+    case Refusal::Store:
+      return "the store did not take it";
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string HumanReporter::name(const TaskView& task) {
+  return task.title == task.id ? task.id : task.id + " " + printable(task.title);
+}
+
+void HumanReporter::created(const TaskView& task, std::string_view kind) {
+  showLine(name(task) + ": added (" + std::string(kind) + ")");
+}
+
+void HumanReporter::finished(const TaskView& task) {
+  if (task.path) finishedPaths_.push_back(printable(*task.path));
+  showEnd(task, finishedLine(task));
+}
+
+void HumanReporter::errored(const TaskView& task, const ZRError& error) {
+  showEnd(task, name(task) + ": failed: " + printable(error.localizedDescription()) + " (" + printable(error.domain()) +
+                    " " + std::to_string(error.code()) + ")");
+}
+
+void HumanReporter::stalled(const TaskView& task, std::chrono::seconds silence) {
+  showEnd(task, name(task) + ": stalled: nothing arrived for " + std::to_string(silence.count()) + " s");
+}
+
+void HumanReporter::refused(Refusal reason, std::string_view label) {
+  showLine(printable(label) + ": refused: " + explanation(reason));
+}
+
+void HumanReporter::removed(const TaskView& task) {
+  showLine(name(task) + ": removed");
+}
+
+void HumanReporter::listed(const TaskView& task) {
+  showLine(fitted(task.id, 10) + " " + fitted(stateName(task.state), 9) + " " + fitted(percentText(task), 5) + " " +
+           fitted(sizeText(task.bytes), 10) + " " + printable(task.title) + "  " + printable(task.path.value_or("")));
+}
+
+void HumanReporter::log(std::uint64_t level, std::string_view, std::string_view msg) {
+  if (level == kFailureLevel && msg != kAbsentObject) showDiagnostic("zrdl: failure: " + printable(msg));
+}
+
+void HumanReporter::report(std::uint64_t, std::int32_t) {}
+
+void HumanReporter::note(std::string_view text) {
+  showDiagnostic("zrdl: " + printable(text));
+}
+
+void HumanReporter::summary(const Summary& summary) {
+  for (const std::string& path : finishedPaths_) showLine(path);
+  showLine(std::to_string(summary.finished) + " finished, " + std::to_string(summary.errored) + " failed, " +
+           std::to_string(summary.stalled) + " stalled, " + std::to_string(summary.refused) + " refused");
+}
+
+}  // namespace zrdl

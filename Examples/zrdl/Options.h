@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "ExitStatus.h"
+
+namespace zrdl {
+
+enum class Command { Mp4, Batch, Resume, List, Rm, Path, Demo };
+
+/// The command line as it was understood.
+struct Options {
+  std::string support;   ///< absolute; the application's private files
+  std::string movies;    ///< absolute; files the user sees
+  std::string bundleId;  ///< one path component
+  std::string appVersion;
+  std::optional<std::uint8_t> max;  ///< tasks that run at once; the library's own limit when absent
+  std::string mp4Info;              ///< file of metadata; empty when none was named
+  std::chrono::seconds giveUp{120};
+  bool json = false;
+
+  Command command = Command::List;
+  std::int64_t vid = 0;              ///< mp4
+  std::int32_t version = 0;          ///< mp4
+  std::optional<std::string> cover;  ///< mp4
+  std::string batchFile;             ///< batch; "-" is standard input
+  std::vector<std::string> taskIds;  ///< resume, rm, path
+  std::string demoFolder;            ///< demo; absolute
+};
+
+/// Reads the command line. An exit status instead when there is nothing to run: help was asked for, or the line is
+/// wrong; it has been told on the terminal then.
+std::variant<Options, int> parseOptions(int argc, char** argv);
+
+}  // namespace zrdl

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TaskView.h"
+#include "ZRDownloadKit.h"
+
+namespace zrdl {
+
+/// The level of the library's log records that tell of a failure; 0 is a trace, 1 a notable event.
+inline constexpr std::uint64_t kFailureLevel = 2;
+
+/// Why a task was not taken.
+enum class Refusal {
+  Exists,      ///< the store holds it already
+  Parameters,  ///< there is no such kind, or its parameters are refused
+  Store,       ///< the store did not take it
+};
+
+/// How the tasks of a run ended, in numbers of tasks.
+struct Summary {
+  std::size_t finished = 0;
+  std::size_t errored = 0;
+  std::size_t stalled = 0;
+  std::size_t refused = 0;
+
+  bool allFinished() const noexcept { return errored + stalled + refused == 0; }
+};
+
+/// Tells the user what happens. Main loop's thread only.
+class Reporter {
+ public:
+  virtual ~Reporter() = default;
+
+  /// How often `progress` is wanted.
+  virtual std::chrono::milliseconds progressInterval() const { return std::chrono::seconds(1); }
+
+  virtual void created(const TaskView& task, std::string_view kind) = 0;
+
+  /// Every executing task of the run.
+  virtual void progress(const std::vector<TaskView>& executing) = 0;
+  virtual void finished(const TaskView& task) = 0;
+  virtual void errored(const TaskView& task, const ZRError& error) = 0;
+  virtual void stalled(const TaskView& task, std::chrono::seconds silence) = 0;
+
+  /// `label` names what was asked for.
+  virtual void refused(Refusal reason, std::string_view label) = 0;
+  virtual void removed(const TaskView& task) = 0;
+
+  /// A stored task, for a list of them.
+  virtual void listed(const TaskView& task) = 0;
+
+  /// A record of the library's log.
+  virtual void log(std::uint64_t level, std::string_view tag, std::string_view msg) = 0;
+
+  /// A usage report of the library.
+  virtual void report(std::uint64_t stype, std::int32_t version) = 0;
+
+  /// A remark for the user that is no event.
+  virtual void note(std::string_view text) = 0;
+
+  /// The end of a run.
+  virtual void summary(const Summary& summary) = 0;
+};
+
+}  // namespace zrdl

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ZRDownloadKit.h"
+
+namespace zrdl {
+
+/// A task that the user asked for.
+struct TaskRequest {
+  std::string kind;  ///< "mp4"; any other kind is refused
+  ZRDictionary params;
+  std::string label;  ///< how to name it to the user while it has no id
+
+  /// Null when the kind is unknown or the library refuses the parameters.
+  std::shared_ptr<ZRDownloadTask> make() const;
+};
+
+}  // namespace zrdl

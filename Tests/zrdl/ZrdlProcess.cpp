@@ -1,0 +1,111 @@
+#include "ZrdlProcess.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds kDeadline{20};
+
+int millisecondsUntil(Clock::time_point deadline) {
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+  return left > 0 ? static_cast<int>(left) : 0;
+}
+
+/// Appends what can be read at once; the descriptor is closed and -1 at its end.
+void readSome(int& fd, std::string& into) {
+  std::array<char, 65536> piece{};
+  const ssize_t got = ::read(fd, piece.data(), piece.size());
+  if (got > 0) {
+    into.append(piece.data(), static_cast<std::size_t>(got));
+  } else {
+    ::close(fd);
+    fd = -1;
+  }
+}
+
+}  // namespace
+
+ZrdlProcess::ZrdlProcess(std::vector<std::string> arguments, const std::string& input) {
+  std::array<int, 2> out{};
+  std::array<int, 2> err{};
+  if (::pipe2(out.data(), O_CLOEXEC) != 0 || ::pipe2(err.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  arguments.insert(arguments.begin(), ZRDL_PATH);
+  std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+  const int failed = ::posix_spawn(&pid_, ZRDL_PATH, &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(out[1]);
+  ::close(err[1]);
+  outFd_ = out[0];
+  errFd_ = err[0];
+  if (failed != 0) throw std::runtime_error("cannot start " ZRDL_PATH);
+}
+
+ZrdlProcess::~ZrdlProcess() {
+  if (outFd_ >= 0) ::close(outFd_);
+  if (errFd_ >= 0) ::close(errFd_);
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGKILL);
+  ::waitpid(pid_, nullptr, 0);
+}
+
+void ZrdlProcess::signal(int number) const {
+  ::kill(pid_, number);
+}
+
+bool ZrdlProcess::readMore(int timeoutMilliseconds) {
+  std::array<pollfd, 2> fds{{{outFd_, POLLIN, 0}, {errFd_, POLLIN, 0}}};
+  if ((outFd_ < 0 && errFd_ < 0) || ::poll(fds.data(), fds.size(), timeoutMilliseconds) <= 0) return false;
+  if (fds[0].revents != 0) readSome(outFd_, out_);
+  if (fds[1].revents != 0) readSome(errFd_, err_);
+  for (std::size_t end = 0; (end = out_.find('\n', parsed_)) != std::string::npos; parsed_ = end + 1) {
+    events_.push_back(Json::parse(out_.substr(parsed_, end - parsed_), nullptr, false));
+  }
+  return true;
+}
+
+bool ZrdlProcess::waitFor(const std::function<bool(const Json& event)>& wanted) {
+  const Clock::time_point deadline = Clock::now() + kDeadline;
+  for (std::size_t seen = 0;;) {
+    for (; seen < events_.size(); ++seen) {
+      if (events_[seen].is_object() && wanted(events_[seen])) return true;
+    }
+    if (!readMore(millisecondsUntil(deadline))) return false;
+  }
+}
+
+int ZrdlProcess::wait() {
+  const Clock::time_point deadline = Clock::now() + kDeadline;
+  while (readMore(millisecondsUntil(deadline))) {
+  }
+  if (outFd_ >= 0 || errFd_ >= 0) return -1;  // still running, or a child of it is
+  int status = 0;
+  ::waitpid(pid_, &status, 0);
+  pid_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+std::vector<ZrdlProcess::Json> ZrdlProcess::events(std::string_view name) const {
+  std::vector<Json> found;
+  for (const Json& event : events_) {
+    if (event.is_object() && event.value("event", "") == name) found.push_back(event);
+  }
+  return found;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+#include <sys/types.h>
+
+/// A running `zrdl`. Its output is read while the test waits for something; it is killed at the end if it still runs.
+class ZrdlProcess final {
+ public:
+  using Json = nlohmann::json;
+
+  /// Starts it with these arguments; standard input is the file `input`.
+  explicit ZrdlProcess(std::vector<std::string> arguments, const std::string& input = "/dev/null");
+  ~ZrdlProcess();
+  ZrdlProcess(const ZrdlProcess&) = delete;
+  ZrdlProcess& operator=(const ZrdlProcess&) = delete;
+
+  /// Reads on until a line of `--json` output satisfies `wanted`; false when the output ends or 20 s pass first.
+  bool waitFor(const std::function<bool(const Json& event)>& wanted);
+
+  /// Reads the rest of the output and returns the exit status; for a death by a signal 1000 more than its number, and
+  /// -1 when it does not end within 20 s.
+  int wait();
+
+  void signal(int number) const;
+
+  /// The events of that name so far, in order.
+  std::vector<Json> events(std::string_view name) const;
+
+  /// Everything so far, of which every full line was read.
+  const std::string& out() const noexcept { return out_; }
+  const std::string& err() const noexcept { return err_; }
+
+ private:
+  bool readMore(int timeoutMilliseconds);
+
+  pid_t pid_ = -1;
+  int outFd_ = -1;
+  int errFd_ = -1;
+  std::string out_;
+  std::string err_;
+  std::size_t parsed_ = 0;  // bytes of out_ that are in events_
+  std::vector<Json> events_;
+};

@@ -1,0 +1,90 @@
+#include "ZrdlSite.h"
+
+/// Input that is turned down before anything is downloaded.
+class ZrdlRefusal : public ZrdlSite {
+ protected:
+  static std::vector<std::string> reasons(const ZrdlProcess& process) {
+    std::vector<std::string> all;
+    for (const Json& event : process.events("refused")) all.push_back(event.at("reason"));
+    return all;
+  }
+};
+
+TEST_F(ZrdlRefusal, linesThatMakeNoTaskAreRefusedOneByOne) {
+  know(1, 100);
+  origin_.serve("/1.mp4", patternBytes(100));
+  writeFile(home_ / "batch",
+            "no JSON\n"
+            "[1]\n"
+            "\n"
+            R"({"kind":"mp4","vid":1,"version":1})"
+            "\n"
+            R"({"kind":"mp4","vid":1,"version":1})"
+            "\n"
+            R"({"kind":"mp4","vid":0,"version":1})"
+            "\n"
+            R"({"kind":"mp4","vid":{"a":1},"version":1})"
+            "\n"
+            R"({"kind":"film","vid":1,"version":1})"
+            "\n"
+            R"({"kind":7})");
+  ZrdlProcess process(with({"batch", home_ / "batch"}));
+  EXPECT_EQ(process.wait(), 1) << process.err();
+  const std::string bad = "parameters";
+  EXPECT_EQ(reasons(process), (std::vector<std::string>{bad, bad, "exists", bad, bad, bad, bad}));
+  EXPECT_EQ(summaryOf(process), (std::vector<int>{1, 0, 0, 7}));
+}
+
+TEST_F(ZrdlRefusal, aStoreThatCannotBeOpenedRefusesTheTask) {
+  writeFile(downloadFolder() / "zrdownloadkit.db", patternBytes(8192));
+  ZrdlProcess notADatabase(with({"mp4", "1", "--version", "1"}));
+  EXPECT_EQ(notADatabase.wait(), 1) << notADatabase.err();
+  EXPECT_EQ(reasons(notADatabase), std::vector<std::string>{"store"});
+  EXPECT_TRUE(readFile(downloadFolder() / "zrdownloadkit.db") == patternBytes(8192));
+
+  writeFile(home_ / "occupied", "a file");
+  ZrdlProcess noFolder({"--json", "--support", home_ / "occupied", "mp4", "1", "--version", "1"});
+  EXPECT_EQ(noFolder.wait(), 1) << noFolder.err();
+  EXPECT_EQ(reasons(noFolder), std::vector<std::string>{"store"});
+}
+
+TEST_F(ZrdlRefusal, commandLinesThatMakeNoSenseAreUsageErrors) {
+  writeFile(home_ / "broken.json", "{\"1-1\": ");
+  writeFile(home_ / "list.json", "[]");
+  writeFile(home_ / "entry.json", "{\"1-1\": 5}");
+  const std::vector<std::string> mp4{"mp4", "1", "--version", "1"};
+  const auto withInfo = [&](const std::string& file) {
+    std::vector<std::string> arguments{"--mp4-info", file};
+    arguments.insert(arguments.end(), mp4.begin(), mp4.end());
+    return arguments;
+  };
+  const std::vector<std::vector<std::string>> lines{
+      {},
+      {"fetch"},
+      {"mp4"},
+      {"mp4", "1"},
+      {"mp4", "one", "--version", "1"},
+      {"mp4", "1", "--version", "4294967297"},
+      {"rm"},
+      {"path"},
+      {"path", "73-1", "73-2"},
+      {"--max", "256", "list"},
+      {"--give-up", "0", "list"},
+      {"--bundle-id", "../elsewhere", "list"},
+      {"--bundle-id", "", "list"},
+      {"batch", home_ / "missing"},
+      {"batch", home_.path()},
+      withInfo(home_ / "missing"),
+      withInfo(home_.path()),
+      withInfo(home_ / "broken.json"),
+      withInfo(home_ / "list.json"),
+      withInfo(home_ / "entry.json"),
+  };
+  for (const std::vector<std::string>& line : lines) {
+    ZrdlProcess process(with(line));
+    EXPECT_EQ(process.wait(), 2) << testing::PrintToString(line);
+    EXPECT_EQ(process.out(), "") << testing::PrintToString(line);
+    EXPECT_EQ(std::count(process.err().begin(), process.err().end(), '\n'), 1) << process.err();
+  }
+  EXPECT_FALSE(std::filesystem::exists(home_ / "support"));
+}
