@@ -13,6 +13,9 @@ using Exchange = SCTransfer::Exchange;
 /// So long may received bytes wait for more of them before they are written and reported.
 constexpr std::chrono::milliseconds kFlushInterval{200};
 
+/// Written bytes are told at most so often, so that a fast transfer does not keep the main loop's thread busy.
+constexpr std::chrono::milliseconds kProgressInterval{10};
+
 /// A body that nobody wants is read up to here, to keep its connection; a longer one costs the connection.
 constexpr std::int64_t kDrainLimit = 64 << 10;
 
@@ -101,7 +104,8 @@ bool SCTransfer::receiveBody(std::string_view bytes, Clock::time_point now) {
   if (fate_ == Fate::Collect) return collect(bytes);
   if (fate_ != Fate::Store) return bodySize_ <= kDrainLimit;
   if (!storeBytes(bytes)) return false;
-  if (!file_->hasBuffered()) {
+  if (now - lastProgress_ >= kProgressInterval) postWritten(now);
+  if (!file_->hasBuffered() && !holdsProgress_) {
     flushDeadline_ = Clock::time_point::max();
   } else if (flushDeadline_ == Clock::time_point::max()) {
     flushDeadline_ = now + kFlushInterval;
@@ -201,17 +205,24 @@ bool SCTransfer::storeBytes(std::string_view bytes) {
     return fail(SCFailure::transport(Code::NetworkConnectionLost, "more bytes than the answer told"));
   }
   auto failure = file_->append(bytes);
-  reportWritten(true);
+  addWritten();
   return failure ? fail(*std::move(failure)) : true;
 }
 
-void SCTransfer::reportWritten(bool atOnce) {
+/// Adds what was written since the last time to the progress that is to be told.
+void SCTransfer::addWritten() {
   const std::int64_t chunk = file_->length() - std::exchange(reported_, file_->length());
   if (chunk == 0) return;
   flushDeadline_ = Clock::time_point::max();
   if (!spec_.target->reportsProgress) return;
   ticket_->addProgress(chunk, reported_, completeLength_.value_or(0));
-  if (atOnce) ticket_->postProgress();
+  holdsProgress_ = true;
+}
+
+void SCTransfer::postWritten(Clock::time_point now) {
+  if (!std::exchange(holdsProgress_, false)) return;
+  lastProgress_ = now;
+  ticket_->postProgress();
 }
 
 SCTransfer::Clock::time_point SCTransfer::nextDeadline() const {
@@ -222,8 +233,10 @@ std::optional<SCURLErrorCode> SCTransfer::tick(Clock::time_point now) {
   if (now >= wholeDeadline_) return Code::TimedOut;
   if (now >= stallDeadline_) return Code::NetworkConnectionLost;
   if (now < flushDeadline_) return std::nullopt;
+  flushDeadline_ = Clock::time_point::max();
   auto failure = file_->flush();
-  reportWritten(true);
+  addWritten();
+  postWritten(now);
   if (!failure) return std::nullopt;
   fail(*std::move(failure));
   return Code::CannotWriteFile;
@@ -248,7 +261,7 @@ void SCTransfer::concludeFile() {
   if (fate_ == Fate::Store && (!error_ || spec_.target->resume)) {
     auto failure = file_->flush();
     if (failure && !error_) error_ = std::move(failure);
-    reportWritten(false);
+    addWritten();
   }
   if (!error_ && fate_ == Fate::Store && completeLength_.value_or(reported_) != reported_) {
     error_ = SCFailure::transport(Code::NetworkConnectionLost);

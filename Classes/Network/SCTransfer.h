@@ -86,7 +86,8 @@ class SCTransfer final {
 
   bool collect(std::string_view bytes);
   bool storeBytes(std::string_view bytes);
-  void reportWritten(bool atOnce);
+  void addWritten();
+  void postWritten(Clock::time_point now);
 
   void conclude(std::optional<SCURLErrorCode> failure);
   void concludeFile();
@@ -105,7 +106,9 @@ class SCTransfer final {
   std::int64_t offset_ = 0;  // asked for by a range
   int redirects_ = 0;
   bool sendsCallerHeaders_ = true;
-  std::int64_t reported_ = 0;  // file length that progress has told
+  std::int64_t reported_ = 0;   // file length that progress has told or holds
+  bool holdsProgress_ = false;  // added and not posted
+  Clock::time_point lastProgress_{};
 
   // The exchange in hand.
   SCAnswerHead head_;
