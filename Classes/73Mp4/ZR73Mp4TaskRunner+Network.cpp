@@ -2,13 +2,9 @@
 
 #include "ZR73Mp4TaskRunner.h"
 
-std::weak_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::weakSelf() {
-  return std::static_pointer_cast<ZR73Mp4TaskRunner>(weak_from_this().lock());
-}
-
 void ZR73Mp4TaskRunner::requestMp4VideoInfo() {
   const std::int64_t generation = ++tag_;
-  preloadVideoInfoIfNeed([weak = weakSelf(), generation](const std::optional<ZRError>& error) {
+  preloadVideoInfoIfNeed([weak = _weak<ZR73Mp4TaskRunner>(), generation](const std::optional<ZRError>& error) {
     const auto self = weak.lock();
     if (!self || self->tag_ != generation) return;
     if (!self->isExecuting()) {
@@ -23,7 +19,7 @@ void ZR73Mp4TaskRunner::requestMp4VideoInfo() {
 
 void ZR73Mp4TaskRunner::preloadVideoInfoIfNeed(MetadataCompletion completion) {
   if (phase() != ZR73Mp4Phase::Mp4PhaseRequestInfo) return;
-  ZRReplyCompletion reply = [weak = weakSelf(), completion = std::move(completion)](
+  ZRReplyCompletion reply = [weak = _weak<ZR73Mp4TaskRunner>(), completion = std::move(completion)](
                                 const std::optional<ZRDictionary>& metadata, const std::optional<ZRError>& error) {
     const auto self = weak.lock();
     if (!self) return;
@@ -67,17 +63,8 @@ std::shared_ptr<SCNetworkDownloadApi> ZR73Mp4TaskRunner::makeDownload(const std:
   download->setMethod(0);
   download->setDownloadFilePath(videoSavePath());
   download->setUseBreakpointContinuous(true);
-  download->setProgressHandler(
-      [weak = weakSelf()](const auto&, std::int64_t chunk, std::int64_t received, std::int64_t) {
-        const auto self = weak.lock();
-        if (!self) return;
-        self->downloadedBytes_ = static_cast<std::uint64_t>(received);
-        self->setTransferedPerSecond(self->transferedPerSecond() + chunk);
-      });
-  download->setResponseHandler([weak = weakSelf()](const auto&, const auto& response) {
-    const auto self = weak.lock();
-    if (self && self->isExecuting()) self->downloadEnded(*response);
-  });
+  download->setProgressHandler(_countInto(&ZR73Mp4TaskRunner::downloadedBytes_));
+  download->setResponseHandler(_whileExecuting(&ZR73Mp4TaskRunner::downloadEnded));
   return download;
 }
 

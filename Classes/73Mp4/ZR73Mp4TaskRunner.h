@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "ZRField.h"
-#include "ZRTaskRunner.h"
+#include "ZRTabledTaskRunner.h"
 #include "ZRText.h"
 
 /// Where an MP4 task stands on its way. Not stored: a task that is loaded starts again by asking for its metadata.
@@ -23,7 +23,7 @@ enum class ZR73Mp4Phase : std::uint64_t {
 /// ends.
 ///
 /// Made by `ZRDownloadTask::taskWith73Params`. Main loop's thread only.
-class ZR73Mp4TaskRunner final : public ZRTaskRunner {
+class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
  public:
   /// A task from {"vid", "version": integers from 1, "cover": text (optional)}; null, with a log record, otherwise.
   static std::shared_ptr<ZR73Mp4TaskRunner> taskWithParams(const ZRDictionary& params);
@@ -62,19 +62,9 @@ class ZR73Mp4TaskRunner final : public ZRTaskRunner {
 
   // ZR73Mp4TaskRunner+ORM.cpp
   static const ZRTaskTable& taskTable();
-  static const ZRColumnMap& columnPropertiesForTaskTable() { return taskTable().columns(); }
-  static std::string createTaskTableSQL() { return taskTable().createTaskTableSQL(); }
-  static std::string queryAllTasksSQL() { return taskTable().queryAllTasksSQL(); }
-  static std::string deleteTasksSQL(const std::vector<std::int64_t>& pkids) {
-    return taskTable().deleteTasksSQL(pkids);
-  }
-  static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
-  static void loadTasksFromDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, ZRTaskList& finishedArr,
-                              ZRTaskList& unFinished);
+  static constexpr const char* kLoadedLogFormat = "73:%lu/%lu";
   std::optional<std::string> queryPrimaryKeySQL() const override;
   static std::span<const ZRField<ZR73Mp4TaskRunner>> fields();
-  ZRValue valueForKey(std::string_view name) const override;
-  void setValueForKey(const ZRValue& value, std::string_view name) override;
 
  private:
   using MetadataCompletion = std::function<void(const std::optional<ZRError>& error)>;
@@ -98,10 +88,6 @@ class ZR73Mp4TaskRunner final : public ZRTaskRunner {
   void downloadEnded(const SCNetworkApiResponseProtocol& response);
   void handleCannotFindMP4URLErr();
   void throwErr(const ZRError& error);
-  std::weak_ptr<ZR73Mp4TaskRunner> weakSelf();
-
-  // ZR73Mp4TaskRunner+ORM.cpp
-  const ZRTaskTable& _table() const override { return taskTable(); }
 
   std::int64_t vid_ = 0;
   std::int32_t version_ = 0;

@@ -132,5 +132,5 @@ std::string ZRTaskTable::sqlValue(const ZRValue& value, ZRColumnType type) {
 }
 
 bool ZRTaskTable::isQuotable(std::string_view text) {
-  return text.find_first_of(std::string_view("'\0", 2)) == std::string_view::npos;
+  return text.find('\'') == std::string_view::npos && text.find('\0') == std::string_view::npos;
 }

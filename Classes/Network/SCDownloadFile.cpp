@@ -73,7 +73,6 @@ Failure SCDownloadFile::prepare() {
   if (::fstatat(folder_.get(), name_.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
     return errno == ENOENT ? Failure() : failed("open", errno);
   }
-  if (S_ISLNK(found.st_mode)) return failed("open", ELOOP);
   if (!S_ISREG(found.st_mode)) return failed("open", S_ISDIR(found.st_mode) ? EISDIR : EEXIST);
   if (!resume_) return {};
   length_ = found.st_size;

@@ -67,6 +67,7 @@ bool SCJSONRecord::sc_unDefinedKey(std::string&, ZRValue&, const ZRValue&) {
 
 void SCJSONRecord::sc_willFinishConvert(const ZRValue&) {}
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): those who take the records keep them
 bool SCJSONRecord::setJsonModels(std::string_view, std::vector<std::shared_ptr<SCJSONRecord>>) {
   return false;
 }

@@ -49,7 +49,7 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
   }
 
   void exec(const std::shared_ptr<SCNetworkBaseApi>& request) {
-    auto ticket = std::make_shared<SCTransferTicket>(request, loop_, weak_from_this());
+    auto ticket = std::make_shared<SCTransferTicket>(request, *loop_, weak_from_this());
     request->ticket_ = ticket;
     live_.insert(ticket);
     send({std::move(ticket), std::make_unique<SCTransferSpec>(SCTransferSpec::of(*request))});

@@ -12,7 +12,7 @@
 struct SCNetworkLimits {
   std::chrono::milliseconds connectTimeout = std::chrono::seconds(15);
   std::chrono::milliseconds stallTimeout = std::chrono::seconds(60);  ///< without a byte
-  std::int64_t maxPlainBody = 16 * 1024 * 1024;                       ///< bytes of a body that is not a file
+  std::int64_t maxPlainBody = std::int64_t{16} << 20;                 ///< bytes of a body that is not a file
   int maxRedirects = 10;
 };
 

@@ -26,7 +26,7 @@ bool reads(const ZRValue& value, const std::string& expected) {
   return value.kind() != ZRValue::Kind::Boolean && value.textValue() == expected;
 }
 
-ZRError parserError(SCURLErrorCode code, std::string text, const ZRValue& document, const ZRValue& realValue) {
+ZRError parserError(SCURLErrorCode code, const std::string& text, const ZRValue& document, const ZRValue& realValue) {
   const ZRError plain = SCFailure::transport(code, text);
   ZRDictionary userInfo;
   userInfo.set(SCNJsonParserErrorKey_RawJSON, document);

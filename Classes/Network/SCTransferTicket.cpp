@@ -4,9 +4,9 @@
 
 #include "SCNetworkDownloadApi.h"
 
-SCTransferTicket::SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, std::shared_ptr<ZRRunLoop> loop,
+SCTransferTicket::SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, ZRRunLoop& loop,
                                    std::weak_ptr<SCTicketOwner> owner)
-    : loop_(std::move(loop)), owner_(std::move(owner)), request_(std::move(request)) {}
+    : loop_(loop), owner_(std::move(owner)), request_(std::move(request)) {}
 
 SCTransferTicket::~SCTransferTicket() = default;
 
@@ -29,15 +29,15 @@ void SCTransferTicket::postProgress() {
     if (progressPosted_) return;
     progressPosted_ = true;
   }
-  loop_->post([self = shared_from_this()] { self->deliverProgress(); });
+  loop_.post([self = shared_from_this()] { self->deliverProgress(); });
 }
 
 void SCTransferTicket::postEnd(std::shared_ptr<SCNetworkApiResponseProtocol> response) {
-  loop_->post([self = shared_from_this(), response = std::move(response)] { self->deliverEnd(response); });
+  loop_.post([self = shared_from_this(), response = std::move(response)] { self->deliverEnd(response); });
 }
 
 void SCTransferTicket::postRelease(std::shared_ptr<const void> object) {
-  if (object) loop_->post([object = std::move(object)] {});
+  if (object) loop_.post([object = std::move(object)] {});
 }
 
 void SCTransferTicket::deliverProgress() {

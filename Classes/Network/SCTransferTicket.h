@@ -26,8 +26,8 @@ class SCTicketOwner {
 /// `responseHandler` has run. It keeps the request alive for so long, and carries every call of a handler to the loop.
 class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTicket> {
  public:
-  SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, std::shared_ptr<ZRRunLoop> loop,
-                   std::weak_ptr<SCTicketOwner> owner);
+  /// `loop` outlives the agent's thread, which alone posts. It is not held: work that waits in it holds the ticket.
+  SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, ZRRunLoop& loop, std::weak_ptr<SCTicketOwner> owner);
   ~SCTransferTicket();
 
   // Main loop's thread.
@@ -64,7 +64,7 @@ class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTic
   void deliverEnd(const std::shared_ptr<SCNetworkApiResponseProtocol>& response);
 
   // Set once.
-  const std::shared_ptr<ZRRunLoop> loop_;
+  ZRRunLoop& loop_;
   const std::weak_ptr<SCTicketOwner> owner_;
 
   // Main loop's thread. Null after the end or a cancellation.

@@ -123,6 +123,7 @@ class NetworkFixture : public testing::Test {
   TemporaryFolder folder_;
   // These outlive the origin, whose handlers use them.
   OriginGate gate_;
+  OriginGate laterGate_;
   const std::string body_ = patternBytes(5000);
   const std::string old_ = patternBytes(1000, 7);
 

@@ -172,7 +172,8 @@ TEST_F(SCNetworkAgentTest, aRefusedStatusIsNotParsed) {
 
 TEST_F(SCNetworkAgentTest, followsRedirectsWithTheCallersHeadersInsideAnOriginOnly) {
   LoopbackOrigin other;
-  other.redirect("/b", origin_.url("/c"), 307);
+  other.redirect("/b", "/b2", 303);
+  other.redirect("/b2", origin_.url("/c"), 307);
   other.serve("/here", "");
   origin_.serve("/c", "");
   origin_.redirect("/inside", "c?x=1", 301);
@@ -188,6 +189,7 @@ TEST_F(SCNetworkAgentTest, followsRedirectsWithTheCallersHeadersInsideAnOriginOn
   EXPECT_EQ(cookieAt("/inside"), "k=v");
   EXPECT_EQ(origin_.requestsTo("/c").back().target, "/c?x=1");
   EXPECT_EQ(cookieAt("/back"), std::nullopt) << "once dropped they stay dropped";
+  EXPECT_EQ(other.requestsTo("/b2").at(0).header("Cookie"), std::nullopt);
   (void)cookieAt("/outside");
   EXPECT_EQ(other.requestsTo("/here").at(0).header("Cookie"), std::nullopt);
 }

@@ -135,6 +135,17 @@ TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
   EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
+TEST_F(SCNetworkDownloadApiTest, aPieceOfTheRestIsNotTheRest) {
+  origin_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
+    out.respond(206, body_.substr(1000, 1000), {{"Content-Range", "bytes 1000-1999/5000"}});
+  });
+  writeFile(file_, body_.substr(0, 1000));
+  const Outcome outcome = run(download(origin_.url("/v"), true));
+  EXPECT_EQ(outcome.code(), codeOf(SCURLErrorCode::NetworkConnectionLost));
+  EXPECT_EQ(outcome.chunks, 1000);
+  EXPECT_EQ(readFile(file_), body_.substr(0, 2000));
+}
+
 TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   limits_.stallTimeout = 150ms;
   const std::string part = "HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 2000);
@@ -289,19 +300,45 @@ TEST_F(SCNetworkDownloadApiTest, anAnswerAfterTheCancelTouchesNothing) {
 }
 
 TEST_F(SCNetworkDownloadApiTest, twoDownloadsOfOneFileDoNotMix) {
-  origin_.route("/slow", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + old_.substr(0, 500));
-    out.wait(gate_);
-    out.send(old_.substr(500));
-  });
-  origin_.serve("/v", body_);
-  const Recorded slow = start(download(origin_.url("/slow")));
-  ASSERT_TRUE(runUntil([&] { return slow->chunks == 500; }));
-  EXPECT_FALSE(run(download(origin_.url("/v"))).err);
+  const auto inTwoPieces = [](OriginGate& gate, const std::string& body) {
+    return [&gate, &body](const OriginRequest&, OriginConnection& out) {
+      out.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body.substr(0, 500));
+      out.wait(gate);
+      out.send(body.substr(500));
+    };
+  };
+  origin_.route("/first", inTwoPieces(gate_, old_));
+  origin_.route("/second", inTwoPieces(laterGate_, body_));
+  const Recorded first = start(download(origin_.url("/first")));
+  ASSERT_TRUE(runUntil([&] { return first->chunks == 500; }));
+  const Recorded second = start(download(origin_.url("/second")));
+  ASSERT_TRUE(runUntil([&] { return second->chunks == 500; }));
   gate_.open();
-  EXPECT_EQ(finish(slow).code(), codeOf(SCURLErrorCode::CannotWriteFile));
+  EXPECT_EQ(finish(first).code(), codeOf(SCURLErrorCode::CannotWriteFile)) << "its part has been replaced";
+  laterGate_.open();
+  EXPECT_FALSE(finish(second).err);
   EXPECT_EQ(readFile(file_), body_);
   EXPECT_THAT(files(), ElementsAre("v.mp4"));
+}
+
+TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
+  origin_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
+    out.wait(gate_);
+    out.respond(200, body_);
+  });
+  const Recorded renaming = start(download(origin_.url("/v")));
+  const auto request = download(origin_.url("/v"), true);
+  request->setDownloadFilePath(folder_ / "w.mp4");
+  const Recorded opening = start(request);
+  ASSERT_TRUE(origin_.waitForRequests(2));
+  writeFile(folder_ / "outside", old_);
+  std::filesystem::create_directory(file_);
+  std::filesystem::create_symlink(folder_ / "outside", folder_ / "w.mp4");
+  gate_.open();
+  EXPECT_EQ(finish(renaming).code(), codeOf(SCURLErrorCode::CannotWriteFile));
+  EXPECT_EQ(finish(opening).code(), codeOf(SCURLErrorCode::CannotWriteFile));
+  EXPECT_EQ(readFile(folder_ / "outside"), old_);
+  EXPECT_THAT(files(), ElementsAre("outside", "v.mp4", "w.mp4"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, whatIsNoRegularFileIsRefused) {

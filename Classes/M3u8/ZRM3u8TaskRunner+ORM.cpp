@@ -1,0 +1,136 @@
+#include "ZRBase64.h"
+#include "ZRKeyedArchive.h"
+#include "ZRM3u8TaskRunner.h"
+
+namespace {
+
+constexpr std::string_view kTaskTable = "task_meta_tb";
+constexpr std::string_view kTSInfoTable = "ts_meta_tb";
+
+std::string deleteTSWhere(const std::string& condition) {
+  return "DELETE from " + std::string(kTSInfoTable) + " WHERE " + condition;
+}
+
+}  // namespace
+
+std::span<const ZRField<ZRM3u8TaskRunner>> ZRM3u8TaskRunner::fields() {
+  using Self = ZRM3u8TaskRunner;
+  using enum ZRColumnType;
+  static constexpr ZRField<Self> kFields[] = {
+      // Written for the look-up by key alone: what is loaded comes with the record.
+      {"vid", [](const Self& task) { return ZRValue(task.vid()); }, nullptr, Integer},
+      {"aid", [](const Self& task) { return ZRValue(task.aid()); }, nullptr, Integer},
+      {"version", [](const Self& task) { return ZRValue(task.version()); }, nullptr, Integer},
+      {"executingPhase", [](const Self& task) { return ZRValue(task.executingPhase()); },
+       [](Self& task, const ZRValue& value) { task.setExecutingPhase(value.uint64Value()); }, Integer},
+      zrField<Self, &Self::currentSegment_>("currentSegment", Integer),
+      zrField<Self, &Self::totalSegment_>("totalSegment", Integer),
+      zrField<Self, &Self::allDownloadedSegmentsBytes_>("allDownloadedSegmentsBytes", Integer),
+      {"videoInfo", [](const Self& task) { return ZRValue(task.archivedVideoInfo()); },
+       [](Self& task, const ZRValue& value) { task.unarchiveVideoInfo(value); }, Text},
+      zrField<Self, &Self::stamp_>("stamp", Double),
+      zrField<Self, &Self::timestamp_>("timestamp", Double),
+      zrField<Self, &Self::activeTimestamp_>("activeTimestamp", Double),
+      {"albumPic", [](const Self& task) { return task.albumPic_.value(); },
+       [](Self& task, const ZRValue& value) {
+         if (!value.isNull()) task.albumPic_ = ZRText::fromValue(value);  // NULL in the row stays an absent cover
+       },
+       Text},
+  };
+  return kFields;
+}
+
+const ZRTaskTable& ZRM3u8TaskRunner::taskTable() {
+  static const ZRTaskTable table(kTaskTable, zrColumnsOf<ZRM3u8TaskRunner>(), "vid,version");
+  return table;
+}
+
+void ZRM3u8TaskRunner::setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
+  ZRTabledTaskRunner::setupWithDB(db);
+  _setupTable(*db, tsInfoTable());
+}
+
+std::optional<std::string> ZRM3u8TaskRunner::queryPrimaryKeySQL() const {
+  return taskTable().queryPrimaryKeySQL(vid(), version());
+}
+
+void ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
+  if (pkid() >= 1 && db()) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay have no task
+  ZRTaskRunner::_cleanTSAndTaskInDB();
+}
+
+std::string ZRM3u8TaskRunner::archivedVideoInfo() const {
+  if (videoInfo_ && archivedVideoInfo_.empty()) {
+    archivedVideoInfo_ = ZRBase64::encodeInLines(ZRKeyedArchive::archive(*videoInfo_));
+  }
+  return archivedVideoInfo_;
+}
+
+void ZRM3u8TaskRunner::unarchiveVideoInfo(const ZRValue& text) {
+  const std::vector<std::uint8_t> archive = ZRBase64::decode(text.textValue().value_or(""));
+  setVideoInfo(archive.empty() ? nullptr : ZRKeyedArchive::unarchive<ZRDownloadVideoInfo>(archive));
+}
+
+const ZRTaskTable& ZRM3u8TaskRunner::tsInfoTable() {
+  using enum ZRColumnType;
+  static const ZRTaskTable table(kTSInfoTable, {{"idx", Integer}, {"task_id", Integer}, {"url", Text}}, "task_id,idx");
+  return table;
+}
+
+std::optional<std::string> ZRM3u8TaskRunner::insertTsInfoSQLWithIdx(std::int64_t idx, std::int64_t taskId,
+                                                                    const std::string& base64Url) {
+  if (base64Url.empty()) return std::nullopt;
+  return "INSERT INTO " + std::string(kTSInfoTable) + " (idx,task_id,url) VALUES (" + std::to_string(idx) + "," +
+         std::to_string(taskId) + ",'" + base64Url + "')";
+}
+
+std::string ZRM3u8TaskRunner::queryTSUrlSQLWithTaskId(std::int64_t taskId, std::int64_t idx) {
+  return "SELECT url from " + std::string(kTSInfoTable) + " WHERE task_id = " + std::to_string(taskId) +
+         " and idx = " + std::to_string(idx);
+}
+
+std::string ZRM3u8TaskRunner::deleteTSSQLWithTaskId(const std::string& taskId, std::int64_t idx) {
+  return deleteTSWhere("task_id = " + taskId + " and idx = " + std::to_string(idx));
+}
+
+std::string ZRM3u8TaskRunner::deleteAllTSSQLWithTaskId(std::int64_t taskId) {
+  return deleteTSWhere("task_id = " + std::to_string(taskId));
+}
+
+std::string ZRM3u8TaskRunner::deleteAllTSSQLWithTaskIds(const std::vector<std::int64_t>& taskIds) {
+  std::string list;
+  for (const std::int64_t taskId : taskIds) {
+    if (!list.empty()) list += ',';
+    list += std::to_string(taskId);
+  }
+  return deleteTSWhere("task_id IN ( " + list + " )");
+}
+
+void ZRM3u8TaskRunner::updateAllTsURL(const std::vector<std::string>& urls) {
+  if (!db()) return;
+  if (pkid() >= 1) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay are only older
+  if (urls.empty()) return;
+  std::vector<std::string> statements;
+  statements.reserve(urls.size());
+  std::int64_t idx = 0;
+  for (const std::string& url : urls) {
+    if (auto sql = insertTsInfoSQLWithIdx(idx++, pkid(), ZRBase64::encode(url))) statements.push_back(*std::move(sql));
+  }
+  (void)db()->executeBatchUpdate(statements);  // a segment without its row asks for the playlist again
+}
+
+std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() const {
+  std::optional<std::string> url;
+  if (pkid() < 1 || !db()) return url;
+  db()->executeQuery(queryTSUrlSQLWithTaskId(pkid(), currentSegment_), [&url](ZRResultSet* rows) {
+    if (rows == nullptr || !rows->next()) return;
+    const std::vector<std::uint8_t> bytes = ZRBase64::decode(rows->textForColumnIndex(0).value_or(""));
+    url.emplace(bytes.begin(), bytes.end());
+  });
+  return url;
+}
+
+void ZRM3u8TaskRunner::deleteTSSQLWithIdx(std::int64_t idx) {
+  if (pkid() >= 1 && db())
+    (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
+}

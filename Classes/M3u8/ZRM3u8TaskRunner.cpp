@@ -1,0 +1,160 @@
+#include "ZRM3u8TaskRunner.h"
+
+#include <utility>
+
+std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::taskWithParams(const ZRDictionary& params) {
+  return initWithParams(params);
+}
+
+std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithParams(const ZRDictionary& params) {
+  auto info = std::make_shared<ZRDownloadVideoInfo>();
+  info->setVideoId(params["vid"].int64Value());
+  info->setAid(params["aid"].int64Value());
+  info->setSite(params["site"].int32Value());
+  info->setVersion(params["version"].int32Value());
+  const char* const refusal = info->videoId() < 1   ? "视频vid不合法"
+                              : info->site() < 1    ? "视频site不合法"
+                              : info->version() < 1 ? "视频version不合法"
+                                                    : nullptr;
+  if (refusal != nullptr) {
+    _log(2, refusal);
+    return nullptr;
+  }
+  auto task = initWithVideoInfo(std::move(info));
+  task->albumPic_ = ZRText::fromValue(params["albumPic"]);
+  return task;
+}
+
+std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithVideoInfo(
+    std::shared_ptr<const ZRDownloadVideoInfo> videoInfo) {
+  auto task = std::make_shared<ZRM3u8TaskRunner>();
+  task->setVideoInfo(std::move(videoInfo));
+  task->resetRetryTimes();
+  return task;
+}
+
+std::optional<ZRDictionary> ZRM3u8TaskRunner::videoInfoDic() const {
+  if (!videoInfo_) return std::nullopt;
+  ZRDictionary dic = videoInfo_->toDic();
+  dic.set("albumCover", albumPic_.value());  // an absent text sets nothing
+  return dic;
+}
+
+// A video that is one MP4 file goes to the playlist's phase too: it has no playlist, so it asks for its record again.
+void ZRM3u8TaskRunner::preloadVideoInfoIfNeed() {
+  if (phase() != ZRM3u8Phase::PhaseLoadVideoInfo) return;
+  loadVideoInfoIfNeed([weak = _weak<ZRM3u8TaskRunner>()](const auto&, const auto& videoInfo) {
+    const auto self = weak.lock();
+    if (!self || !videoInfo) return;
+    self->takeVideoInfo(videoInfo);
+    self->setPhase(ZRM3u8Phase::PhaseFetchPlaylist);
+    self->syncStateToDB();
+  });
+}
+
+float ZRM3u8TaskRunner::currentDownloadProgress() const {
+  if (!videoInfo_ || videoInfo_->totalSize() < 1) return 0;
+  const std::uint64_t bytes = isShafa() ? downloadedBytes_ : allDownloadedSegmentsBytes_ + currentSegmentBytes_;
+  return static_cast<float>(static_cast<double>(bytes) / static_cast<double>(videoInfo_->totalSize()));
+}
+
+std::optional<ZRTaskList> ZRM3u8TaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {
+  ZRTaskList same;
+  if (aid() == 0) return same;
+  for (const auto& task : tasks) {
+    const auto other = std::dynamic_pointer_cast<ZRM3u8TaskRunner>(task);
+    if (other && other->aid() == aid()) same.push_back(task);
+  }
+  return same;
+}
+
+std::string ZRM3u8TaskRunner::description() const {
+  return "【vid:" + std::to_string(vid()) + ",aid:" + std::to_string(aid()) + ",ts:" + std::to_string(currentSegment_) +
+         "】";
+}
+
+std::string ZRM3u8TaskRunner::debugDescription() const {
+  const ZRDictionary info = videoInfoDic().value_or(ZRDictionary());
+  return "【vid:" + std::to_string(vid()) + ",aid:" + std::to_string(aid()) + ",ts:" + std::to_string(currentSegment_) +
+         ",order:" + std::to_string(info["playOrder"].int32Value()) + ",ac:" + _fixed(activeTimestamp()) +
+         ",name:" + info["title"].textValue().value_or("(null)") + "】";
+}
+
+void ZRM3u8TaskRunner::_startPhase(std::uint64_t phase) {
+  switch (static_cast<ZRM3u8Phase>(phase)) {
+    case ZRM3u8Phase::PhaseLoadVideoInfo:
+      loadVideoInfoIfNeed(nullptr);
+      break;
+    case ZRM3u8Phase::PhaseFetchPlaylist:
+      downloadThumImgFile();
+      downloadM3u8File();
+      break;
+    case ZRM3u8Phase::PhaseDownloadSegments:
+      downloadNextTS();
+      break;
+    case ZRM3u8Phase::PhaseFinished:
+      finishDownloadTS();
+      break;
+    case ZRM3u8Phase::PhaseDownloadMp4:
+      downloadMp4();
+      break;
+  }
+}
+
+std::uint64_t ZRM3u8TaskRunner::_finishedPhase() const {
+  return static_cast<std::uint64_t>(ZRM3u8Phase::PhaseFinished);
+}
+
+/// The table has no column for the state: it follows from the phase.
+void ZRM3u8TaskRunner::_rowLoaded() {
+  if (phase() == ZRM3u8Phase::PhaseFinished) {
+    updateTaskStateIvar(ZRTaskState::Finished);
+  } else {
+    resetRetryTimes();
+  }
+}
+
+void ZRM3u8TaskRunner::setVideoInfo(std::shared_ptr<const ZRDownloadVideoInfo> videoInfo) {
+  videoInfo_ = std::move(videoInfo);
+  archivedVideoInfo_.clear();
+}
+
+/// The service's record must not change the id that the task is known by.
+void ZRM3u8TaskRunner::takeVideoInfo(const std::shared_ptr<ZRDownloadVideoInfo>& received) {
+  received->setVideoId(vid());
+  setVideoInfo(received);
+}
+
+void ZRM3u8TaskRunner::loadVideoInfoIfNeed(VideoInfoCompletion completion) {
+  requestM3u8VideoInfo(
+      [weak = _weak<ZRM3u8TaskRunner>(), completion = std::move(completion)](const auto& error, const auto& videoInfo) {
+        const auto self = weak.lock();
+        if (completion) {
+          completion(error, videoInfo);
+        } else if (self && self->isExecuting()) {
+          self->videoInfoLoaded(error, videoInfo);
+        }
+      });
+}
+
+void ZRM3u8TaskRunner::videoInfoLoaded(const std::optional<ZRError>& error,
+                                       const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo) {
+  if (error) {
+    handleErr(*error);
+    return;
+  }
+  takeVideoInfo(videoInfo);
+  _executePhase(isShafa() ? ZRM3u8Phase::PhaseDownloadMp4 : ZRM3u8Phase::PhaseFetchPlaylist);
+}
+
+void ZRM3u8TaskRunner::finishDownloadTS() {
+  _log(1, "finishTS:%@", *this);
+  updateAllTsURL({});
+  invokeCompletionNotifi();
+}
+
+void ZRM3u8TaskRunner::handleErr(const ZRError& error) {
+  const ZRError own = _mappedTransportError(error);
+  _log(2, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, own, _currentUrlString());
+  invokeErrorNotifi(own);
+}

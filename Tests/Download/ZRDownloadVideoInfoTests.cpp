@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include "ZRDownloadVideoInfo.h"
+#include "ZRKeyedArchive.h"
+
+namespace {
+
+std::shared_ptr<ZRDownloadVideoInfo> make(const ZRDictionary& json, const ZRValue& version = 1) {
+  ZRDownloadVideoInfo::registerModel();
+  return std::dynamic_pointer_cast<ZRDownloadVideoInfo>(SCJSONUtil::makeModel("ZRDownloadVideoInfo", json, version));
+}
+
+TEST(ZRDownloadVideoInfo, versionPicksItsAddressesAndSize) {
+  const ZRDictionary json{{"url_super_265_mp4", "m"},
+                          {"url_super_265", "p"},
+                          {"url_super", "x"},
+                          {"url_super_265_NS", "y"},
+                          {"file_size_super_265", 3},
+                          {"file_size_super", 9},
+                          {"url_original_265_NS_mp4", "n"},
+                          {"version", 31}};
+  const auto info = make(json, 265);
+  EXPECT_EQ(info->m3u8Url(), "p");
+  EXPECT_EQ(info->mp4Url(), "m");
+  EXPECT_EQ(info->totalSize(), 3);  // 3.525
+  EXPECT_EQ(info->version(), 31);   // whichever was written last
+  EXPECT_EQ(make(json, 266)->mp4Url(), "n");
+  for (const ZRValue& version : {ZRValue(3), ZRValue()}) {
+    const auto none = make({{"url_super", "x"}, {"file_size_super", 9}}, version);
+    EXPECT_EQ(none->m3u8UrlKey(), std::nullopt);
+    EXPECT_EQ(none->m3u8Url(), std::nullopt);
+    EXPECT_EQ(none->totalSize(), 0);
+  }
+}
+
+TEST(ZRDownloadVideoInfo, everyVersionCodeHasItsThreeKeys) {
+  // quality word by quality word: plain, NS, H.265, H.265 NS
+  const std::map<std::string, std::array<int, 4>> codes{{"nor", {2, 12, 263, 262}},
+                                                        {"high", {1, 11, 261, 260}},
+                                                        {"super", {21, 121, 265, 264}},
+                                                        {"original", {31, 131, 267, 266}}};
+  const std::array<std::string, 4> suffixes{"", "_NS", "_265", "_265_NS"};
+  for (const auto& [word, versions] : codes) {
+    for (std::size_t i = 0; i < suffixes.size(); ++i) {
+      ZRDownloadVideoInfo info;
+      info.setVersion(versions[i]);
+      EXPECT_EQ(info.m3u8UrlKey(), "url_" + word + suffixes[i]);
+      EXPECT_EQ(info.mp4UrlKey(), "url_" + word + suffixes[i] + "_mp4");
+      EXPECT_EQ(info.fileSizeKey(), "file_size_" + word + suffixes[i]);
+    }
+  }
+}
+
+TEST(ZRDownloadVideoInfo, renamedKeysSizesAndUnknownKeys) {
+  const auto info = make({{"fee", 2},
+                          {"video_name", "片"},
+                          {"album_name", "辑"},
+                          {"video_order", "4"},
+                          {"cate_code", 100},
+                          {"total_duration", 61.9},
+                          {"tv_preview_pic", "http://c/abc_big_160_90_10.jpg"},
+                          {"cid", 8},
+                          {"file_size_high", "1000000"},
+                          {"nonsense", ZRValue::List{1}},
+                          {"videoPic", ZRValue::null()}});
+  EXPECT_EQ(info->toDic(), (ZRDictionary{{"title", "片"},
+                                         {"playOrder", 4},
+                                         {"duration", 61},
+                                         {"vid", 0},
+                                         {"site", 0},
+                                         {"version", 1},
+                                         {"fileSize", 1175000},
+                                         {"albumId", 0},
+                                         {"albumName", "辑"},
+                                         {"cid", 8},
+                                         {"cateCode", "100"},
+                                         {"tvPreviewPic", "http://c/abc_big_160_90_10.jpg"},
+                                         {"pvpicW", 160},
+                                         {"pvpicH", 90},
+                                         {"pvpicD", 10},
+                                         {"isShafa", false}}));
+  EXPECT_EQ(info->debugDescription(), "playOrder:4");
+}
+
+TEST(ZRDownloadVideoInfo, firstPictureWinsUnlessItIsEmpty) {
+  const auto cover = [](const ZRDictionary& json) { return make(json)->toDic()["cover"]; };
+  EXPECT_EQ(cover({{"hor_big_pic", "big"}, {"hor_high_pic", "high"}}), ZRValue("big"));
+  EXPECT_EQ(cover({{"hor_high_pic", "high"}, {"hor_big_pic", "big"}}), ZRValue("high"));
+  EXPECT_EQ(cover({{"videoPic", ""}, {"hor_high_pic", ""}, {"hor_big_pic", "big"}}), ZRValue("big"));
+  EXPECT_EQ(cover({{"hor_big_pic", "big"}, {"videoPic", "own"}}), ZRValue("own"));
+  EXPECT_TRUE(cover({}).isAbsent());
+}
+
+TEST(ZRDownloadVideoInfo, uploadsFromFourOriginsAreOneFile) {
+  for (int origin = 264; origin <= 269; ++origin) {
+    EXPECT_EQ(make({{"uploadFrom", origin}})->isShafa(), origin > 264 && origin < 269) << origin;
+  }
+}
+
+TEST(ZRDownloadVideoInfo, previewTilesAreExactlyThreeNumbers) {
+  using Tiles = std::optional<std::array<std::int32_t, 3>>;
+  struct Case {
+    const char* url;
+    Tiles tiles;
+  };
+  for (const Case& c :
+       {Case{"http://c/abc_big_160_90_10.jpg", {{160, 90, 10}}}, Case{"big_9_big_1_2_3.png", {{1, 2, 3}}},
+        Case{"x_big_1_x2_3x", {{1, 0, 3}}}, Case{"x_big_160_90.jpg", {}}, Case{"x_big_1_2_3_4.png", {}},
+        Case{"x_big_", {}}, Case{"no marker", {}}, Case{"", {}}, Case{"big___.", {{0, 0, 0}}}}) {
+    EXPECT_EQ(ZRDownloadVideoInfo::previewTiles(c.url), c.tiles) << c.url;
+  }
+}
+
+TEST(ZRDownloadVideoInfo, archiveKeepsEveryFieldUnderItsKey) {
+  ZRDictionary json;
+  std::string keys;
+  for (const auto& field : ZRDownloadVideoInfo::fields()) {
+    json.set(field.name, static_cast<std::int64_t>(json.size()) + (std::int64_t{5} << 32));
+    keys += std::string(field.name) + " ";
+  }
+  EXPECT_EQ(keys,
+            "videoId aid site cid version duration playOrder albumName videoPic totalSize videoName m3u8Url cateCode "
+            "tvPreviewPic pvpicW pvpicH pvpicD uploadFrom mp4Url ");
+  const auto record = make(json);
+  const auto bytes = ZRKeyedArchive::archive(*record);
+  const auto restored = ZRKeyedArchive::unarchive<ZRDownloadVideoInfo>(bytes);
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(restored->videoId(), std::int64_t{5} << 32);
+  EXPECT_EQ(restored->site(), 2);
+  EXPECT_EQ(ZRKeyedArchive::archive(*restored), bytes);
+  EXPECT_EQ(restored->toDic(), record->toDic());
+}
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include <filesystem>
+
+#include "M3u8Fixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The way to the playlist, and videos that are one MP4 file.
+class ZRM3u8TaskRunnerNetworkTest : public M3u8Fixture {
+ protected:
+  static bool isStuckIn(const ZRM3u8TaskRunner& task, ZRM3u8Phase phase) {
+    return task.isExecuting() && task.executingPhase() == static_cast<std::uint64_t>(phase);
+  }
+
+  std::string mp4Record(const std::string& more) { return "\"uploadFrom\": 266, \"file_size_high\": 5000" + more; }
+};
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, walksFromTheIdToAPlayableFolder) {
+  manager()->setup(hlsHost({{"m3u8_cdn_params", ZRDictionary{{"cdn", "x y"}}}}));
+  serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\", \"tv_preview_pic\": \"" + origin_.url("/t.jpg") +
+              "\", \"file_size_high\": 960");
+  origin_.serve("/t.jpg", "thumbnail");
+  serveSegments(2);
+  const std::string odd = "/2's%20\xC3\xA9.ts";
+  origin_.serve("/2's%20%C3%A9.ts", segment(2));
+  tsArr_.emplace_back(origin_.url(odd + "?x='%27"));
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isFinished() && fs::exists(file("7-1.jpg")); }));
+
+  auto requests = origin_.requests();
+  std::erase_if(requests, [](const OriginRequest& request) { return request.target == "/t.jpg"; });
+  ASSERT_EQ(requests.size(), 5U);
+  EXPECT_EQ(requests[0].target,
+            "/v4/video/info/7.json?site=1&api_key=3f1c0a9e7d2b4c6f8e5a1d0b9c7e2f4a&plat=14&sver=9.9&ssl=1");
+  EXPECT_EQ(requests[1].target, "/p.m3u8?a=1&mkey=K&cdn=x%20y");
+  EXPECT_EQ(requests[1].header("Cookie"), "c=1");
+  EXPECT_EQ(requests[4].target, "/2's%20%C3%A9.ts?x='%27");
+  EXPECT_EQ(keyRequests_, std::vector<ZRDictionary>({{{"aid", 3}, {"vid", 7}}}));
+  EXPECT_EQ(decrypted_, std::vector<std::string>({"encrypted"}));
+
+  for (unsigned i = 0; i < 3; ++i) EXPECT_EQ(readFile(file(std::to_string(i) + ".ts")), segment(i));
+  EXPECT_EQ(readFile(file("7-1.local.m3u8")), "#EXTM3U");
+  EXPECT_EQ(std::distance(fs::directory_iterator(file("")), {}), 5);  // the encrypted playlist is gone
+  EXPECT_EQ(task->allDownloadedSegmentsBytes(), 3U * 376);
+  EXPECT_EQ(task->currentDownloadProgress(), 1.0F);
+  EXPECT_EQ(task->transferedPerSecond(), 3 * 376);
+  EXPECT_EQ(queried("SELECT count(*) FROM ts_meta_tb"), "0");
+  EXPECT_EQ(queried("SELECT executingPhase || currentSegment || totalSegment FROM task_meta_tb"), "333");
+  EXPECT_TRUE(logged(1, "store ts(3)(3-7)"));
+  EXPECT_TRUE(logged(1, "ts:2/3;3-7-1"));
+  EXPECT_TRUE(logged(0, "ts:2/3 use 0.00 s;"));
+  EXPECT_TRUE(logged(1, "finishTS:【vid:7,aid:3,ts:3】"));
+  for (const LogLine& line : log_) EXPECT_EQ(line.msg.find("mkey"), std::string::npos) << line.msg;
+  restart();
+  EXPECT_EQ(manager()->fullMoviePathWithTaskId("1"), file("7-1.local.m3u8"));
+  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("1"), "7-1/7-1.local.m3u8");
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, keyAndCookieAreSentOnlyWhenThereAreAny) {
+  keyReply_ = ZRDictionary{{"mkey", ""}};
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));  // an empty list of segments is done at once
+  EXPECT_EQ(task->totalSegment(), 0);
+  const OriginRequest playlist = origin_.requests().back();
+  EXPECT_EQ(playlist.target, "/p.m3u8?a=1");
+  EXPECT_EQ(playlist.header("Cookie"), std::nullopt);
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, existingThumbnailIsNotAskedForAgain) {
+  writeFile(file("7-1.jpg"), "old");
+  serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\", \"tv_preview_pic\": \"" + origin_.url("/t.jpg") +
+              "\"");
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(requestsTo("/t.jpg"), 0U);
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, failedDecryptionIsRepeatedAndAtTheEndOfTheBudgetWithANewRecord) {
+  struct Case {
+    int failures;
+    std::size_t records;
+    bool finishes;
+  };
+  for (const Case& c : {Case{1, 1, true}, Case{2, 1, true}, Case{3, 2, true}, Case{4, 2, false}}) {
+    decryptionFailures_ = c.failures;
+    decrypted_.clear();
+    log_.clear();
+    const std::size_t before = recordRequests();
+    const auto task = add();
+    ASSERT_TRUE(runUntil([&] { return task->isFinished() || task->isErrored(); }));
+    EXPECT_EQ(task->isFinished(), c.finishes);
+    EXPECT_EQ(recordRequests() - before, c.records);
+    EXPECT_EQ(decrypted_.size(), static_cast<std::size_t>(c.finishes ? c.failures + 1 : c.failures));
+    EXPECT_EQ(countLogged(2, "decodeError:" + ZRError("host", 7, "no").description()),
+              static_cast<std::size_t>(std::min(c.failures, 3)));
+    if (!c.finishes) {
+      EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"));
+    }
+    EXPECT_FALSE(fs::exists(file("7-1.net.m3u8")));
+    manager()->removeTask(task);
+  }
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, missingAddressRollsBackToANewRecordThreeTimes) {
+  std::size_t before = 0;
+  for (const std::string& record : {std::string("\"url_high\": \"\""), mp4Record("")}) {
+    serveRecord(record);
+    const auto task = add();
+    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+    EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::ResourceUnusable, "找不到M3U8地址"));
+    EXPECT_EQ(recordRequests() - before, 4U);
+    EXPECT_EQ(countLogged(1, "roll back setp 1."), 3U);
+    before = recordRequests();
+    log_.clear();
+    manager()->removeTask(task);
+  }
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, refusedRecordIsPassedOnAndTheTaskStays) {
+  origin_.serve("/v4/video/info/7.json", "{\"status\": 403, \"data\": {}}");
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return !messages(2).empty(); }));
+  EXPECT_EQ(messages(2)[0].substr(0, 7), "ts:0/0;");
+  EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseLoadVideoInfo));
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, hostWithoutACallbackLeavesTheTaskInThePlaylistsPhase) {
+  manager()->setup(hlsHost({{"fetch_mky_handler", ZRValue::null()}}));
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist); }));
+  manager()->pauseTask(task);
+  EXPECT_EQ(requestsTo("/p.m3u8"), 0U);
+  manager()->setup(hlsHost({{"decryption_handler", ZRValue::null()}}));
+  manager()->resumeTask(task);
+  ASSERT_TRUE(runUntil([&] { return fs::exists(file("7-1.net.m3u8")); }));
+  loop_->drain();
+  EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist));
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, keyErrorIsTheTasksError) {
+  keyError_ = ZRError("host", 104, "no key");
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+  EXPECT_EQ(*task->err(), *keyError_);
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
+  std::vector<ZRReplyCompletion> keys;
+  std::vector<ZRReplyCompletion> playlists;
+  manager()->setup(hlsHost(
+      {{"fetch_mky_handler", ZRFetchMkeyHandler([&](const auto&, const auto& reply) { keys.push_back(reply); })},
+       {"decryption_handler",
+        ZRDecryptionHandler([&](const auto&, const auto& reply) { playlists.push_back(reply); })}}));
+  serveSegments(2);
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return keys.size() == 1; }));
+  manager()->pauseTask(task);
+  keys[0](ZRDictionary(), ZRError("host", 103, "late"));  // the task is paused: dropped, and its only answer
+  manager()->resumeTask(task);
+  ASSERT_EQ(keys.size(), 2U);
+  keys[0](ZRDictionary(), std::nullopt);
+  std::thread([&] { keys[1](ZRDictionary(), std::nullopt); }).join();
+  ASSERT_TRUE(runUntil([&] { return playlists.size() == 1; }));
+  EXPECT_EQ(requestsTo("/p.m3u8"), 1U);
+  manager()->pauseTask(task);
+  manager()->resumeTask(task);
+  keys[2](ZRDictionary(), std::nullopt);
+  ASSERT_TRUE(runUntil([&] { return playlists.size() == 2; }));
+  const ZRDictionary urls{{"tsArr", tsArr_}};
+  playlists[0](urls, std::nullopt);
+  playlists[0](std::nullopt, ZRError("host", 103, "again"));
+  playlists[1](std::nullopt, ZRError("host", 103, "its file is gone"));  // the segments are under way
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(origin_.requestsTo("/0.ts").size() + origin_.requestsTo("/1.ts").size(), 2U);
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedAndNeedsNoPlaylist) {
+  const std::string bytes = patternBytes(5000);
+  writeFile(file("7-1.mp4"), bytes.substr(0, 2000));
+  serveRecord(mp4Record(", \"url_high_mp4\": \"" + origin_.url("/v.mp4") + "\""));
+  origin_.serveFile("/v.mp4", {.bytes = bytes, .etag = "\"v\""});
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(origin_.requests().back().header("Range"), "bytes=2000-");
+  EXPECT_EQ(readFile(file("7-1.mp4")), bytes);
+  EXPECT_EQ(task->downloadedBytes(), 5000U);
+  EXPECT_FLOAT_EQ(task->currentDownloadProgress(), 5000.0F / 5875.0F);
+  EXPECT_EQ(task->transferedPerSecond(), 3000);
+  EXPECT_EQ(task->localFullFilePath(), file("7-1.mp4"));
+  EXPECT_EQ(task->localRelativeFilePath(), "7-1/7-1.local.m3u8");
+  EXPECT_TRUE(keyRequests_.empty());
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, fullDiskStopsBeforeTheOneFile) {
+  setFreeBytes(std::uint64_t{1} << 30);
+  serveRecord(mp4Record(""));  // the disk is looked at first
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+  EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
+}
+
+}  // namespace
