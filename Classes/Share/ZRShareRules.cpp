@@ -1,0 +1,74 @@
+#include "ZRShareRules.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+
+#include "SCNetworkErrors.h"
+#include "ZRPath.h"
+#include "ZRRemovedFolders.h"
+#include "ZRValue.h"
+
+namespace {
+
+// In bytes. A name leaves room for the longest one that a download keeps beside its file, `.NAME.resume~`.
+constexpr std::size_t kLongestName = 255 - std::string_view("..resume~").size();
+constexpr std::size_t kLongestPath = 4096 - std::string_view("..resume~").size() - 1;
+
+constexpr std::string_view kAlbumDetail = "albumdetail.action";
+
+bool isTooLong(const std::filesystem::path& name) {
+  return std::ranges::any_of(name, [](const auto& component) { return component.native().size() > kLongestName; });
+}
+
+}  // namespace
+
+std::string ZRShareRules::albumDetailURL(std::string_view host) {
+  const std::size_t pathEnd = std::min(host.find_first_of("?#"), host.size());
+  const std::size_t authority = host.substr(0, pathEnd).find("//");
+  const std::size_t pathAt = authority == std::string_view::npos ? 0 : std::min(host.find('/', authority + 2), pathEnd);
+  const std::string_view path = host.substr(pathAt, pathEnd - pathAt);
+  const std::string longer = path.empty() ? "/" + std::string(kAlbumDetail) : ZRPath::append(path, kAlbumDetail);
+  return std::string(host.substr(0, pathAt)).append(longer).append(host.substr(pathEnd));
+}
+
+std::string ZRShareRules::pingURL(std::string_view base) {
+  return std::string(base).append(base.ends_with('/') ? "ping" : "/ping");
+}
+
+std::optional<ZRError> ZRShareRules::finalDetailError(const ZRError& error, int httpStatus) {
+  const ZRDictionary* const answer = error.userInfo()[SCNJsonParserErrorKey_RawJSON].asDictionary();
+  const bool serverFailed = answer != nullptr && (*answer)["status"].int64Value() == 500;
+  if (serverFailed || httpStatus == 404) return hostOfflineError();
+  const std::int64_t status = error.userInfo()[SCNJsonParserErrorKey_RealValue].int64Value();
+  if (status == 201 || status == 202 || status == 203) return ZRError(ZRErrorCode::FileDeleted, "文件已删除");
+  return std::nullopt;
+}
+
+ZRError ZRShareRules::hostOfflineError() {
+  return {ZRErrorCode::HostOffline, "主机已下线"};
+}
+
+std::optional<std::string> ZRShareRules::pathInFolder(std::string_view folder, std::string_view name) {
+  const std::string inner = ZRPath::append("", name);  // a leading "/" is dropped
+  if (!ZRPath::isBelow(inner, "")) return std::nullopt;
+  const std::filesystem::path resolved = std::filesystem::path(inner).lexically_normal();
+  std::string path = ZRPath::append(folder, resolved.native());
+  if (isTooLong(resolved) || path.size() > kLongestPath) return std::nullopt;
+  return path;
+}
+
+// A folder that is named like one on its way out would be swept.
+std::optional<std::string> ZRShareRules::taskFolder(std::string_view aid, std::string_view vid) {
+  const std::optional<std::string> album = pathInFolder("", aid);
+  std::optional<std::string> folder = album ? pathInFolder(*album, vid) : std::nullopt;
+  if (folder && folder->find("/" + std::string(ZRRemovedFolders::kPrefix)) != std::string::npos) return std::nullopt;
+  return folder;
+}
+
+bool ZRShareRules::disturbsVideo(std::string_view path, std::string_view videoPath) {
+  const std::size_t nameAt = videoPath.rfind('/') + 1;
+  const std::string beside =
+      std::string(videoPath.substr(0, nameAt)).append(".").append(videoPath.substr(nameAt)) + ".";
+  return path == videoPath || path.starts_with(beside);
+}

@@ -1,0 +1,295 @@
+#include <algorithm>
+#include <utility>
+
+#include "SCNetworkAgent.h"
+#include "SCNetworkResponseParser.h"
+#include "ZRPath.h"
+#include "ZRShareRules.h"
+#include "ZRShareTaskRunner.h"
+
+namespace {
+
+constexpr int kPingTimeout = 1;  // seconds
+
+/// The device and the share service both put their answer under "data" and its outcome under "status".
+template <class Parser>
+std::shared_ptr<Parser> makeParser(std::string targetKeyPath) {
+  auto parser = std::make_shared<Parser>();
+  parser->setCheckKeyPath("status");
+  parser->setOkValue("200");
+  parser->setTargetKeyPath(std::move(targetKeyPath));
+  return parser;
+}
+
+std::shared_ptr<SCNetworkBaseApi> makeRequest(std::string url, std::shared_ptr<const SCNetworkResponseParser> parser) {
+  auto request = std::make_shared<SCNetworkBaseApi>();
+  request->setUrlString(std::move(url));
+  request->setMethod(0);
+  request->setResponseParser(std::move(parser));
+  return request;
+}
+
+std::shared_ptr<SCNetworkDownloadApi> makeDownload(std::string url, std::string path) {
+  auto download = std::make_shared<SCNetworkDownloadApi>();
+  download->setUrlString(std::move(url));
+  download->setMethod(0);
+  download->setDownloadFilePath(std::move(path));
+  return download;
+}
+
+std::optional<std::string> textIn(const ZRValue& value) {
+  return value.asText() != nullptr ? std::optional(*value.asText()) : std::nullopt;
+}
+
+ZRError cannotFindShareURLError() {
+  return {ZRErrorCode::ResourceUnusable, "找不到share下载地址"};
+}
+
+}  // namespace
+
+// Finding the device. Only the detail request is the current one; the others run on to their end when the task stops.
+
+void ZRShareTaskRunner::requestShareVideoInfo() {
+  if (model().lanOnly()) return requestShareVideoDetail();
+  const std::string shareUrl = model().shareUrl().value_or("");
+  if (!shareUrl.empty()) return requestShareVideoWithShareUrl(shareUrl);
+  fetchShareUrl([self = _weak<ZRShareTaskRunner>().lock()](const std::optional<std::string>& found) {
+    if (self->shareDownloadModel_) self->shareDownloadModel_->setShareUrl(found);
+    self->requestShareVideoWithShareUrl(found.value_or(""));
+  });
+}
+
+// The look-up keeps its task: what it finds is stored even if nobody else holds the task any more.
+void ZRShareTaskRunner::fetchShareUrl(TextCompletion completion) {
+  const auto request = makeRequest(ZRShareRules::albumDetailURL(model().host().value_or("")),
+                                   makeParser<SCNetworkJsonResponseParser>("data/shareUrl"));
+  ZRDictionary query;
+  query.set("albumId", ZRValue::orAbsent(aid()));
+  request->setQueryParameters(std::move(query));
+  request->setResponseHandler([self = _weak<ZRShareTaskRunner>().lock(), completion = std::move(completion)](
+                                  const auto&, const auto& response) {
+    if (response->err()) {
+      self->throwErr(ZRShareRules::hostOfflineError());
+    } else {
+      completion(textIn(response->parserResult().value));
+    }
+  });
+  _startUnrecorded(request);
+}
+
+void ZRShareTaskRunner::requestShareVideoWithShareUrl(const std::string& shareUrl) {
+  fetchHostWithShareUrl(shareUrl, [weak = _weak<ZRShareTaskRunner>()](const std::optional<std::string>& host) {
+    const auto self = weak.lock();
+    if (!self) return;
+    if (host && self->shareDownloadModel_) self->shareDownloadModel_->setHost(*host);
+    self->requestShareVideoDetail();
+  });
+}
+
+void ZRShareTaskRunner::fetchHostWithShareUrl(const std::string& shareUrl, TextCompletion completion) {
+  auto parser = makeParser<SCNetworkJsonResponseParser>("data");
+  parser->setErrorMsgKeyPath("error");
+  const auto request = makeRequest(shareUrl, std::move(parser));
+  request->setQueryParameters({{"from", "mac"}});
+  request->setResponseHandler(
+      [weak = _weak<ZRShareTaskRunner>(), completion = std::move(completion)](const auto&, const auto& response) {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (response->err()) {
+          self->throwErr(*response->err());
+          return;
+        }
+        const ZRDictionary* const found = response->parserResult().value.asDictionary();
+        const ZRDictionary addresses = found != nullptr ? *found : ZRDictionary();
+        self->pingLanHost(textIn(addresses["lan"]),
+                          [completion, relay = textIn(addresses["url"])](const std::optional<std::string>& lan) {
+                            completion(lan ? lan : relay);
+                          });
+      });
+  _startUnrecorded(request);
+}
+
+void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, TextCompletion completion) {
+  if (!baseUrl) return completion(std::nullopt);
+  const auto request = makeRequest(ZRShareRules::pingURL(*baseUrl), makeParser<SCNetworkJsonResponseParser>("data"));
+  request->setTimeout(kPingTimeout);
+  request->setResponseHandler([baseUrl, completion = std::move(completion)](const auto&, const auto& response) {
+    completion(response->err() ? std::nullopt : baseUrl);
+  });
+  _startUnrecorded(request);
+}
+
+void ZRShareTaskRunner::requestShareVideoDetail() {
+  if (executingPhase() != static_cast<std::uint64_t>(ZRSharePhase::SharePhaseRequestInfo)) return;
+  std::string host = model().host().value_or("");
+  if (!host.ends_with('/')) {
+    host += '/';
+    if (shareDownloadModel_) shareDownloadModel_->setHost(host);
+  }
+  ZRShareVideoDetail::registerModels();
+  auto parser = makeParser<SCNetworkModelResponseParser>("data");
+  parser->setModelName("ZRShareVideoDetail");
+  const auto request = makeRequest(host + "video.action?videoId=" + vid().value_or(""), std::move(parser));
+  request->setResponseHandler([weak = _weak<ZRShareTaskRunner>()](const auto&, const auto& response) {
+    const auto self = weak.lock();
+    if (self) self->detailEnded(*response);
+  });
+  _log(0, "shareDownloadVideo:%@", request);
+  startShareRequest(request);
+}
+
+void ZRShareTaskRunner::detailEnded(const SCNetworkApiResponseProtocol& response) {
+  if (response.err()) {
+    detailFailed(*response.err(), response.statusCode());
+    return;
+  }
+  resetRetryTimes();  // also when a failed download led back here
+  videoDetail_ = response.parserModel<ZRShareVideoDetail>();
+  _executePhase(ZRSharePhase::SharePhaseSubtitles);
+}
+
+void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
+  constexpr int kAnswered = 200;
+  if (const std::optional<ZRError> verdict = ZRShareRules::finalDetailError(error, httpStatus)) {
+    throwErr(*verdict);
+  } else if (_spendRetry()) {
+    _executeNextPhase();
+  } else {
+    throwErr(httpStatus == kAnswered ? ZRShareRules::hostOfflineError() : error);
+  }
+}
+
+// The downloads.
+
+// Nothing waits for the cover, and its failure changes nothing.
+void ZRShareTaskRunner::downloadCoverImg() {
+  const std::optional<std::string> path = coverFilePath();
+  if (!path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
+  const auto request =
+      makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
+  _log(0, "shareDownloadCoverImg:%@", request);
+  _startUnrecorded(request);
+}
+
+void ZRShareTaskRunner::downloadSubtitles() {
+  if (!videoDetail_ || videoDetail_->subtitles().empty()) {
+    _executePhase(ZRSharePhase::SharePhaseVideo);
+    return;
+  }
+  const auto last = static_cast<std::int64_t>(videoDetail_->subtitles().size()) - 1;
+  downloadSubtitlesWithIndex(last, [weak = _weak<ZRShareTaskRunner>()] {
+    if (const auto self = weak.lock()) self->_executePhase(ZRSharePhase::SharePhaseVideo);
+  });
+}
+
+void ZRShareTaskRunner::downloadSubtitlesWithIndex(std::int64_t index, SubtitlesCompletion completion) {
+  index = _subtitleFrom(index);
+  if (index < 0) return completion();
+  const std::shared_ptr<const ZRShareSubtitle> subtitle = videoDetail_->subtitles()[static_cast<std::size_t>(index)];
+  const std::optional<std::string> path = savePathWithName(subtitle->name());
+  if (!path) return refuseName();
+  if (ZRPath::exists(*path)) return;  // a chain that meets a subtitle already on disk ends there
+  if (!hasEnoughDiskSpace()) return throwErr(_diskFullError());
+  if (!subtitle->url()) return handleCannotFindShareURLErr();
+  if (!_makeRoomForFile(*path)) return refuseName();
+  requestSubtitle(*subtitle->url(), *path, index, std::move(completion));
+}
+
+/// The first subtitle to fetch from `index` downwards, below 0 when there is none. One that would be stored where the
+/// video's download works is passed over: the video would continue the subtitle's bytes.
+std::int64_t ZRShareTaskRunner::_subtitleFrom(std::int64_t index) const {
+  const ZRShareVideoDetail::Subtitles none;
+  const ZRShareVideoDetail::Subtitles& subtitles = videoDetail_ ? videoDetail_->subtitles() : none;
+  const std::string folder = videoSaveDir();
+  const std::optional<std::string> video = videoSavePath();
+  const auto disturbs = [&](const ZRShareSubtitle& subtitle) {
+    const auto path = ZRShareRules::pathInFolder(folder, subtitle.name().value_or(""));
+    return path && video && ZRShareRules::disturbsVideo(*path, *video);
+  };
+  index = std::min(index, static_cast<std::int64_t>(subtitles.size()) - 1);
+  while (index >= 0 && disturbs(*subtitles[static_cast<std::size_t>(index)])) --index;
+  return index;
+}
+
+void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::string& path, std::int64_t index,
+                                        SubtitlesCompletion completion) {
+  _cancelCurrentReq();
+  const auto request = makeDownload(url, path);
+  request->setResponseHandler([weak = _weak<ZRShareTaskRunner>(), index, completion = std::move(completion)](
+                                  const auto&, const auto& response) {
+    const auto self = weak.lock();
+    if (self && self->isExecuting()) self->subtitleEnded(*response, index, completion);
+  });
+  _log(0, "shareDownloadSubtitle:%@", request);
+  startShareRequest(request);
+}
+
+// A subtitle that still fails after its retries is skipped.
+void ZRShareTaskRunner::subtitleEnded(const SCNetworkApiResponseProtocol& response, std::int64_t index,
+                                      const SubtitlesCompletion& completion) {
+  if (response.err() && _spendRetry()) {
+    _executeNextPhase();
+    return;
+  }
+  resetRetryTimes();
+  downloadSubtitlesWithIndex(index - 1, completion);
+}
+
+void ZRShareTaskRunner::downloadShareVideo() {
+  if (!hasEnoughDiskSpace()) return throwErr(_diskFullError());
+  if (!videoDetail_ || !videoDetail_->url()) return handleCannotFindShareURLErr();
+  const std::optional<std::string> path = videoSavePath();
+  if (!path || !_makeRoomForFile(*path)) return refuseName();
+  _cancelCurrentReq();
+  requestVideo(*videoDetail_->url(), *path);
+}
+
+void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& path) {
+  const auto request = makeDownload(url, path);
+  request->setUseBreakpointContinuous(true);
+  request->setProgressHandler(
+      [weak = _weak<ZRShareTaskRunner>(), count = _countInto(&ZRShareTaskRunner::downloadedBytes_)](
+          const auto& api, std::int64_t chunk, std::int64_t received, std::int64_t expected) {
+        const auto self = weak.lock();
+        if (!self) return;
+        count(api, chunk, received, expected);
+        ZRShareDownloadModel& share = *self->shareDownloadModel_;  // without one there is no path to download to
+        if (share.fileSize() == 0) share.setFileSize(expected);
+      });
+  request->setResponseHandler(_whileExecuting(&ZRShareTaskRunner::videoEnded));
+  startShareRequest(request);
+}
+
+void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response) {
+  if (!response.err()) {
+    resetRetryTimes();
+    finishDownload();
+  } else if (_spendRetry()) {
+    _executePhase(ZRSharePhase::SharePhaseRequestInfo);
+  } else {
+    throwErr(*response.err());
+  }
+}
+
+// Requests and errors.
+
+void ZRShareTaskRunner::_startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request) {
+  if (networkAgent()) networkAgent()->execApi(request);
+}
+
+void ZRShareTaskRunner::handleCannotFindShareURLErr() {
+  if (_spendRetry()) {
+    _executePhase(ZRSharePhase::SharePhaseRequestInfo);
+  } else {
+    throwErr(cannotFindShareURLError());
+  }
+}
+
+/// A name that leads to no place in the task's folder; no retry, for the device would send it again.
+void ZRShareTaskRunner::refuseName() {
+  throwErr(cannotFindShareURLError());
+}
+
+void ZRShareTaskRunner::throwErr(const ZRError& error) {
+  invokeErrorNotifi(_mappedTransportError(error));
+}

@@ -1,0 +1,41 @@
+#include "ZRBase64.h"
+#include "ZRKeyedArchive.h"
+#include "ZRShareTaskRunner.h"
+
+std::span<const ZRField<ZRShareTaskRunner>> ZRShareTaskRunner::fields() {
+  using Self = ZRShareTaskRunner;
+  using enum ZRColumnType;
+  static constexpr ZRField<Self> kFields[] = {
+      // Written for the look-up by key alone: what is loaded comes with the model.
+      {"vid", [](const Self& task) { return ZRValue::orAbsent(task.vid()); }, nullptr, Text},
+      {"aid", [](const Self& task) { return ZRValue::orAbsent(task.aid()); }, nullptr, Text},
+      zrField<Self, &Self::downloadedBytes_>("downloadedBytes", Integer),
+      zrField<Self, &Self::timestamp_>("timestamp", Double),
+      zrField<Self, &Self::activeTimestamp_>("activeTimestamp", Double),
+      _taskStateField(),
+      {"shareDownloadModel", [](const Self& task) { return ZRValue(task.archivedModel()); },
+       [](Self& task, const ZRValue& value) { task.unarchiveModel(value); }, Text},
+  };
+  return kFields;
+}
+
+const ZRTaskTable& ZRShareTaskRunner::taskTable() {
+  static const ZRTaskTable table("task_share_meta_tb", zrColumnsOf<ZRShareTaskRunner>(), "vid,aid");
+  return table;
+}
+
+std::optional<std::string> ZRShareTaskRunner::queryPrimaryKeySQL() const {
+  if (!vid() || !aid() || !ZRTaskTable::isQuotable(*vid()) || !ZRTaskTable::isQuotable(*aid())) return std::nullopt;
+  return "SELECT pkid from " + std::string(taskTable().name()) + " WHERE vid = '" + *vid() + "' and aid = '" + *aid() +
+         "' ";
+}
+
+std::string ZRShareTaskRunner::archivedModel() const {
+  if (!shareDownloadModel_) return {};
+  return ZRBase64::encodeInLines(ZRKeyedArchive::archive(*shareDownloadModel_));
+}
+
+void ZRShareTaskRunner::unarchiveModel(const ZRValue& text) {
+  const std::vector<std::uint8_t> archive = ZRBase64::decode(text.textValue().value_or(""));
+  shareDownloadModel_ = archive.empty() ? nullptr : ZRKeyedArchive::unarchive<ZRShareDownloadModel>(archive);
+}

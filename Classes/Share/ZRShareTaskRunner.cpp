@@ -1,0 +1,93 @@
+#include "ZRShareTaskRunner.h"
+
+#include <utility>
+
+#include "ZRPath.h"
+
+std::shared_ptr<ZRShareTaskRunner> ZRShareTaskRunner::taskWithParams(const ZRDictionary& params) {
+  return initWithParams(params);
+}
+
+std::shared_ptr<ZRShareTaskRunner> ZRShareTaskRunner::initWithParams(const ZRDictionary& params) {
+  return initWithdowloadModel(ZRShareDownloadModel::modelWithParams(params));
+}
+
+std::shared_ptr<ZRShareTaskRunner> ZRShareTaskRunner::initWithdowloadModel(
+    std::shared_ptr<ZRShareDownloadModel> model) {
+  auto task = std::make_shared<ZRShareTaskRunner>();
+  task->shareDownloadModel_ = std::move(model);
+  task->resetRetryTimes();
+  return task;
+}
+
+void ZRShareTaskRunner::syncToDBWithShareParams(const ZRDictionary& params) {
+  if (!shareDownloadModel_) return;
+  for (const char* key : {"host", "videoName", "deviceName", "albumName"}) {
+    shareDownloadModel_->setValueForKey(params[key], key);
+  }
+  _syncStateToDB();
+}
+
+std::optional<ZRDictionary> ZRShareTaskRunner::videoInfoDic() const {
+  std::optional<ZRDictionary> info = model().toDic();
+  const std::optional<std::string> cover = coverFilePath();
+  if (info && cover && ZRPath::exists(*cover)) info->set("cover", *cover);
+  return info;
+}
+
+float ZRShareTaskRunner::currentDownloadProgress() const {
+  const std::int64_t fileSize = model().fileSize();
+  if (fileSize < 1) return 0;
+  return static_cast<float>(static_cast<double>(downloadedBytes_) / static_cast<double>(fileSize));
+}
+
+std::optional<ZRTaskList> ZRShareTaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {
+  ZRTaskList same;
+  for (const auto& task : tasks) {
+    const auto share = std::dynamic_pointer_cast<ZRShareTaskRunner>(task);
+    if (share && aid() && share->aid() == aid()) same.push_back(task);
+  }
+  return same;
+}
+
+std::string ZRShareTaskRunner::taskId() const {
+  return "share-" + std::to_string(pkid());
+}
+
+// A video that could not be stored is refused before anything of it is.
+void ZRShareTaskRunner::_startPhase(std::uint64_t phase) {
+  switch (static_cast<ZRSharePhase>(phase)) {
+    case ZRSharePhase::SharePhaseRequestInfo:
+      requestShareVideoInfo();
+      break;
+    case ZRSharePhase::SharePhaseSubtitles:
+      if (!videoSavePath()) {
+        refuseName();
+        break;
+      }
+      downloadSubtitles();
+      downloadCoverImg();
+      break;
+    case ZRSharePhase::SharePhaseVideo:
+      downloadCoverImg();
+      downloadShareVideo();
+      break;
+    case ZRSharePhase::SharePhaseFinished:
+      finishDownload();
+      break;
+  }
+}
+
+std::uint64_t ZRShareTaskRunner::_finishedPhase() const {
+  return static_cast<std::uint64_t>(ZRSharePhase::SharePhaseFinished);
+}
+
+const ZRShareDownloadModel& ZRShareTaskRunner::model() const noexcept {
+  static const ZRShareDownloadModel none;
+  return shareDownloadModel_ ? *shareDownloadModel_ : none;
+}
+
+void ZRShareTaskRunner::finishDownload() {
+  _log(1, "finish%@", *this);
+  invokeCompletionNotifi();
+}

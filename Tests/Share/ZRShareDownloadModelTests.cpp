@@ -1,0 +1,56 @@
+#include <gtest/gtest.h>
+
+#include "ZRKeyedArchive.h"
+#include "ZRShareDownloadModel.h"
+
+namespace {
+
+const ZRDictionary kParams{{"vid", "v1"},
+                           {"albumId", "a1"},
+                           {"videoName", "电影"},
+                           {"shareUrl", "http://s"},
+                           {"host", "http://h/"},
+                           {"duration", "90.5"},
+                           {"albumName", "Album"},
+                           {"lanOnly", 1},
+                           {"fileSize", 1LL << 40},
+                           {"deviceName", "Mac"},
+                           {"site", 5}};
+
+std::string keysOf(const ZRDictionary& dic) {
+  std::string keys;
+  for (const auto& [key, value] : dic) keys += key + " ";
+  return keys;
+}
+
+TEST(ZRShareDownloadModel, dictionaryHasTheHostsKeysInOrder) {
+  const auto dic = ZRShareDownloadModel::modelWithParams(kParams)->toDic();
+  ASSERT_TRUE(dic);
+  EXPECT_EQ(keysOf(*dic), "title duration vid albumId host albumName fileSize site lanOnly deviceName shareUrl ");
+  EXPECT_EQ((*dic)["title"], ZRValue("电影"));
+  EXPECT_EQ((*dic)["duration"], ZRValue(90));
+  EXPECT_EQ((*dic)["fileSize"], ZRValue(1LL << 40));
+  EXPECT_EQ((*dic)["site"], ZRValue(999));
+  EXPECT_EQ((*dic)["lanOnly"], ZRValue(true));
+}
+
+TEST(ZRShareDownloadModel, onlyFourTextsAreNeededForADictionary) {
+  for (const char* key : {"vid", "albumId", "host", "albumName"}) {
+    ZRDictionary params = kParams;
+    params.set(key, ZRValue());
+    EXPECT_EQ(ZRShareDownloadModel::modelWithParams(params)->toDic(), std::nullopt) << key;
+  }
+  const auto bare = ZRShareDownloadModel::modelWithParams(
+      {{"vid", ""}, {"albumId", 7}, {"host", ""}, {"albumName", ""}, {"videoName", ZRValue::null()}});
+  EXPECT_EQ(keysOf(bare->toDic().value()), "duration vid albumId host albumName fileSize site lanOnly ");
+}
+
+TEST(ZRShareDownloadModel, archiveKeepsEveryFieldButTheSite) {
+  const auto model = ZRShareDownloadModel::modelWithParams(kParams);
+  const auto bytes = ZRKeyedArchive::archive(*model);
+  EXPECT_EQ(keysOf(ZRKeyedArchive::decode(bytes).value()),
+            "duration fileSize vid albumId albumName deviceName videoName shareUrl host lanOnly ");
+  EXPECT_EQ(ZRKeyedArchive::unarchive<ZRShareDownloadModel>(bytes)->toDic(), model->toDic());
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+#include <atomic>
+
+#include "ShareFixture.h"
+
+namespace {
+
+/// Subtitles, cover and video.
+class ZRShareTaskRunnerDownloadTest : public ShareFixture {
+ protected:
+  /// The subtitles that were asked for so far, by their numbers.
+  std::string subtitlesAskedFor() const {
+    std::string numbers;
+    for (const OriginRequest& request : device_.requests()) {
+      if (request.target.ends_with(".srt")) numbers += request.target[1];
+    }
+    return numbers;
+  }
+
+  std::size_t coverRequests() const { return requests(device_, "/coverImg.action"); }
+  std::size_t videoRequests() const { return requests(device_, "/v"); }
+};
+
+TEST_F(ZRShareTaskRunnerDownloadTest, subtitlesComeFromTheLastThenTheVideo) {
+  serveSubtitles(3);
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(subtitlesAskedFor(), "210");
+  for (const char* name : {"0.srt", "1.srt", "2.srt"}) EXPECT_EQ(readFile(file(name)), "subtitle " + std::string(name));
+  EXPECT_EQ(readFile(file("movie")), bytes_);
+  ASSERT_TRUE(runUntil([&] { return readFile(file("v1.jpg")) == cover_; }));
+  EXPECT_EQ(device_.requestsTo("/coverImg.action").front().target, "/coverImg.action?videoId=v1");
+  EXPECT_EQ(task->currentDownloadProgress(), 1.0F);
+  EXPECT_EQ(task->shareDownloadModel()->fileSize(), 5000);
+  EXPECT_EQ(task->transferedPerSecond(), 5000);
+  EXPECT_EQ(task->executingPhase(), 3U);
+  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("share-1"), "a1/v1/movie");
+  EXPECT_TRUE(logged(0, "shareDownloadSubtitle:SCNetworkDownloadApi GET " + device_.url("/2.srt")));
+  EXPECT_TRUE(logged(0, "shareDownloadCoverImg:SCNetworkDownloadApi GET " + device_.url("/coverImg.action")));
+  EXPECT_TRUE(logged(1, "finish" + task->description()));
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, sizeFromTheParametersIsKept) {
+  const auto task = add(params({{"fileSize", 2500}}));
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, secondCoverRequestDoesNotSpoilTheFirst) {
+  const auto number = std::make_shared<std::atomic<int>>(0);
+  device_.route("/coverImg.action", [this, number](const OriginRequest&, OriginConnection& out) {
+    if (++*number > 1) return out.respond(200, cover_);
+    out.send("HTTP/1.1 200 OK\r\nContent-Length: 900\r\n\r\n" + cover_.substr(0, 400));
+    out.wait(gate_);
+    out.send(cover_.substr(400));
+  });
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->isFinished() && readFile(file("v1.jpg")) == cover_; }));
+  EXPECT_EQ(coverRequests(), 2U);
+  gate_.open();
+  const auto again = add(params({{"vid", "v2"}}));
+  ASSERT_TRUE(runUntil([&] { return again->isFinished(); }));
+  EXPECT_EQ(readFile(file("v1.jpg")), cover_);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDisk) {
+  serveSubtitles(2);
+  writeFile(file("1.srt"), "old");
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return readFile(file("v1.jpg")) == cover_; }));
+  EXPECT_TRUE(task->isExecuting());
+  EXPECT_EQ(task->executingPhase(), 1U);
+  EXPECT_EQ(subtitlesAskedFor(), "");
+  EXPECT_EQ(videoRequests(), 0U);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkipped) {
+  serveSubtitles(2);
+  device_.serve("/1.srt", "", 404);
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(subtitlesAskedFor(), "11110");
+  EXPECT_FALSE(std::filesystem::exists(file("1.srt")));
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, retryOfAnEarlierSubtitleEndsAtTheLastOne) {
+  serveSubtitles(2);
+  device_.serve("/0.srt", "", 404);
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->remainedFailedRetryTimes() == 2; }));
+  EXPECT_EQ(subtitlesAskedFor(), "10");
+  EXPECT_EQ(videoRequests(), 0U);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, addressThatIsMissingIsAskedForAgain) {
+  device_.route("/video.action", [this](const OriginRequest&, OriginConnection& out) {
+    out.respond(200, detailRequests() < 3 ? R"({"status": 200, "data": {}})" : detail_);
+  });
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(detailRequests(), 3U);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor) {
+  setFreeBytes(std::uint64_t{1} << 30);
+  for (const unsigned subtitles : {0U, 1U}) {
+    serveSubtitles(subtitles);
+    const auto task = add(params());
+    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+    EXPECT_EQ(task->err(), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
+    EXPECT_EQ(subtitlesAskedFor(), "");
+    EXPECT_EQ(videoRequests(), 0U);
+    manager()->removeTask(task);
+  }
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheCover) {
+  serveHalf();
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && readFile(file("v1.jpg")) == cover_; }));
+  restart();
+  const std::size_t covers = coverRequests();
+  device_.serveFile("/v", {.bytes = bytes_, .etag = "\"v1\""});
+  const auto loaded = firstUnfinished();
+  EXPECT_EQ(loaded->executingPhase(), 0U);
+  manager()->resumeTask(loaded);
+  ASSERT_TRUE(runUntil([&] { return loaded->isFinished(); }));
+  EXPECT_EQ(detailRequests(), 2U);
+  EXPECT_EQ(device_.requestsTo("/v").back().header("Range"), "bytes=2500-");
+  EXPECT_EQ(readFile(file("movie")), bytes_);
+  EXPECT_EQ(coverRequests(), covers);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesRemain) {
+  serveHalf();
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500; }));
+  device_.route("/video.action", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
+  gate_.open();
+  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+  EXPECT_EQ(task->err(), ZRError(ZRErrorCode::ConnectionLost, "失去网络连接"));
+  EXPECT_EQ(task->executingPhase(), 0U);
+  EXPECT_EQ(std::filesystem::file_size(file("movie")), 2500U);
+}
+
+}  // namespace

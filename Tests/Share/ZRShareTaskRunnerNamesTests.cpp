@@ -1,0 +1,152 @@
+#include <set>
+
+#include "ShareFixture.h"
+#include "ZRBackgroundQueue.h"
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+namespace {
+
+/// What a device can do with the names that it chooses.
+class ZRShareTaskRunnerNamesTest : public ShareFixture {
+ protected:
+  ZRShareTaskRunnerNamesTest() {
+    writeFile(home_ / "movies/mine.mkv", "mine");
+    writeFile(file("keep", "a1/other"), "another task's");
+    before_ = outsideTheTask();
+  }
+
+  std::string folder() const { return shares() + "/a1/v1"; }
+
+  /// Everything in the home but the library's own files and the folder of the task a1/v1, also on its way out.
+  std::set<std::string> outsideTheTask() const {
+    std::set<std::string> paths;
+    fs::recursive_directory_iterator it(home_.path());
+    for (std::error_code gone; it != fs::recursive_directory_iterator(); it.increment(gone)) {
+      const std::string path = it->path();
+      const bool own = path == folder() || path == home_ / "support" || path.starts_with(shares() + "/a1/.removing-");
+      if (own) it.disable_recursion_pending();
+      if (!own) paths.insert(path);
+    }
+    return paths;
+  }
+
+  /// Runs the task until it is refused, and removes it; all it may have touched is its own folder.
+  void expectRefused(const ZRDictionary& params) {
+    const auto task = add(params);
+    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+    EXPECT_EQ(task->err(), refusal_);
+    EXPECT_EQ(requests(device_, "/v"), 0U);
+    EXPECT_EQ(detailRequests(), 1U);
+    expectNothingElseTouched(*task);
+    manager()->removeTask(task);
+    ZRBackgroundQueue::shared().waitUntilIdle();
+    expectNothingElseTouched(*task);
+  }
+
+  void expectNothingElseTouched(ZRShareTaskRunner& task) {
+    (void)task.videoInfoDic();
+    (void)task.localFullFilePath();
+    EXPECT_EQ(outsideTheTask(), before_);
+    EXPECT_EQ(readFile(home_ / "movies/mine.mkv"), "mine");
+    EXPECT_EQ(readFile(file("keep", "a1/other")), "another task's");
+  }
+
+  const std::optional<ZRError> refusal_ = ZRError(ZRErrorCode::ResourceUnusable, "找不到share下载地址");
+  std::set<std::string> before_;
+};
+
+class HostileName : public ZRShareTaskRunnerNamesTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(HostileName, ofAVideoIsRefusedBeforeAnythingIsStored) {
+  serveSubtitles(1);
+  expectRefused(params({{"videoName", GetParam()}}));
+  EXPECT_EQ(requests(device_, "/0.srt") + requests(device_, "/coverImg.action"), 0U);
+}
+
+TEST_P(HostileName, ofASubtitleIsRefused) {
+  std::string escaped;
+  for (const char c : GetParam()) escaped += c == '\0' ? "\\u0000" : std::string(1, c);
+  device_.serve("/s", "subtitle");
+  serveDetail("[" + subtitle(escaped, "/s") + "]");
+  expectRefused(params());
+  EXPECT_EQ(requests(device_, "/s"), 0U);
+}
+
+TEST_P(HostileName, asAnIdIsRefused) {
+  const bool storable = GetParam().find('\0') == std::string::npos;
+  for (const char* key : {"vid", "albumId"}) {
+    const auto task = ZRShareTaskRunner::taskWithParams(params({{key, GetParam()}}));
+    ASSERT_EQ(manager()->addTask(task), storable ? ZRAddTaskResult::Added : ZRAddTaskResult::Refused);
+    ASSERT_TRUE(runUntil([&] { return task->isErrored() || !storable; }));
+    EXPECT_EQ(task->err(), storable ? refusal_ : std::nullopt);
+    expectNothingElseTouched(*task);
+    manager()->removeTask(task);
+    ZRBackgroundQueue::shared().waitUntilIdle();
+    expectNothingElseTouched(*task);
+  }
+  EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(ZRShareTaskRunnerNamesTest, HostileName,
+                         ::testing::Values(".."s, "."s, ""s, "/"s, "../other/keep"s, "a/../../x"s, "../../../mine.mkv"s,
+                                           "x\0y"s, std::string(300, 'x')));
+
+TEST_F(ZRShareTaskRunnerNamesTest, absentVideoNameIsRefused) {
+  expectRefused(params({{"videoName", ZRValue()}}));
+}
+
+TEST_F(ZRShareTaskRunnerNamesTest, slashesAreFoldersInsideTheTasksOwn) {
+  device_.serve("/s", "subtitle");
+  for (const auto& [name, stored] : {std::pair("/movie", "movie"), std::pair("/etc/movie", "etc/movie"),
+                                     std::pair("a/../movie", "movie"), std::pair("a/b/movie", "a/b/movie")}) {
+    serveDetail("[" + subtitle("/sub/"s + name + ".srt", "/s") + "]");
+    const auto task = add(params({{"videoName", name}}));
+    ASSERT_TRUE(runUntil([&] { return task->isFinished(); })) << name;
+    EXPECT_EQ(readFile(file(stored)), bytes_);
+    EXPECT_EQ(readFile(file("sub/"s + stored + ".srt")), "subtitle");
+    EXPECT_EQ(task->localRelativeFilePath(), "a1/v1/"s + stored);
+    EXPECT_EQ(outsideTheTask(), before_);
+    manager()->removeTask(task);
+    ZRBackgroundQueue::shared().waitUntilIdle();
+  }
+}
+
+TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
+  fs::create_directories(folder());
+  fs::create_directory_symlink(home_ / "movies", file("folder"));
+  fs::create_symlink(home_ / "movies/mine.mkv", file("link"));
+  fs::create_symlink(home_ / "movies/new", file("dangling"));
+  for (const char* name : {"link", "dangling", "folder", "folder/new", "folder/deep/new"}) {
+    const auto task = add(params({{"videoName", name}}));
+    ASSERT_TRUE(runUntil([&] { return task->isErrored(); })) << name;
+    EXPECT_EQ(task->err(), refusal_);
+    EXPECT_EQ(outsideTheTask(), before_);
+    EXPECT_EQ(readFile(home_ / "movies/mine.mkv"), "mine");
+    ASSERT_TRUE(manager()->db()->executeUpdate("DELETE FROM task_share_meta_tb"));  // the links are to stay
+  }
+}
+
+TEST_F(ZRShareTaskRunnerNamesTest, subtitleInTheVideosPlaceIsPassedOver) {
+  device_.serve("/s", "subtitle");
+  serveDetail("[" + subtitle("good", "/s") + "," + subtitle("movie", "/s") + "," + subtitle(".movie.resume", "/s") +
+              "]");
+  const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_EQ(readFile(file("movie")), bytes_);
+  EXPECT_EQ(readFile(file("good")), "subtitle");
+  EXPECT_EQ(requests(device_, "/s"), 1U);
+}
+
+TEST_F(ZRShareTaskRunnerNamesTest, idsThatNameAFileOfAnotherTaskTouchNothing) {
+  writeFile(file("movie"), bytes_);
+  const auto task = add(params({{"albumId", "a1/v1"}, {"vid", "movie"}}));
+  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+  EXPECT_EQ(task->err(), refusal_);
+  manager()->removeTask(task);
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  EXPECT_EQ(readFile(file("movie")), bytes_);
+}
+
+}  // namespace
