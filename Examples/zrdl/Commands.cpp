@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -26,10 +28,6 @@ std::unique_ptr<Reporter> makeReporter(const Options& options) {
     return std::make_unique<TerminalReporter>(std::cout, TerminalSize::ofStandardOutput);
   }
   return std::make_unique<LineReporter>(std::cout, std::cerr);
-}
-
-Mp4Metadata readMetadata(const Options& options) {
-  return options.mp4Info.empty() ? Mp4Metadata() : Mp4Metadata::fromFile(options.mp4Info);
 }
 
 ZRTaskList storedTasks(const ZRDownloadManager& manager) {
@@ -57,23 +55,36 @@ ZRTaskList tasksWithIds(const ZRDownloadManager& manager, const std::vector<std:
   return tasks;
 }
 
-int runMp4(const Options& options, Reporter& reporter) {
-  TaskRequest request{
-      "mp4", {{"vid", options.vid}, {"version", options.version}}, mp4Key(options.vid, options.version)};
-  if (options.cover) request.params.set("cover", *options.cover);
-  return runTasks(options, readMetadata(options), reporter, [&](Host&, Session& session) { session.add(request); });
+/// Without the service an HLS task would wait for nothing.
+void requireInfoBase(const Options& options, const std::vector<TaskRequest>& requests) {
+  const bool isNeeded = std::any_of(requests.begin(), requests.end(), [](const auto& r) { return r.kind == "hls"; });
+  if (isNeeded && options.infoBase.empty()) throw UsageError("an HLS video needs --info-base");
+}
+
+/// How a task that has no id is named to the user.
+std::string labelOf(const ZRDictionary& params) {
+  const std::optional<std::string> version = params["version"].textValue();
+  return params["vid"].textValue().value_or("") + (version ? "-" + *version : "");
+}
+
+int runAdd(const Options& options, Reporter& reporter) {
+  requireInfoBase(options, {options.task});
+  TaskRequest request = options.task;
+  request.label = labelOf(request.params);
+  return runTasks(options, SiteAnswers::of(options), reporter, [&](Host&, Session& session) { session.add(request); });
 }
 
 int runBatch(const Options& options, Reporter& reporter) {
   const std::vector<TaskRequest> requests = readBatchFile(options.batchFile);
-  return runTasks(options, readMetadata(options), reporter, [&](Host&, Session& session) {
+  requireInfoBase(options, requests);
+  return runTasks(options, SiteAnswers::of(options), reporter, [&](Host&, Session& session) {
     for (const TaskRequest& request : requests) session.add(request);
   });
 }
 
 int runResume(const Options& options, Reporter& reporter) {
   bool allKnown = true;
-  const int status = runTasks(options, readMetadata(options), reporter, [&](Host& host, Session& session) {
+  const int status = runTasks(options, SiteAnswers::of(options), reporter, [&](Host& host, Session& session) {
     if (options.taskIds.empty()) return session.start(host.manager().allUnFinishTaskArr());
     ZRTaskList tasks = tasksWithIds(host.manager(), options.taskIds, reporter, allKnown);
     std::erase_if(tasks, [&](const TaskPtr& task) {
@@ -122,10 +133,10 @@ int runPath(const Options& options, Reporter& reporter) {
 
 }  // namespace
 
-int runTasks(const Options& options, const Mp4Metadata& metadata, Reporter& reporter,
+int runTasks(const Options& options, SiteAnswers answers, Reporter& reporter,
              const std::function<void(Host&, Session&)>& begin) {
   SignalWatch::block();
-  Host host(options, metadata, reporter);
+  Host host(options, std::move(answers), reporter);
   Session session(host, reporter, options.giveUp);
   const SignalWatch signals([&session] { session.interrupt(); });
   begin(host, session);
@@ -135,8 +146,8 @@ int runTasks(const Options& options, const Mp4Metadata& metadata, Reporter& repo
 int runCommand(const Options& options) {
   const std::unique_ptr<Reporter> reporter = makeReporter(options);
   switch (options.command) {
-    case Command::Mp4:
-      return runMp4(options, *reporter);
+    case Command::Add:
+      return runAdd(options, *reporter);
     case Command::Batch:
       return runBatch(options, *reporter);
     case Command::Resume:

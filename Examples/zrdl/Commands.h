@@ -2,7 +2,6 @@
 
 #include <functional>
 
-#include "Mp4Metadata.h"
 #include "Options.h"
 #include "Reporter.h"
 #include "Session.h"
@@ -14,7 +13,7 @@ namespace zrdl {
 int runCommand(const Options& options);
 
 /// Sets the library up and runs the tasks that `begin` puts into the session.
-int runTasks(const Options& options, const Mp4Metadata& metadata, Reporter& reporter,
+int runTasks(const Options& options, SiteAnswers answers, Reporter& reporter,
              const std::function<void(Host&, Session&)>& begin);
 
 }  // namespace zrdl

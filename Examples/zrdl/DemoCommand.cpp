@@ -1,11 +1,14 @@
 #include "DemoCommand.h"
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "Commands.h"
+#include "DemoClip.h"
 #include "DemoContent.h"
+#include "DemoDecryptor.h"
 #include "DemoOrigin.h"
 #include "SignalWatch.h"
 
@@ -13,22 +16,48 @@ namespace zrdl {
 namespace {
 
 constexpr std::int64_t kVid = 1;
-constexpr std::int32_t kVersion = 1;
+constexpr std::int32_t kMp4Version = 1;
+constexpr std::int32_t kHlsVersion = 2;
 
-Options withDemoFolders(Options options) {
+/// A task of the demo, and whether what is at its path is what the origin sent.
+struct Part {
+  TaskRequest request;
+  std::function<bool(const std::string& path)> isWhole;
+};
+
+Options demoOptions(Options options, const DemoOrigin& origin) {
   options.support = options.demoFolder + "/support";
   options.movies = options.demoFolder + "/movies";
+  options.infoBase = origin.infoBase();
   return options;
 }
 
-Mp4Metadata metadataOf(const DemoOrigin& origin) {
-  Mp4Metadata metadata;
-  metadata.set(kVid, kVersion,
-               {{"title", "ZRDownloadKit demo 演示"},
-                {"url", origin.videoAddress()},
-                {"duration", 60},
-                {"fileSize", DemoContent::kSize}});
-  return metadata;
+SiteAnswers answersOf(const DemoOrigin& origin) {
+  SiteAnswers answers;
+  answers.playbackKey = {{"mkey", origin.mkey()}, {"cookie", origin.cookie()}};
+  answers.decryptor = std::make_unique<DemoDecryptor>(origin.mkey(), origin.segmentBase());
+  answers.mp4.set(
+      kVid, kMp4Version,
+      {{"title", "MP4 演示"}, {"url", origin.videoAddress()}, {"duration", 60}, {"fileSize", kDemoVideo.size()}});
+  return answers;
+}
+
+std::vector<Part> partsOf(const DemoOrigin& origin) {
+  const auto isVideo = [](const std::string& path) { return kDemoVideo.isIn(path); };
+  const auto isShare = [](const std::string& path) { return kDemoShare.isIn(path); };
+  return {
+      {{"hls", {{"vid", kVid}, {"site", 1}, {"version", kHlsVersion}}, "the demo's HLS video"}, DemoClip::isIn},
+      {{"mp4", {{"vid", kVid}, {"version", kMp4Version}}, "the demo's MP4"}, isVideo},
+      {{"share",
+        {{"vid", "demo"},
+         {"albumId", "zrdl"},
+         {"videoName", "LAN 演示.mp4"},
+         {"albumName", "ZRDownloadKit"},
+         {"deviceName", "zrdl"},
+         {"host", origin.deviceAddress()}},
+        "the demo's share"},
+       isShare},
+  };
 }
 
 void removeTasks(ZRDownloadManager& manager, const ZRTaskList& tasks, Reporter& reporter) {
@@ -44,18 +73,24 @@ void removeTasks(ZRDownloadManager& manager, const ZRTaskList& tasks, Reporter& 
 int runDemo(const Options& options, Reporter& reporter) {
   SignalWatch::block();  // for the origin's threads too
   const DemoOrigin origin;
-  std::optional<std::string> path;
-  const int status =
-      runTasks(withDemoFolders(options), metadataOf(origin), reporter, [&](Host& host, Session& session) {
-        removeTasks(host.manager(), host.manager().allFinishedTaskArr(), reporter);
-        removeTasks(host.manager(), host.manager().allUnFinishTaskArr(), reporter);
-        const std::shared_ptr<ZRDownloadTask> task =
-            session.add({"mp4", {{"vid", kVid}, {"version", kVersion}}, "the demo's video"});
-        if (task) path = task->localFullFilePath();
-      });
-  if (status != kExitAllFinished || (path && DemoContent::isIn(*path))) return status;
-  reporter.note("the file differs from what the origin sent");
-  return kExitSomeNot;
+  std::vector<std::function<bool()>> checks;
+  int status = runTasks(demoOptions(options, origin), answersOf(origin), reporter, [&](Host& host, Session& session) {
+    removeTasks(host.manager(), host.manager().allFinishedTaskArr(), reporter);
+    removeTasks(host.manager(), host.manager().allUnFinishTaskArr(), reporter);
+    for (const Part& part : partsOf(origin)) {
+      const std::shared_ptr<ZRDownloadTask> task = session.add(part.request);
+      if (!task) continue;
+      checks.emplace_back(
+          [isWhole = part.isWhole, path = task->localFullFilePath().value_or("")] { return isWhole(path); });
+    }
+  });
+  if (status != kExitAllFinished) return status;
+  for (const std::function<bool()>& isWhole : checks) {
+    if (isWhole()) continue;
+    reporter.note("a file differs from what the origin sent");
+    status = kExitSomeNot;
+  }
+  return status;
 }
 
 }  // namespace zrdl

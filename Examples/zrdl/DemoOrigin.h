@@ -5,8 +5,9 @@
 
 namespace zrdl {
 
-/// A web server on loopback that holds the demo's video, with ranges and a strong ETag, and sends it at the pace of a
-/// quick home connection.
+/// A web server on loopback that plays all the others of the demo: the video-information service with an HLS video,
+/// the second site with an MP4, a sharing device and the share service that knows it. It sends at the pace of a home
+/// connection.
 class DemoOrigin final {
  public:
   /// Throws `std::runtime_error` when no port can be had.
@@ -15,10 +16,23 @@ class DemoOrigin final {
   DemoOrigin(const DemoOrigin&) = delete;
   DemoOrigin& operator=(const DemoOrigin&) = delete;
 
-  std::string videoAddress() const;
+  /// The HLS video 1: what the key service says, without which the playlist is neither sent nor can be read.
+  std::string mkey() const;
+  std::string cookie() const;
+  std::string infoBase() const { return address("/v4/video/info"); }
+  std::string segmentBase() const { return address("/hls/"); }
+
+  /// The second site's MP4, with ranges and a strong ETag.
+  std::string videoAddress() const { return address("/video.mp4"); }
+
+  /// The sharing device.
+  std::string deviceAddress() const { return address("/device/"); }
 
  private:
   struct Server;
+
+  std::string address(const std::string& path) const;
+
   const std::unique_ptr<Server> server_;
 };
 

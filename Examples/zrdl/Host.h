@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
-#include "Mp4Metadata.h"
 #include "Options.h"
 #include "Reporter.h"
+#include "SiteAnswers.h"
 #include "ZRDownloadKit.h"
 
 namespace zrdl {
@@ -16,7 +16,7 @@ namespace zrdl {
 class Host final {
  public:
   /// `reporter` must outlive the host.
-  Host(const Options& options, Mp4Metadata metadata, Reporter& reporter);
+  Host(const Options& options, SiteAnswers answers, Reporter& reporter);
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -29,10 +29,12 @@ class Host final {
 
  private:
   ZRDictionary callbacks();
+  void answerPlaybackKey(ZRReplyCompletion completion);
+  void decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion completion);
   void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
   void takeLogRecord(const ZRDictionary& record);
 
-  const Mp4Metadata metadata_;
+  SiteAnswers answers_;
   Reporter& reporter_;
   const std::shared_ptr<ZRDefaultRunLoop> loop_;
   std::shared_ptr<ZRDownloadManager> manager_;

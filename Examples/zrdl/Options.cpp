@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "DisplayText.h"
+#include "UrlReference.h"
 #include "ZRDownloadKit.h"
 
 namespace zrdl {
@@ -16,6 +17,14 @@ constexpr int kLongestGiveUp = 1'000'000;
 std::string oneComponent(const std::string& text) {
   const bool usable = !text.empty() && text != "." && text != ".." && text.find('/') == std::string::npos;
   return usable ? "" : "\"" + text + "\" is not the name of one folder";
+}
+
+std::string webAddress(const std::string& text) {
+  return isWebAddress(text) ? "" : "\"" + text + "\" is not an http or https address";
+}
+
+std::string nameAndValue(const std::string& text) {
+  return text.find('=') != std::string::npos && text.front() != '=' ? "" : "\"" + text + "\" is not NAME=VALUE";
 }
 
 std::string absolutePath(const std::string& path) {
@@ -30,6 +39,33 @@ std::string oneLine(const CLI::App* app, const CLI::Error& error) {
   return "zrdl: " + printable(what) + " (" + name + " --help tells more)\n";
 }
 
+void addHlsOptions(CLI::App& app, Options& options) {
+  app.add_option("--info-base", options.infoBase, "Base address of the video-information service")
+      ->type_name("URL")
+      ->check(webAddress);
+  app.add_option("--mkey", options.mkey, "Playback key of HLS videos")->type_name("KEY");
+  app.add_option("--cookie", options.cookie, "Cookie that goes with the playback key")->type_name("TEXT");
+  app.add_option_function<std::vector<std::string>>(
+         "--cdn",
+         [&options](const std::vector<std::string>& parameters) {
+           for (const std::string& text : parameters) {
+             const std::size_t sign = text.find('=');
+             options.cdn.emplace_back(text.substr(0, sign), text.substr(sign + 1));
+           }
+         },
+         "Further query parameter of a playlist's request; may be repeated")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false)
+      ->check(nameAndValue);
+  app.add_option("--decrypt", options.decrypt,
+                 "Run as CMD CONTENT_PATH LOCAL_PATH for each playlist; prints the segment addresses, one a line. "
+                 "Without it a playlist that is not encrypted is made local")
+      ->type_name("CMD");
+  app.add_option("--segment-base", options.segmentBase, "Address that relative segment addresses belong to")
+      ->type_name("URL")
+      ->check(webAddress);
+}
+
 void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--support", options.support, "Folder of private files: database, HLS and MP4 downloads")
       ->type_name("DIR");
@@ -42,6 +78,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
       ->type_name("V")
       ->capture_default_str();
   app.add_option("--max", options.max, "Tasks that run at once")->type_name("N")->check(CLI::Range(0, 255));
+  addHlsOptions(app, options);
   app.add_option("--mp4-info", options.mp4Info,
                  "JSON file: \"VID-VERSION\" to {\"title\",\"url\",\"cover\",\"duration\",\"fileSize\"}")
       ->type_name("FILE");
@@ -60,12 +97,71 @@ CLI::App* addCommand(CLI::App& app, Options& options, Command command, const cha
   return sub;
 }
 
-void addCommands(CLI::App& app, Options& options) {
-  CLI::App* const mp4 = addCommand(app, options, Command::Mp4, "mp4", "Download one MP4 of the second site");
-  mp4->add_option("VID", options.vid, "Number of the video")->required();
-  mp4->add_option("--version", options.version, "Version code of the video")->type_name("N")->required();
-  mp4->add_option("--cover", options.cover, "Address of the cover picture")->type_name("URL");
+/// The command that adds one task of that kind.
+CLI::App* addKind(CLI::App& app, Options& options, const char* kind, const char* description) {
+  CLI::App* const sub = addCommand(app, options, Command::Add, kind, description);
+  sub->parse_complete_callback([&options, kind] { options.task.kind = kind; });
+  return sub;
+}
 
+/// An argument that becomes the task's parameter `key`.
+template <class T>
+CLI::Option* addParameter(CLI::App* sub, Options& options, const char* name, const char* key, const char* description) {
+  return sub->add_option_function<T>(
+      name, [&options, key](const T& value) { options.task.params.set(key, value); }, description);
+}
+
+void addHls(CLI::App& app, Options& options) {
+  CLI::App* const hls = addKind(app, options, "hls", "Download one HLS video of the main service");
+  addParameter<std::int64_t>(hls, options, "VID", "vid", "Number of the video")->required();
+  addParameter<std::int32_t>(hls, options, "--site", "site", "Site code of the video")->type_name("S")->required();
+  addParameter<std::int32_t>(hls, options, "--version", "version",
+                             "Version code of the video: 2 normal, 1 high, 21 super, 31 original and others")
+      ->type_name("N")
+      ->required();
+  addParameter<std::int64_t>(hls, options, "--aid", "aid", "Number of the album")->type_name("A");
+  addParameter<std::string>(hls, options, "--album-pic", "albumPic", "Address of the album's cover")->type_name("URL");
+}
+
+void addMp4(CLI::App& app, Options& options) {
+  CLI::App* const mp4 = addKind(app, options, "mp4", "Download one MP4 of the second site");
+  addParameter<std::int64_t>(mp4, options, "VID", "vid", "Number of the video")->required();
+  addParameter<std::int32_t>(mp4, options, "--version", "version", "Version code of the video")
+      ->type_name("N")
+      ->required();
+  addParameter<std::string>(mp4, options, "--cover", "cover", "Address of the cover picture")->type_name("URL");
+}
+
+void addShare(CLI::App& app, Options& options) {
+  CLI::App* const share = addKind(app, options, "share", "Download one video that a device nearby shares");
+  addParameter<std::string>(share, options, "VID", "vid", "Id of the video")->required();
+  addParameter<std::string>(share, options, "--album-id", "albumId", "Id of the album")->type_name("A")->required();
+  addParameter<std::string>(share, options, "--name", "videoName", "Name of the video's file")
+      ->type_name("NAME")
+      ->required();
+  addParameter<std::string>(share, options, "--host", "host", "Base address of the device")
+      ->type_name("URL")
+      ->check(webAddress)
+      ->required();
+  addParameter<std::string>(share, options, "--album-name", "albumName", "Name of the album")->type_name("T");
+  addParameter<std::string>(share, options, "--device-name", "deviceName", "Name of the device")->type_name("T");
+  addParameter<std::string>(share, options, "--share-url", "shareUrl", "Where the share service tells the device")
+      ->type_name("URL")
+      ->check(webAddress);
+  addParameter<std::int64_t>(share, options, "--size", "fileSize", "Size of the video")
+      ->type_name("BYTES")
+      ->check(CLI::NonNegativeNumber);
+  addParameter<std::int32_t>(share, options, "--duration", "duration", "Length of the video")
+      ->type_name("S")
+      ->check(CLI::NonNegativeNumber);
+  share->add_flag_callback(
+      "--lan-only", [&options] { options.task.params.set("lanOnly", true); }, "Look for the device at its host alone");
+}
+
+void addCommands(CLI::App& app, Options& options) {
+  addHls(app, options);
+  addMp4(app, options);
+  addShare(app, options);
   addCommand(app, options, Command::Batch, "batch", "Add many tasks, one JSON object a line, and run them")
       ->add_option("FILE", options.batchFile,
                    "The lines: {\"kind\":\"mp4\",\"vid\":1,\"version\":2}; - is standard input")

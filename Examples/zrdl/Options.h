@@ -4,14 +4,16 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 #include "ExitStatus.h"
+#include "TaskRequest.h"
 
 namespace zrdl {
 
-enum class Command { Mp4, Batch, Resume, List, Rm, Path, Demo };
+enum class Command { Add, Batch, Resume, List, Rm, Path, Demo };
 
 /// The command line as it was understood.
 struct Options {
@@ -20,14 +22,18 @@ struct Options {
   std::string bundleId;  ///< one path component
   std::string appVersion;
   std::optional<std::uint8_t> max;  ///< tasks that run at once; the library's own limit when absent
-  std::string mp4Info;              ///< file of metadata; empty when none was named
+  std::string infoBase;             ///< base of the video-information service; empty when none was named
+  std::string mkey;                 ///< playback key; empty when there is none
+  std::string cookie;               ///< sent with a playlist's request; empty when there is none
+  std::vector<std::pair<std::string, std::string>> cdn;  ///< further query parameters of a playlist's request
+  std::string decrypt;                                   ///< command that decrypts playlists; empty for plain ones
+  std::string segmentBase;  ///< absolute address that relative segment addresses belong to, or empty
+  std::string mp4Info;      ///< file of metadata; empty when none was named
   std::chrono::seconds giveUp{120};
   bool json = false;
 
   Command command = Command::List;
-  std::int64_t vid = 0;              ///< mp4
-  std::int32_t version = 0;          ///< mp4
-  std::optional<std::string> cover;  ///< mp4
+  TaskRequest task;                  ///< add
   std::string batchFile;             ///< batch; "-" is standard input
   std::vector<std::string> taskIds;  ///< resume, rm, path
   std::string demoFolder;            ///< demo; absolute

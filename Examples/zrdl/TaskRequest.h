@@ -9,7 +9,7 @@ namespace zrdl {
 
 /// A task that the user asked for.
 struct TaskRequest {
-  std::string kind;  ///< "mp4"; any other kind is refused
+  std::string kind;  ///< "hls", "mp4" or "share"; any other kind is refused
   ZRDictionary params;
   std::string label;  ///< how to name it to the user while it has no id
 

@@ -7,11 +7,28 @@
 namespace zrdl {
 namespace {
 
-/// Bytes of a finished task's file, which is the truth where the announced size is not; 0 when it cannot be read.
-std::uint64_t sizeOnDisk(const std::string& path) {
+namespace fs = std::filesystem;
+
+/// 0 when it cannot be read.
+std::uint64_t fileSize(const fs::path& file) {
   std::error_code unreadable;
-  const std::uintmax_t size = std::filesystem::file_size(path, unreadable);
+  const std::uintmax_t size = fs::file_size(file, unreadable);
   return unreadable ? 0 : size;
+}
+
+/// The segments beside a local playlist.
+std::uint64_t segmentsSize(const fs::path& folder) {
+  std::uint64_t size = 0;
+  std::error_code unreadable;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, unreadable)) {
+    if (entry.path().extension() == ".ts") size += fileSize(entry.path());
+  }
+  return size;
+}
+
+/// Bytes of a finished task's video, which are the truth where the announced size is not.
+std::uint64_t sizeOnDisk(const fs::path& path) {
+  return path.extension() == ".m3u8" ? segmentsSize(path.parent_path()) : fileSize(path);
 }
 
 }  // namespace

@@ -10,14 +10,14 @@ void ZrdlSite::know(int vid, std::size_t size, const std::string& url) {
 }
 
 std::vector<std::string> ZrdlSite::with(const std::vector<std::string>& arguments) const {
-  std::vector<std::string> all{"--json", "--support", home_ / "support", "--movies", home_ / "movies"};
+  std::vector<std::string> all{"--json", "--support", home_ / support_, "--movies", home_ / "movies"};
   if (!info_.empty()) all.insert(all.end(), {"--mp4-info", home_ / "info.json"});
   all.insert(all.end(), arguments.begin(), arguments.end());
   return all;
 }
 
 std::filesystem::path ZrdlSite::downloadFolder() const {
-  return home_.path() / "support" / "com.velmor.zrdl" / "download";
+  return home_.path() / support_ / "com.velmor.zrdl" / "download";
 }
 
 std::filesystem::path ZrdlSite::file(int vid) const {

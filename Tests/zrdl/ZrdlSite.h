@@ -34,6 +34,8 @@ class ZrdlSite : public testing::Test {
   std::string batchOf(const std::vector<int>& vids) const;
 
   TemporaryFolder home_;
+  std::string support_ = "support";  // name of the support folder
+  OriginGate gate_;
   LoopbackOrigin origin_;
   nlohmann::json info_ = nlohmann::json::object();
 };
