@@ -11,6 +11,9 @@ namespace {
 constexpr const char* kFileName = "zrdownloadkit.db";
 constexpr int kBusyTimeoutMilliseconds = 5000;
 
+/// The store lets one thread at a time through, so the connection needs no lock of its own.
+const int kOwnMutex = SQLite::OPEN_NOMUTEX;
+
 bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n;") == std::string_view::npos;
 }
@@ -78,7 +81,7 @@ class ResultSet final : public ZRResultSet {
 
 std::unique_ptr<SQLite::Database> open(const std::string& path) {
   try {
-    auto db = std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+    auto db = std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | kOwnMutex,
                                                  kBusyTimeoutMilliseconds);
     db->exec("PRAGMA trusted_schema=OFF");
     db->exec("PRAGMA journal_mode=WAL");  // reads the file's header, so it fails on what is no database

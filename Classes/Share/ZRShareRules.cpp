@@ -62,7 +62,8 @@ std::optional<std::string> ZRShareRules::pathInFolder(std::string_view folder, s
 std::optional<std::string> ZRShareRules::taskFolder(std::string_view aid, std::string_view vid) {
   const std::optional<std::string> album = pathInFolder("", aid);
   std::optional<std::string> folder = album ? pathInFolder(*album, vid) : std::nullopt;
-  if (folder && folder->find("/" + std::string(ZRRemovedFolders::kPrefix)) != std::string::npos) return std::nullopt;
+  if (folder && folder->find(std::string("/").append(ZRRemovedFolders::kPrefix)) != std::string::npos)
+    return std::nullopt;
   return folder;
 }
 

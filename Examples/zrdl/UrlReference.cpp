@@ -91,7 +91,7 @@ std::string withoutDotSegments(std::string_view in) {
 
 /// Section 5.2.3: the relative path beside the last segment of the base's.
 std::string merged(const Components& base, std::string_view path) {
-  if (base.authority && base.path.empty()) return "/" + std::string(path);
+  if (base.authority && base.path.empty()) return std::string("/").append(path);
   return std::string(base.path.substr(0, base.path.rfind('/') + 1)) + std::string(path);
 }
 
