@@ -11,9 +11,6 @@ namespace {
 constexpr const char* kFileName = "zrdownloadkit.db";
 constexpr int kBusyTimeoutMilliseconds = 5000;
 
-/// The store lets one thread at a time through, so the connection needs no lock of its own.
-const int kOwnMutex = SQLite::OPEN_NOMUTEX;
-
 bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n;") == std::string_view::npos;
 }
@@ -80,9 +77,10 @@ class ResultSet final : public ZRResultSet {
 };
 
 std::unique_ptr<SQLite::Database> open(const std::string& path) {
+  // The store lets one thread at a time through, so the connection needs no lock of its own.
+  const int flags = SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX;
   try {
-    auto db = std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | kOwnMutex,
-                                                 kBusyTimeoutMilliseconds);
+    auto db = std::make_unique<SQLite::Database>(path, flags, kBusyTimeoutMilliseconds);
     db->exec("PRAGMA trusted_schema=OFF");
     db->exec("PRAGMA journal_mode=WAL");  // reads the file's header, so it fails on what is no database
     db->exec("PRAGMA synchronous=NORMAL");

@@ -80,7 +80,7 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// Fetches metadata ahead of the download.
   virtual void preloadVideoInfoIfNeed();
 
-  /// A runner's own clean-up; calls `completion` when it is done. No runner needs one.
+  /// A runner's own clean-up, which ends with `completion`; no runner has one, and this does nothing.
   virtual void clean(const std::function<void()>& completion);
 
   /// Writes the task's row, when it has one.
