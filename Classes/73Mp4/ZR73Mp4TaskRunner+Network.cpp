@@ -53,19 +53,12 @@ void ZR73Mp4TaskRunner::downloadMp4() {
     handleCannotFindMP4URLErr();
     return;
   }
+  const auto request = _makeDownload(*url, videoSavePath());
+  request->setUseBreakpointContinuous(true);
+  request->setProgressHandler(_countInto(&ZR73Mp4TaskRunner::downloadedBytes_));
+  request->setResponseHandler(_whileExecuting(&ZR73Mp4TaskRunner::downloadEnded));
   _cancelCurrentReq();
-  _start(makeDownload(*url));
-}
-
-std::shared_ptr<SCNetworkDownloadApi> ZR73Mp4TaskRunner::makeDownload(const std::string& url) {
-  auto download = std::make_shared<SCNetworkDownloadApi>();
-  download->setUrlString(url);
-  download->setMethod(0);
-  download->setDownloadFilePath(videoSavePath());
-  download->setUseBreakpointContinuous(true);
-  download->setProgressHandler(_countInto(&ZR73Mp4TaskRunner::downloadedBytes_));
-  download->setResponseHandler(_whileExecuting(&ZR73Mp4TaskRunner::downloadEnded));
-  return download;
+  _start(request);
 }
 
 void ZR73Mp4TaskRunner::downloadEnded(const SCNetworkApiResponseProtocol& response) {

@@ -84,7 +84,6 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
   void preloadVideoInfoIfNeed(MetadataCompletion completion);
   void takeMetadata(const ZRDictionary& metadata);
   void downloadMp4();
-  std::shared_ptr<SCNetworkDownloadApi> makeDownload(const std::string& url);
   void downloadEnded(const SCNetworkApiResponseProtocol& response);
   void handleCannotFindMP4URLErr();
   void throwErr(const ZRError& error);

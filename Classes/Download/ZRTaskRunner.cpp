@@ -103,6 +103,14 @@ ZRError ZRTaskRunner::_diskFullError() {
   return {ZRErrorCode::DiskFull, "磁盘空间不足"};
 }
 
+std::shared_ptr<SCNetworkDownloadApi> ZRTaskRunner::_makeDownload(std::string url, std::string path) {
+  auto download = std::make_shared<SCNetworkDownloadApi>();
+  download->setUrlString(std::move(url));
+  download->setMethod(0);
+  download->setDownloadFilePath(std::move(path));
+  return download;
+}
+
 std::string ZRTaskRunner::_fixed(double number) {
   std::array<char, std::numeric_limits<double>::max_exponent10 + 10> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6).ptr;

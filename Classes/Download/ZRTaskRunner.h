@@ -103,6 +103,9 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// The error of a disk that is too full.
   static ZRError _diskFullError();
 
+  /// A download of `url` into the file at `path`, without handlers and without resume.
+  static std::shared_ptr<SCNetworkDownloadApi> _makeDownload(std::string url, std::string path);
+
   /// Executes a request as the current one.
   void _start(const std::shared_ptr<SCNetworkBaseApi>& request) { slot_.start(networkAgent(), request); }
   void _cancelCurrentReq() { slot_.cancelCurrent(); }

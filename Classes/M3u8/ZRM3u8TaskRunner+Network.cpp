@@ -33,14 +33,6 @@ std::vector<std::string> segmentUrls(const ZRDictionary& reply) {
   return urls;
 }
 
-std::shared_ptr<SCNetworkDownloadApi> makeDownload(const std::string& url, std::string path) {
-  auto download = std::make_shared<SCNetworkDownloadApi>();
-  download->setUrlString(url);
-  download->setMethod(0);
-  download->setDownloadFilePath(std::move(path));
-  return download;
-}
-
 }  // namespace
 
 void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
@@ -100,7 +92,7 @@ void ZRM3u8TaskRunner::downloadM3u8File() {
 void ZRM3u8TaskRunner::downloadM3u8FileWithMkey(const ZRDictionary& keyReply, const std::string& m3u8URL) {
   const std::string* const mkey = keyReply["mkey"].asText();
   const auto request =
-      makeDownload(mkey != nullptr ? ZRM3u8Rules::urlWithMkey(m3u8URL, *mkey) : m3u8URL, netM3U8FilePath());
+      _makeDownload(mkey != nullptr ? ZRM3u8Rules::urlWithMkey(m3u8URL, *mkey) : m3u8URL, netM3U8FilePath());
   request->setQueryParameters(cdnDefaultParams());
   if (const std::string* const cookie = keyReply["cookie"].asText()) request->setHeader({{"Cookie", *cookie}});
   request->setResponseHandler(_whileExecuting(&ZRM3u8TaskRunner::playlistEnded));
@@ -173,7 +165,7 @@ void ZRM3u8TaskRunner::downloadMp4() {
     handleCannotFindM3u8URLErr();
     return;
   }
-  const auto request = makeDownload(*url, mp4VideoSavePath());
+  const auto request = _makeDownload(*url, mp4VideoSavePath());
   request->setUseBreakpointContinuous(true);
   request->setProgressHandler(_countInto(&ZRM3u8TaskRunner::downloadedBytes_));
   request->setResponseHandler(_whileExecuting(&ZRM3u8TaskRunner::mp4Ended));
@@ -196,7 +188,7 @@ void ZRM3u8TaskRunner::downloadThumImgFile() {
   if (url == nullptr) return;
   const std::string path = thumbImgPath();
   if (ZRPath::exists(path)) return;
-  const auto request = makeDownload(*url, path);
+  const auto request = _makeDownload(*url, path);
   _log(1, "downloadThumImg:%@", request);
   _cancelCurrentReq();
   startM3u8Request(request);
@@ -238,7 +230,7 @@ std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
 }
 
 void ZRM3u8TaskRunner::requestSegment(const std::string& url) {
-  const auto request = makeDownload(url, currentDownloadSegmentPath());
+  const auto request = _makeDownload(url, currentDownloadSegmentPath());
   segmentStart_ = ZRClock::secondsSince1970();
   currentSegmentBytes_ = 0;
   request->setProgressHandler(_countInto(&ZRM3u8TaskRunner::currentSegmentBytes_));

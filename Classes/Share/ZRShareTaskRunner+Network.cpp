@@ -29,14 +29,6 @@ std::shared_ptr<SCNetworkBaseApi> makeRequest(std::string url, std::shared_ptr<c
   return request;
 }
 
-std::shared_ptr<SCNetworkDownloadApi> makeDownload(std::string url, std::string path) {
-  auto download = std::make_shared<SCNetworkDownloadApi>();
-  download->setUrlString(std::move(url));
-  download->setMethod(0);
-  download->setDownloadFilePath(std::move(path));
-  return download;
-}
-
 std::optional<std::string> textIn(const ZRValue& value) {
   return value.asText() != nullptr ? std::optional(*value.asText()) : std::nullopt;
 }
@@ -166,7 +158,7 @@ void ZRShareTaskRunner::downloadCoverImg() {
   const std::optional<std::string> path = coverFilePath();
   if (!path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
   const auto request =
-      makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
+      _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   _log(0, "shareDownloadCoverImg:%@", request);
   _startUnrecorded(request);
 }
@@ -214,7 +206,7 @@ std::int64_t ZRShareTaskRunner::_subtitleFrom(std::int64_t index) const {
 void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::string& path, std::int64_t index,
                                         SubtitlesCompletion completion) {
   _cancelCurrentReq();
-  const auto request = makeDownload(url, path);
+  const auto request = _makeDownload(url, path);
   request->setResponseHandler([weak = _weak<ZRShareTaskRunner>(), index, completion = std::move(completion)](
                                   const auto&, const auto& response) {
     const auto self = weak.lock();
@@ -245,7 +237,7 @@ void ZRShareTaskRunner::downloadShareVideo() {
 }
 
 void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& path) {
-  const auto request = makeDownload(url, path);
+  const auto request = _makeDownload(url, path);
   request->setUseBreakpointContinuous(true);
   request->setProgressHandler(
       [weak = _weak<ZRShareTaskRunner>(), count = _countInto(&ZRShareTaskRunner::downloadedBytes_)](
