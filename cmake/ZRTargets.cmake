@@ -27,14 +27,15 @@ function(zr_add_layer name)
     PRIVATE ZRBuildFlags ${layer_LINKS})
 endfunction()
 
-# zr_add_test(NAME SOURCES ... LAYERS ... [LINKS ...])
+# zr_add_test(NAME SOURCES ... [LAYERS ...] [LINKS ...] [SERIAL])
 #
 # A GoogleTest program over the objects of the named layers (hidden symbols included); every case becomes a ctest
-# test in a process of its own.
+# test in a process of its own. SERIAL is for cases in which a product time-out of a second must not run out: they get
+# the machine for themselves.
 function(zr_add_test name)
-  cmake_parse_arguments(test "" "" "SOURCES;LAYERS;LINKS" ${ARGN})
+  cmake_parse_arguments(test "SERIAL" "" "SOURCES;LAYERS;LINKS" ${ARGN})
   add_executable(${name} ${test_SOURCES})
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
   target_link_libraries(${name} PRIVATE ZRBuildFlags ${test_LAYERS} ${test_LINKS} GTest::gmock GTest::gtest_main)
-  gtest_discover_tests(${name} PROPERTIES TIMEOUT 300 DISCOVERY_TIMEOUT 60)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 RUN_SERIAL ${test_SERIAL})
 endfunction()
