@@ -38,6 +38,11 @@ class SCCommandQueue final {
     return std::exchange(commands_, {});
   }
 
+  bool isEmpty() const {
+    const std::lock_guard lock(mutex_);
+    return commands_.empty() && !closed_;
+  }
+
   bool isClosed() const {
     const std::lock_guard lock(mutex_);
     return closed_;

@@ -116,7 +116,12 @@ std::variant<SCAddress, SCURLErrorCode> SCAddress::parse(const std::string& text
   if (!scheme.empty() && scheme != "http" && scheme != "https") return Code::UnsupportedURL;
   const Address address = SCURL::isHttp(text) ? parsed(text) : nullptr;
   if (!address) return Code::BadURL;
-  return SCAddress{text, originOf(address.get())};
+  return SCAddress{text};
+}
+
+std::string SCAddress::origin() const {
+  const Address address = parsed(text);
+  return address ? originOf(address.get()) : std::string();
 }
 
 std::variant<SCAddress, SCURLErrorCode> SCAddress::resolve(std::string_view location) const {
@@ -138,7 +143,7 @@ class SCCurlLoop::Multi final {
   void start(std::unique_ptr<SCTransfer> transfer);
   void cancel(const SCTransferTicket& ticket);
   void abandonAll();
-  void run();
+  bool run();
   void wait();
   void wakeup() { curl_multi_wakeup(multi_); }
 
@@ -147,7 +152,6 @@ class SCCurlLoop::Multi final {
   struct Channel {
     Multi* multi;
     std::unique_ptr<SCTransfer> transfer;
-    Address address;
     List headers;
     Easy easy;  // goes before what it points to
   };
@@ -232,7 +236,6 @@ void SCCurlLoop::Multi::configure(Channel& channel) const {
 }
 
 bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& exchange) {
-  channel.address = parsed(exchange.address);
   channel.headers.reset();
   for (const std::string& line : exchange.headers) {
     const bool isEmpty = line.ends_with(": ");  // which libcurl writes with a semicolon
@@ -242,9 +245,9 @@ bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& excha
     (void)channel.headers.release();
     channel.headers.reset(longer);
   }
-  if (!channel.easy || !channel.address) return false;
+  if (!channel.easy) return false;
   CURL* const easy = channel.easy.get();
-  curl_easy_setopt(easy, CURLOPT_CURLU, channel.address.get());
+  curl_easy_setopt(easy, CURLOPT_URL, exchange.address.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, channel.headers.get());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, exchange.allowsCompression ? "" : nullptr);
   return curl_multi_add_handle(multi_, easy) == CURLM_OK;
@@ -263,12 +266,14 @@ void SCCurlLoop::Multi::abandonAll() {
   for (const auto& channel : active_) channel->transfer->abandon();
 }
 
-void SCCurlLoop::Multi::run() {
+bool SCCurlLoop::Multi::run() {
+  if (active_.empty()) return false;
   now_ = Clock::now();
   int running = 0;
   curl_multi_perform(multi_, &running);
   finishDone();
   finishLate();
+  return active_.empty();
 }
 
 void SCCurlLoop::Multi::finishDone() {
@@ -359,8 +364,8 @@ void SCCurlLoop::abandonAll() {
   multi_->abandonAll();
 }
 
-void SCCurlLoop::run() {
-  multi_->run();
+bool SCCurlLoop::run() {
+  return multi_->run();
 }
 
 void SCCurlLoop::wait() {

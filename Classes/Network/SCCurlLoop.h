@@ -25,8 +25,8 @@ class SCCurlLoop final {
   /// Ends every transfer as a cancellation does. Their memory goes with the loop.
   void abandonAll();
 
-  /// Does what can be done without waiting.
-  void run();
+  /// Does what can be done without waiting. True when the last transfer there was has ended.
+  bool run();
 
   /// Waits until `run` has something to do, or `wakeup` is called.
   void wait();

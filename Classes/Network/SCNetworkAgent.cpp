@@ -13,6 +13,11 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+/// So long the thread stays awake after the end of the last request.
+constexpr std::chrono::microseconds kNextRequest{200};
+
 /// Keeps every signal away from threads that are made in its scope: they are the host's business.
 class SignalsBlocked final {
  public:
@@ -78,10 +83,16 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
     nameThread();
     while (!commands_.isClosed()) {
       for (SCCommand& command : commands_.takeAll()) obey(std::move(command));
-      curl_.run();
+      if (curl_.run()) awaitNext();
       if (commands_.fallAsleep()) curl_.wait();
     }
     curl_.abandonAll();
+  }
+
+  /// A task answers the end of a request with its next one, soon: that one need not wait until the thread is awake.
+  void awaitNext() const {
+    const auto deadline = Clock::now() + kNextRequest;
+    while (commands_.isEmpty() && Clock::now() < deadline) std::this_thread::yield();
   }
 
   void obey(SCCommand command) {
