@@ -1,15 +1,22 @@
 #include "ZRDownloadDataBase.h"
 
+#include <algorithm>
+#include <vector>
+
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
 #include "ZRDownloadManager.h"
 #include "ZRPath.h"
+#include "ZRStatementShape.h"
 
 namespace {
 
 constexpr const char* kFileName = "zrdownloadkit.db";
 constexpr int kBusyTimeoutMilliseconds = 5000;
+
+/// As many as the statements that the runners repeat, with room for a second task's.
+constexpr std::size_t kKeptStatements = 16;
 
 bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n;") == std::string_view::npos;
@@ -76,26 +83,114 @@ class ResultSet final : public ZRResultSet {
   SQLite::Statement& statement_;
 };
 
-std::unique_ptr<SQLite::Database> open(const std::string& path) {
-  // The store lets one thread at a time through, so the connection needs no lock of its own.
-  const int flags = SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX;
-  try {
-    auto db = std::make_unique<SQLite::Database>(path, flags, kBusyTimeoutMilliseconds);
-    db->exec("PRAGMA trusted_schema=OFF");
-    db->exec("PRAGMA journal_mode=WAL");  // reads the file's header, so it fails on what is no database
-    db->exec("PRAGMA synchronous=NORMAL");
-    return db;
-  } catch (const SQLite::Exception&) {
-    return nullptr;
+/// Statements that were parsed once and run again with other values. The one used last comes first.
+class KeptStatements final {
+ public:
+  explicit KeptStatements(SQLite::Database& db) : db_(db) {}
+
+  /// A statement for as long as it is used. Afterwards it holds no lock on the file and no values.
+  struct Use {
+    SQLite::Statement& statement;
+    ~Use() {
+      (void)statement.tryReset();  // repeats the error of the last step
+      statement.clearBindings();
+    }
+  };
+
+  /// The statement of that shape with the values of `shape`, which outlives the use.
+  Use take(const ZRStatementShape& shape) {
+    auto found = std::ranges::find(kept_, shape.text, &Kept::text);
+    if (found == kept_.end()) {
+      if (kept_.size() == kKeptStatements) kept_.pop_back();
+      found = kept_.insert(kept_.end(), Kept{shape.text, SQLite::Statement(db_, shape.text)});
+    }
+    std::rotate(kept_.begin(), found, found + 1);
+    bind(kept_.front().statement, shape.literals);
+    return {kept_.front().statement};
   }
-}
+
+  void clear() { kept_.clear(); }
+
+ private:
+  struct Kept {
+    std::string text;
+    SQLite::Statement statement;
+  };
+
+  static void bind(SQLite::Statement& statement, const std::vector<ZRStatementShape::Literal>& literals) {
+    int index = 0;
+    for (const ZRStatementShape::Literal& literal : literals) {
+      ++index;
+      std::visit([&](const auto& value) { bindOne(statement, index, value); }, literal);
+    }
+  }
+  static void bindOne(SQLite::Statement& statement, int index, std::int64_t value) { statement.bind(index, value); }
+  static void bindOne(SQLite::Statement& statement, int index, const std::string& value) {
+    statement.bindNoCopy(index, value);
+  }
+
+  SQLite::Database& db_;
+  std::vector<Kept> kept_;
+};
 
 }  // namespace
+
+/// The open file. One thread at a time.
+class ZRDownloadDataBase::Connection final {
+ public:
+  static std::unique_ptr<Connection> open(const std::string& path) {
+    try {
+      return std::make_unique<Connection>(path);
+    } catch (const SQLite::Exception&) {
+      return nullptr;
+    }
+  }
+
+  // The store lets one thread at a time through, so the connection needs no lock of its own.
+  explicit Connection(const std::string& path)
+      : db_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, kBusyTimeoutMilliseconds) {
+    db_.exec("PRAGMA trusted_schema=OFF");
+    db_.exec("PRAGMA journal_mode=WAL");  // reads the file's header, so it fails on what is no database
+    db_.exec("PRAGMA synchronous=NORMAL");
+  }
+
+  bool tableExists(const std::string& name) const { return db_.tableExists(name); }
+
+  /// Runs the statement to its end; false when it fails.
+  bool run(std::string_view sql) {
+    try {
+      use(sql, [](SQLite::Statement& statement) {
+        while (statement.executeStep()) {
+        }
+      });
+      return true;
+    } catch (const SQLite::Exception&) {
+      return false;
+    }
+  }
+
+  /// Calls `action` with the statement, ready to be stepped through. Throws when the text is no statement.
+  template <class Action>
+  void use(std::string_view sql, const Action& action) {
+    if (const auto shape = ZRStatementShape::of(sql)) {
+      const KeptStatements::Use kept = kept_.take(*shape);
+      action(kept.statement);
+    } else {
+      kept_.clear();  // it may change a table, and a kept statement remembers the columns
+      SQLite::Statement statement = prepare(db_, sql);
+      action(statement);
+    }
+  }
+
+ private:
+  SQLite::Database db_;
+  KeptStatements kept_{db_};  // goes before its file
+};
 
 class ZRDownloadDataBase::Turn final {
  public:
   explicit Turn(ZRDownloadDataBase& store) : store_(store) {
-    if (store.db_ == nullptr || store.holder_ == std::this_thread::get_id()) return;
+    if (!store.isOpen() || store.holder_ == std::this_thread::get_id()) return;
     lock_ = std::unique_lock(store.mutex_);
     store.holder_ = std::this_thread::get_id();
   }
@@ -114,9 +209,9 @@ class ZRDownloadDataBase::Turn final {
 
 ZRDownloadDataBase::ZRDownloadDataBase() {
   const std::string path = ZRPath::append(ZRDownloadManager::downloadBasePath(), kFileName);
-  db_ = open(path);
+  connection_ = Connection::open(path);
   const auto manager = ZRDownloadManager::sharedManager();
-  if (db_) {
+  if (isOpen()) {
     manager->log(0, nullptr, "成功打开数据库:%@", path);
   } else {
     manager->log(2, nullptr, "can't open db:%@", path);
@@ -128,7 +223,7 @@ ZRDownloadDataBase::~ZRDownloadDataBase() = default;
 bool ZRDownloadDataBase::tableExists(std::string_view name) {
   const Turn turn(*this);
   try {
-    return turn && db_->tableExists(std::string(name));
+    return turn && connection_->tableExists(std::string(name));
   } catch (const SQLite::Exception&) {
     return false;
   }
@@ -136,14 +231,14 @@ bool ZRDownloadDataBase::tableExists(std::string_view name) {
 
 bool ZRDownloadDataBase::executeUpdate(std::string_view sql) {
   const Turn turn(*this);
-  return turn && runStatement(sql);
+  return turn && connection_->run(sql);
 }
 
 bool ZRDownloadDataBase::executeBatchUpdate(const std::vector<std::string>& statements) {
   const Turn turn(*this);
   bool succeeded = false;
   if (turn) {
-    for (const std::string& sql : statements) succeeded = runStatement(sql);
+    for (const std::string& sql : statements) succeeded = connection_->run(sql);
   }
   return succeeded;
 }
@@ -152,21 +247,11 @@ void ZRDownloadDataBase::executeQuery(std::string_view sql, const QueryCompletio
   const Turn turn(*this);
   if (!turn) return;
   try {
-    SQLite::Statement statement = prepare(*db_, sql);
-    ResultSet rows(statement);
-    if (completion) completion(&rows);
+    connection_->use(sql, [&completion](SQLite::Statement& statement) {
+      ResultSet rows(statement);
+      if (completion) completion(&rows);
+    });
   } catch (const SQLite::Exception&) {
     if (completion) completion(nullptr);
-  }
-}
-
-bool ZRDownloadDataBase::runStatement(std::string_view sql) {
-  try {
-    SQLite::Statement statement = prepare(*db_, sql);
-    while (statement.executeStep()) {
-    }
-    return true;
-  } catch (const SQLite::Exception&) {
-    return false;
   }
 }

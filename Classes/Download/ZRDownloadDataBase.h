@@ -8,10 +8,6 @@
 
 #include "ZRDownloadDataBaseProtocol.h"
 
-namespace SQLite {
-class Database;
-}
-
 /// The library's one SQLite file, "zrdownloadkit.db" in the download folder. Made and owned by the manager, shared with
 /// every task. Any thread.
 ///
@@ -24,7 +20,7 @@ class ZR_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
   ZRDownloadDataBase();
   ~ZRDownloadDataBase() override;
 
-  bool isOpen() const noexcept { return db_ != nullptr; }
+  bool isOpen() const noexcept { return connection_ != nullptr; }
 
   bool tableExists(std::string_view name) override;
   bool executeUpdate(std::string_view sql) override;
@@ -32,13 +28,13 @@ class ZR_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
   void executeQuery(std::string_view sql, const QueryCompletion& completion) override;
 
  private:
+  class Connection;
+
   // Takes the connection for one unit of work; no lock when there is none to take, or when this thread already has it
   // (a completion that calls the store).
   class Turn;
 
-  bool runStatement(std::string_view sql);
-
-  std::unique_ptr<SQLite::Database> db_;  // set once
+  std::unique_ptr<Connection> connection_;  // set once
   std::mutex mutex_;
   std::atomic<std::thread::id> holder_{};
 };

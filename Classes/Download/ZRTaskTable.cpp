@@ -20,7 +20,7 @@ std::string_view typeWord(ZRColumnType type) {
   return "";
 }
 
-std::string nullMarkerText(ZRColumnType type) {
+std::string_view nullMarkerText(ZRColumnType type) {
   switch (type) {
     case ZRColumnType::None:
       break;
@@ -34,10 +34,40 @@ std::string nullMarkerText(ZRColumnType type) {
   return "(null)";
 }
 
-std::string decimal(double number) {
-  std::array<char, 32> text;  // the shortest form that reads back as the same number
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-  return {text.data(), end};
+template <class Number>
+std::string_view decimal(Number number, std::array<char, 32>& text) {  // the shortest form that reads back the same
+  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
+}
+
+/// Appends what stands for the value in a statement. Rows are written once a segment, so no text is made on the way.
+void appendValue(std::string& sql, const ZRValue& value, ZRColumnType type) {
+  std::array<char, 32> digits;
+  switch (value.kind()) {
+    case ZRValue::Kind::Text:
+      sql.append(1, '\'').append(*value.asText()).append(1, '\'');
+      break;
+    case ZRValue::Kind::Null:
+      sql += nullMarkerText(type);
+      break;
+    case ZRValue::Kind::Double:
+      sql += decimal(*value.asDouble(), digits);
+      break;
+    case ZRValue::Kind::Boolean:
+    case ZRValue::Kind::Signed:
+      sql += decimal(value.int64Value(), digits);
+      break;
+    case ZRValue::Kind::Unsigned:
+      sql += decimal(*value.asUnsigned(), digits);
+      break;
+    case ZRValue::Kind::Absent:
+    case ZRValue::Kind::Bytes:
+    case ZRValue::Kind::List:
+    case ZRValue::Kind::Dictionary:
+    case ZRValue::Kind::RequestHandler:
+    case ZRValue::Kind::RecordHandler:
+      sql += "(null)";
+      break;
+  }
 }
 
 void append(std::string& list, std::string_view item) {
@@ -92,43 +122,28 @@ std::optional<std::string> ZRTaskTable::insertSQL(const ValueForKey& valueForKey
     const ZRValue value = valueForKey(column.name);
     if (value.asText() != nullptr && !isQuotable(*value.asText())) return std::nullopt;
     append(names, column.name);
-    append(values, sqlValue(value, column.type));
+    append(values, {});
+    appendValue(values, value, column.type);
   }
   return text({"INSERT INTO ", name_, " (", names, ") VALUES (", values, ")"});
 }
 
 std::optional<std::string> ZRTaskTable::updateSQL(const ValueForKey& valueForKey, std::int64_t pkid) const {
-  std::string assignments;
+  std::string sql = text({"UPDATE ", name_, " SET"});
+  char separator = ' ';
   for (const ZRColumn& column : columns_) {
     const ZRValue value = valueForKey(column.name);
     if (value.asText() != nullptr && !isQuotable(*value.asText())) return std::nullopt;
-    append(assignments, text({column.name, " = ", sqlValue(value, column.type)}));
+    sql.append(1, std::exchange(separator, ',')).append(column.name).append(" = ");
+    appendValue(sql, value, column.type);
   }
-  return text({"UPDATE ", name_, " SET ", assignments, " WHERE pkid = ", std::to_string(pkid)});
+  return sql.append(" WHERE pkid = ").append(std::to_string(pkid));
 }
 
 std::string ZRTaskTable::sqlValue(const ZRValue& value, ZRColumnType type) {
-  switch (value.kind()) {
-    case ZRValue::Kind::Text:
-      return text({"'", *value.asText(), "'"});
-    case ZRValue::Kind::Null:
-      return nullMarkerText(type);
-    case ZRValue::Kind::Double:
-      return decimal(*value.asDouble());
-    case ZRValue::Kind::Boolean:
-    case ZRValue::Kind::Signed:
-      return std::to_string(value.int64Value());
-    case ZRValue::Kind::Unsigned:
-      return std::to_string(*value.asUnsigned());
-    case ZRValue::Kind::Absent:
-    case ZRValue::Kind::Bytes:
-    case ZRValue::Kind::List:
-    case ZRValue::Kind::Dictionary:
-    case ZRValue::Kind::RequestHandler:
-    case ZRValue::Kind::RecordHandler:
-      break;
-  }
-  return "(null)";
+  std::string sql;
+  appendValue(sql, value, type);
+  return sql;
 }
 
 bool ZRTaskTable::isQuotable(std::string_view text) {

@@ -71,6 +71,56 @@ TEST_F(ZRDownloadDataBaseTest, oneCallRunsOneStatement) {
   EXPECT_EQ(count(), 1);
 }
 
+TEST_F(ZRDownloadDataBaseTest, repeatedStatementsTakeTheirOwnValuesEachTime) {
+  const auto insert = [this](const std::string& values) {
+    return store_.executeUpdate("INSERT INTO t (a,b,c) VALUES (" + values + ")");
+  };
+  const auto textOf = [this](std::int64_t a) {
+    std::string text = "none";
+    store_.executeQuery("SELECT b from t WHERE a = " + std::to_string(a), [&text](ZRResultSet* rows) {
+      if (rows != nullptr && rows->next()) text = rows->textForColumnIndex(0).value_or("null");
+    });
+    return text;
+  };
+  ASSERT_TRUE(store_.executeUpdate("CREATE UNIQUE INDEX one ON t (a)"));
+  EXPECT_TRUE(insert("1,'文?',2"));
+  EXPECT_FALSE(insert("1,'again',2"));  // and the next one of its shape runs all the same
+  EXPECT_TRUE(insert("-9223372036854775808,'least',2"));
+  EXPECT_TRUE(insert("9223372036854775807,'most',2"));
+  EXPECT_TRUE(insert("3,(null),2"));
+  EXPECT_EQ(textOf(1), "文?");
+  EXPECT_EQ(textOf(2), "none");
+  EXPECT_EQ(textOf(INT64_MIN), "least");
+  EXPECT_EQ(textOf(INT64_MAX), "most");
+  EXPECT_EQ(textOf(3), "null");
+}
+
+TEST_F(ZRDownloadDataBaseTest, repeatedStatementsFollowAChangedTable) {
+  const auto first = [this] {
+    std::optional<std::string> text;
+    store_.executeQuery("SELECT * from t WHERE a = 1", [&text](ZRResultSet* rows) {
+      if (rows != nullptr && rows->next()) text = rows->objectForColumn("b").textValue();
+    });
+    return text;
+  };
+  ASSERT_TRUE(store_.executeUpdate("INSERT INTO t (a,b) VALUES (1,'before')"));
+  EXPECT_EQ(first(), "before");
+  ASSERT_TRUE(store_.executeUpdate("DROP TABLE t"));  // which a statement that still holds the table would refuse
+  EXPECT_EQ(first(), std::nullopt);
+  ASSERT_TRUE(store_.executeUpdate("CREATE TABLE t (b TEXT,x INTEGER,a INTEGER)"));
+  ASSERT_TRUE(store_.executeUpdate("INSERT INTO t (a,b) VALUES (1,'after')"));
+  EXPECT_EQ(first(), "after");
+}
+
+TEST_F(ZRDownloadDataBaseTest, moreStatementsThanAreKeptStillRun) {
+  std::string condition = "a = 1";
+  for (int round = 0; round < 2; ++round, condition = "a = 1") {
+    for (int i = 0; i < 40; ++i, condition += " and a = 1") {
+      EXPECT_TRUE(store_.executeUpdate("DELETE from t WHERE " + condition)) << i;
+    }
+  }
+}
+
 TEST_F(ZRDownloadDataBaseTest, batchGoesOnAfterAFailureAndReportsTheLast) {
   EXPECT_FALSE(store_.executeBatchUpdate({}));
   EXPECT_TRUE(store_.executeBatchUpdate({"broken", "INSERT INTO t (a) VALUES (1)"}));
