@@ -1,0 +1,7 @@
+#include <cstdio>
+
+#include "ZRDownloadKit.h"
+
+int main() {
+  std::puts(ZRDownloadKitVersionString);
+}
