@@ -37,6 +37,7 @@ class ZR_EXPORT ZRDownloadDataBaseProtocol {
 
   virtual ~ZRDownloadDataBaseProtocol();
 
+  /// Whether the file has a table of that name; false also when it cannot be read.
   virtual bool tableExists(std::string_view name) = 0;
 
   /// Runs one statement; false when it failed or when more text follows it.

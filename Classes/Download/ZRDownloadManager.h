@@ -41,7 +41,8 @@ enum class ZRAddTaskResult : unsigned {
 ///
 ///     auto manager = ZRDownloadManager::sharedManager();
 ///     manager->setup({{"fetch_73Info_Handler", ZRFetch73InfoHandler(askMySite)}, {"max_concurrent_count", 2}});
-///     if (auto task = ZRDownloadTask::taskWith73Params({{"vid", 123}, {"version", 2}})) manager->addTask(task);
+///     const auto task = ZRDownloadTask::taskWith73Params({{"vid", 123}, {"version", 2}});
+///     const bool isNew = manager->addTask(task) == ZRAddTaskResult::Added;
 ///
 /// Main loop's thread only, but for `sharedManager`, `log` and the path operations. Callbacks of the host run inside
 /// these operations.
@@ -83,8 +84,10 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   void setup(const ZRDictionary& options);
 
   /// Copies of the lists, in the order of loading and then of events.
+  ///@{
   ZRTaskList allFinishedTaskArr() const { return finishedTaskArr_; }
   ZRTaskList allUnFinishTaskArr() const { return unFinishedTaskArr_; }
+  ///@}
 
   /// Stores the task, sets it Waiting and fills free slots; a task that does not start at once fetches its metadata.
   [[nodiscard]] ZRAddTaskResult addTask(const std::shared_ptr<ZRDownloadTask>& task);
@@ -94,9 +97,14 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
 
   /// How many tasks may run at once. Raising it starts waiting tasks; lowering it sends the newest running ones back to
   /// waiting.
+  ///@{
   void setMaxConcurrentOperationCount(std::uint8_t count);
   std::uint8_t maxConcurrentOperationCount() const noexcept { return maxConcurrentOperationCount_; }
+  ///@}
 
+  /// The options of the last `setup`, what was made of them, and the store, which is null before. A setter replaces a
+  /// callback until the next `setup`.
+  ///@{
   bool ignoreH265() const noexcept { return ignoreH265_; }
   const std::shared_ptr<ZRDownloadDataBase>& db() const noexcept { return db_; }
   const ZRDictionary& opts() const noexcept { return opts_; }
@@ -108,6 +116,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   void setLoggerHandler(ZRLoggerHandler handler) { loggerHandler_ = std::move(handler); }
   const ZRFetch73InfoHandler& fetch73InfoHandler() const noexcept { return fetch73InfoHandler_; }
   void setFetch73InfoHandler(ZRFetch73InfoHandler handler) { fetch73InfoHandler_ = std::move(handler); }
+  ///@}
 
   /// The HTTP agent that all tasks share, made by the first call.
   const std::shared_ptr<SCNetworkAgent>& networkAgent();
@@ -132,7 +141,10 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// (Movies folder), with `sub` appended when given.
   static std::string offlineShareDataPath(const std::optional<std::string>& sub);
 
+  /// The folder of HLS and MP4 downloads and of the database.
   static std::string downloadBasePath();
+
+  /// The folder of shared videos.
   static std::string downloadShareBasePath();
 
   /// `relative` below the download base folder; without it the application's own folder.
@@ -142,8 +154,10 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   static std::string pathByRelativeShareBasePath(const std::optional<std::string>& relative);
 
   /// The playable file of the finished task with that id; nothing when there is none. Main loop's thread.
+  ///@{
   std::optional<std::string> relativeMoviePathWithTaskId(const std::string& taskId) const;
   std::optional<std::string> fullMoviePathWithTaskId(const std::string& taskId) const;
+  ///@}
 
   // ZRDownloadManager+Logger.cpp
 

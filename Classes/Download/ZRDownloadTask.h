@@ -103,6 +103,8 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
 
   /// Goes to Executing and starts or continues. Hosts call the manager's `resumeTask` or `switchState`.
   virtual void resume();
+
+  /// Goes to Finished. The manager calls it.
   virtual void switch2Finish();
 
   /// Stops what is in flight and goes to Waiting.
@@ -122,6 +124,8 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
 
   // ZRDownloadTask+State.cpp
 
+  /// The state, whole or asked one by one.
+  ///@{
   ZRTaskState taskState() const noexcept { return taskState_; }
   ZRTaskState currentDownloadState() const noexcept { return taskState_; }
   bool isPaused() const noexcept { return taskState_ == ZRTaskState::Paused; }
@@ -129,6 +133,7 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   bool isExecuting() const noexcept { return taskState_ == ZRTaskState::Executing; }
   bool isErrored() const noexcept { return taskState_ == ZRTaskState::Errored; }
   bool isFinished() const noexcept { return taskState_ == ZRTaskState::Finished; }
+  ///@}
 
   /// The user's toggle: pauses an executing task, resumes any other unfinished one, through the manager.
   void switchState();
@@ -162,33 +167,48 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   // Fields.
 
   /// Primary key of the task's row; 0 while it was never stored.
+  ///@{
   std::int64_t pkid() const noexcept { return pkid_; }
   void setPkid(std::int64_t pkid) noexcept { pkid_ = pkid; }
+  ///@}
 
   /// The last error that put the task into Errored.
+  ///@{
   const std::optional<ZRError>& err() const noexcept { return err_; }
   void setErr(std::optional<ZRError> err) { err_ = std::move(err); }
+  ///@}
 
   /// Orders the lists shown to the user, in seconds since 2001; the tasks of an album share the first one's.
+  ///@{
   double timestamp() const noexcept { return timestamp_; }
   void setTimestamp(double timestamp) noexcept { timestamp_ = timestamp; }
+  ///@}
 
   /// When the task last began to wait or execute, in seconds since 2001; 0 when paused. Orders the waiting tasks.
+  ///@{
   double activeTimestamp() const noexcept { return activeTimestamp_; }
   void setActiveTimestamp(double activeTimestamp) noexcept { activeTimestamp_ = activeTimestamp; }
+  ///@}
 
   /// The store that the task writes itself into; null for a task that was not added.
+  ///@{
   const std::shared_ptr<ZRDownloadDataBaseProtocol>& db() const noexcept { return db_; }
   void setDb(std::shared_ptr<ZRDownloadDataBaseProtocol> db) { db_ = std::move(db); }
+  ///@}
 
+  /// The HTTP client; null for a task that was not added.
+  ///@{
   const std::shared_ptr<SCNetworkAgent>& networkAgent() const noexcept { return networkAgent_; }
   void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
+  ///@}
 
   /// Bytes received since the last speed sample. Any thread.
+  ///@{
   std::int64_t transferedPerSecond() const noexcept { return transferedPerSecond_.load(std::memory_order_relaxed); }
   void setTransferedPerSecond(std::int64_t bytes) noexcept {
     transferedPerSecond_.store(bytes, std::memory_order_relaxed);
   }
+  ///@}
 
   std::string description() const override;
 
@@ -215,9 +235,11 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// Takes one sample.
   void calculateSpeed();
 
-  // By-name access for the table: `timestamp_` and `activeTimestamp_` are columns of every runner.
+  /// By-name access for the table: both are columns of every runner.
+  ///@{
   double timestamp_ = 0;
   double activeTimestamp_ = 0;
+  ///@}
 
  private:
   std::int64_t pkid_ = 0;

@@ -16,11 +16,14 @@ class ZR_EXPORT ZRLogArgument {
   /// What the text renderer sees.
   using Value = std::variant<std::int64_t, std::uint64_t, double, std::string>;
 
+  /// A number or a text; a null C string reads "(null)".
+  ///@{
   ZRLogArgument(std::signed_integral auto value) : number_(static_cast<std::int64_t>(value)), isNumber_(true) {}
   ZRLogArgument(std::unsigned_integral auto value) : number_(static_cast<std::uint64_t>(value)), isNumber_(true) {}
   ZRLogArgument(double value) : number_(value), isNumber_(true) {}
   ZRLogArgument(const char* text) : object_(text), describe_(&describeCString) {}
   ZRLogArgument(const std::string& text) : object_(&text), describe_(&describeString) {}
+  ///@}
 
   /// An object that describes itself.
   template <class T>
@@ -39,6 +42,7 @@ class ZR_EXPORT ZRLogArgument {
   template <class T>
   ZRLogArgument(const std::optional<T>& object) : ZRLogArgument(ofPointer(object ? &*object : nullptr)) {}
 
+  /// The argument as it goes into the text.
   Value value() const;
 
  private:

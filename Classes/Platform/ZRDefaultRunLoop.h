@@ -28,7 +28,7 @@
 /// The loop's thread is the one that made it, until another one runs or drains it.
 class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
  public:
-  using Clock = std::chrono::steady_clock;
+  using Clock = std::chrono::steady_clock;  ///< of deadlines
 
   ZRDefaultRunLoop();
   ~ZRDefaultRunLoop() override;

@@ -26,12 +26,16 @@ enum class ZRErrorCode : std::int64_t {
 /// Why something failed: a domain, a code of that domain, and a text for the user. A value type.
 class ZR_EXPORT ZRError {
  public:
+  /// An error of any domain.
   ZRError(std::string domain, std::int64_t code, std::string localizedDescription, ZRDictionary userInfo = {});
 
   /// An error of the domain `kZRErrorDomain`.
   ZRError(ZRErrorCode code, std::string localizedDescription);
 
+  /// Who counts the codes.
   const std::string& domain() const noexcept { return domain_; }
+
+  /// What failed, in the numbers of `domain()`.
   std::int64_t code() const noexcept { return code_; }
 
   /// The text for the user; Chinese in the errors of `kZRErrorDomain`.

@@ -26,14 +26,19 @@ struct ZR_EXPORT ZRHostInfo {
 /// The host application as the library knows it. Main loop's thread only.
 class ZR_EXPORT ZRHost {
  public:
+  /// What `setCurrent` was told; before, `ZRHostInfo::defaults()`.
   static const ZRHostInfo& current();
+
+  /// Says who the host is; to be called before `ZRDownloadManager::setup`.
   static void setCurrent(ZRHostInfo info);
 
   /// Sizes of a volume, in bytes.
   struct VolumeSpace {
-    std::uint64_t total;
-    std::uint64_t free;  ///< what an ordinary user may still fill
+    std::uint64_t total;  ///< of the whole volume
+    std::uint64_t free;   ///< what an ordinary user may still fill
   };
+
+  /// Measures the volume that holds `path`.
   using VolumeProbe = std::function<std::variant<VolumeSpace, ZRError>(const std::string& path)>;
 
   /// The sizes of the volume that holds `path`, or why they cannot be read.

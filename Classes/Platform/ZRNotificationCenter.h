@@ -12,8 +12,8 @@
 
 /// What was posted: a name and the object it is about.
 struct ZRNotification {
-  std::string name;
-  std::shared_ptr<ZRObject> object;
+  std::string name;                  ///< one of the constants of ZRDownloadManager.h
+  std::shared_ptr<ZRObject> object;  ///< the task it is about
 
   /// The object as a T; null when it is something else.
   template <class T>
@@ -25,11 +25,13 @@ struct ZRNotification {
 /// Broadcasts named events to whoever observes them. Main loop's thread only.
 class ZR_EXPORT ZRNotificationCenter {
  public:
+  /// Called with what was posted; it may add and end observations.
   using Observer = std::function<void(const ZRNotification&)>;
 
   /// Ends the observation when it is destroyed or reset.
   using Token = std::shared_ptr<void>;
 
+  /// The center that the library posts to.
   static ZRNotificationCenter& defaultCenter();
 
   /// Calls `observer` for every notification of that name while the token lives. An observer added during a post is

@@ -14,8 +14,8 @@
 /// one, `main()` is a `ZRDefaultRunLoop`, which the host drives itself.
 class ZR_EXPORT ZRRunLoop {
  public:
-  using Work = std::function<void()>;
-  using Duration = std::chrono::nanoseconds;
+  using Work = std::function<void()>;         ///< a call to make; it must not throw
+  using Duration = std::chrono::nanoseconds;  ///< of delays
 
   /// Names a delayed call until it has run or was cancelled; never 0.
   using DelayedId = std::uint64_t;

@@ -24,6 +24,7 @@ class ZR_EXPORT ZRTimer {
   /// Stops firing until the next `rearm`.
   void park();
 
+  /// Whether it takes a `rearm` to fire again.
   bool isParked() const noexcept;
 
  private:

@@ -19,9 +19,10 @@
 /// same everywhere.
 class ZR_EXPORT ZRValue {
  public:
-  using Bytes = std::vector<std::uint8_t>;
-  using List = std::vector<ZRValue>;
+  using Bytes = std::vector<std::uint8_t>;  ///< what is no text
+  using List = std::vector<ZRValue>;        ///< values of any kinds
 
+  /// What a value is.
   enum class Kind {
     Absent,
     Null,
@@ -37,7 +38,8 @@ class ZR_EXPORT ZRValue {
     RecordHandler,
   };
 
-  // An empty callback and a null C string give an absent value.
+  /// A value of the argument's kind; an empty callback and a null C string give an absent value.
+  ///@{
   ZRValue() noexcept;
   ZRValue(std::same_as<bool> auto value) : storage_(value) {}
   ZRValue(std::signed_integral auto value) : storage_(static_cast<std::int64_t>(value)) {}
@@ -55,6 +57,7 @@ class ZR_EXPORT ZRValue {
   template <class T>
   requires(!std::same_as<T, char>) ZRValue(T*)
   = delete;  // a pointer would silently become a boolean
+  ///@}
 
   /// The null marker.
   static ZRValue null();
@@ -65,12 +68,16 @@ class ZR_EXPORT ZRValue {
     return optional ? ZRValue(*optional) : ZRValue();
   }
 
+  /// What the value is.
+  ///@{
   Kind kind() const noexcept;
   bool isAbsent() const noexcept { return kind() == Kind::Absent; }
   bool isNull() const noexcept { return kind() == Kind::Null; }
   bool isNumber() const noexcept;
+  ///@}
 
-  // Null when the value is of another kind.
+  /// The value of that very kind; null when it is of another one.
+  ///@{
   const bool* asBoolean() const noexcept { return std::get_if<bool>(&storage_); }
   const std::int64_t* asSigned() const noexcept { return std::get_if<std::int64_t>(&storage_); }
   const std::uint64_t* asUnsigned() const noexcept { return std::get_if<std::uint64_t>(&storage_); }
@@ -81,13 +88,16 @@ class ZR_EXPORT ZRValue {
   const ZRDictionary* asDictionary() const noexcept { return std::get_if<ZRDictionary>(&storage_); }
   const ZRRequestHandler* asRequestHandler() const noexcept { return std::get_if<ZRRequestHandler>(&storage_); }
   const ZRRecordHandler* asRecordHandler() const noexcept { return std::get_if<ZRRecordHandler>(&storage_); }
+  ///@}
 
-  // Coercions. A text gives its leading number, a boolean 0 or 1; what has no number gives 0. Fractions are dropped
-  // towards zero; a number out of range is held at the nearest bound.
+  /// Coercions. A text gives its leading number, a boolean 0 or 1; what has no number gives 0. Fractions are dropped
+  /// towards zero; a number out of range is held at the nearest bound.
+  ///@{
   bool boolValue() const noexcept;
   std::int64_t int64Value() const noexcept;
   std::uint64_t uint64Value() const noexcept;
   double doubleValue() const noexcept;
+  ///@}
 
   /// The low 32 bits of `int64Value()`.
   std::int32_t int32Value() const noexcept { return static_cast<std::int32_t>(int64Value()); }
