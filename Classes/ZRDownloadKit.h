@@ -1,5 +1,6 @@
 #pragma once
 
+/// \file
 /// Offline-video downloads for desktop players. A host includes this header, hands its main loop to
 /// `ZRRunLoop::setMain` (or drives the default one), says who it is with `ZRHost::setCurrent`, and talks to
 /// `ZRDownloadManager::sharedManager()` from then on.

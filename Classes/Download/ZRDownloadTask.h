@@ -19,6 +19,7 @@
 class SCNetworkAgent;
 class ZRDownloadTask;
 
+/// Tasks in the order of a list; each is shared with the manager.
 using ZRTaskList = std::vector<std::shared_ptr<ZRDownloadTask>>;
 
 /// Where a task stands. Stored as its number.

@@ -8,6 +8,7 @@
 
 class ZRValue;
 
+/// \file
 /// The callbacks that a host puts into the options of `ZRDownloadManager::setup`.
 ///
 /// The library calls them on the main loop's thread, except that a log record made on another thread is delivered
