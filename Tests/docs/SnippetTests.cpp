@@ -186,6 +186,7 @@ TEST_F(DocsSnippet, everyCodeHasAnOffer) {
   }
 }
 
+// [a-test]
 TEST_F(DocsSnippet, sharedVideoArrives) {
   origin_.serve("/video.action", R"({"status": 200, "data": {"url": ")" + origin_.url("/v") + "\"}}");
   origin_.serveFile("/v", {.bytes = bytes_});
@@ -194,5 +195,6 @@ TEST_F(DocsSnippet, sharedVideoArrives) {
   ASSERT_TRUE(runUntil([&shared] { return shared->isFinished(); }));
   EXPECT_EQ(readFile(home_ / "videos/Oxwell/a1/v1/film.mp4"), bytes_);
 }
+// [a-test]
 
 }  // namespace
