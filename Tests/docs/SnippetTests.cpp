@@ -35,6 +35,16 @@ class TestSite final : public Site {
   std::vector<std::jthread> threads_;
 };
 
+/// Outlives every thread that wakes the loop through it.
+struct WakeFd {
+  WakeFd() = default;
+  ~WakeFd() { ::close(fd); }
+  WakeFd(const WakeFd&) = delete;
+  WakeFd& operator=(const WakeFd&) = delete;
+
+  const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+};
+
 /// The player of the guide, on folders of its own and an origin on loopback.
 class DocsSnippet : public LibraryFixture {
  protected:
@@ -72,6 +82,7 @@ class DocsSnippet : public LibraryFixture {
   }
 
   const std::string bytes_ = patternBytes(5000);
+  WakeFd wake_;
   TestSite site_;
   std::ostringstream logFile_;
   std::map<std::int64_t, int> reportCounts_;
@@ -93,15 +104,12 @@ TEST_F(DocsSnippet, filmArrivesOnALoopOfPoll) {
   EXPECT_EQ(add(film), "已加入下载");
   EXPECT_EQ(add(makeFilm()), "已在下载列表中");
   EXPECT_EQ(add(nullptr), "无法下载");
-  const int wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  runWithPoll(*loop_, wakeFd, [&film] { return film->isFinished() || film->isErrored(); });
+  runWithPoll(*loop_, wake_.fd, [&film] { return film->isFinished() || film->isErrored(); });
   loop_->setWakeup({});
   EXPECT_EQ(readFile(film->localFullFilePath().value_or("")), bytes_);
   EXPECT_EQ(shown["73-1"], "影片 已完成");
   EXPECT_EQ(reportCounts_, (std::map<std::int64_t, int>{{201, 1}, {202, 1}}));
   EXPECT_NE(logFile_.str().find("1 finish【73vid:42"), std::string::npos);
-  endDownloads();
-  ::close(wakeFd);
 }
 
 TEST_F(DocsSnippet, episodeArrivesWithTheRecordThatTheGuideShows) {
