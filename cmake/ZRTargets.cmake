@@ -9,12 +9,27 @@ if(ZR_SANITIZE)
   target_link_options(ZRBuildFlags INTERFACE -fsanitize=${ZR_SANITIZE})
 endif()
 
-# zr_add_layer(NAME SOURCES ... [USES layer ...] [LINKS library ...])
+# zr_add_public_headers(FILE ...)
+#
+# Headers of the current folder that a host includes. They are installed side by side in include/ZRDownloadKit, and
+# found under that name in the build folder too; their names must differ.
+function(zr_add_public_headers)
+  foreach(header IN LISTS ARGN)
+    cmake_path(ABSOLUTE_PATH header)
+    cmake_path(GET header FILENAME name)
+    file(MAKE_DIRECTORY ${ZRDownloadKit_BINARY_DIR}/include/ZRDownloadKit)
+    file(CREATE_LINK ${header} ${ZRDownloadKit_BINARY_DIR}/include/ZRDownloadKit/${name} COPY_ON_ERROR SYMBOLIC)
+    set_property(GLOBAL APPEND PROPERTY ZR_PUBLIC_HEADERS ${header})
+  endforeach()
+endfunction()
+
+# zr_add_layer(NAME SOURCES ... [PUBLIC_HEADERS ...] [USES layer ...] [LINKS library ...] [INCLUDES library ...])
 #
 # One folder of Classes/ as an object library. A layer sees the headers of the layers it uses and no others, so an
-# include that points upwards does not compile.
+# include that points upwards does not compile. LINKS are libraries that whoever links the objects needs; INCLUDES have
+# nothing but headers.
 function(zr_add_layer name)
-  cmake_parse_arguments(layer "" "" "SOURCES;USES;LINKS" ${ARGN})
+  cmake_parse_arguments(layer "" "" "SOURCES;PUBLIC_HEADERS;USES;LINKS;INCLUDES" ${ARGN})
   add_library(${name} OBJECT ${layer_SOURCES})
   set_target_properties(${name} PROPERTIES
     POSITION_INDEPENDENT_CODE ON
@@ -24,7 +39,10 @@ function(zr_add_layer name)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
   target_link_libraries(${name}
     PUBLIC ${layer_USES}
-    PRIVATE ZRBuildFlags ${layer_LINKS})
+    PRIVATE ZRBuildFlags ${layer_LINKS} ${layer_INCLUDES})
+  zr_add_public_headers(${layer_PUBLIC_HEADERS})
+  set_property(GLOBAL APPEND PROPERTY ZR_LAYERS ${name})
+  set_property(GLOBAL APPEND PROPERTY ZR_LINKS ${layer_LINKS})
 endfunction()
 
 # zr_add_test(NAME SOURCES ... [LAYERS ...] [LINKS ...] [SERIAL])

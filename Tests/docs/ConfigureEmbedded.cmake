@@ -1,6 +1,6 @@
 # Lays out a player's tree with a checkout of the library in it, and configures it.
 file(REMOVE_RECURSE ${FOLDER})
-file(COPY ${SOURCE}/docs/snippets/embedded ${SOURCE}/docs/snippets/consumer DESTINATION ${FOLDER})
+file(COPY ${SOURCE}/docs/snippets/embedded DESTINATION ${FOLDER})
 file(CREATE_LINK ${SOURCE} ${FOLDER}/embedded/ZRDownloadKit SYMBOLIC)
 execute_process(
   COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -Wno-dev
