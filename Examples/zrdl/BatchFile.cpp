@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include "ExitStatus.h"
 #include "JsonScalar.h"
@@ -16,9 +17,13 @@ TaskRequest requestOfLine(const std::string& line, std::size_t number) {
   TaskRequest request;
   request.label = "line " + std::to_string(number);
   const auto json = nlohmann::ordered_json::parse(line, nullptr, false);
-  if (!json.is_object()) return request;
+  if (!json.is_object()) {
+    request.fault = "it is not a JSON object";
+    return request;
+  }
   request.params = scalarEntries(json);
   if (const std::string* kind = request.params["kind"].asText()) request.kind = *kind;
+  if (!request.hasKnownKind()) request.fault = "its \"kind\" is not \"hls\", \"mp4\" or \"share\"";
   request.params.remove("kind");
   return request;
 }
@@ -35,7 +40,10 @@ std::vector<TaskRequest> readBatch(std::istream& in) {
 }
 
 std::vector<TaskRequest> readBatchFile(const std::string& file) {
-  if (file == "-") return readBatch(std::cin);
+  if (file == "-") {
+    if (::isatty(STDIN_FILENO) != 0) std::cerr << "zrdl: reading one JSON object a line; Ctrl-D ends them\n";
+    return readBatch(std::cin);
+  }
   std::ifstream in(file);
   if (!in) throw UsageError("cannot read " + file);
   std::vector<TaskRequest> requests = readBatch(in);

@@ -14,6 +14,7 @@ class CommandRun;
 /// and ends with status 0. A shell reads the command, which may hold arguments, but never the paths.
 class CommandDecryptor final : public PlaylistDecryptor {
  public:
+  /// Throws `UsageError` when the command's program is seen not to be there.
   explicit CommandDecryptor(std::string command);
 
   /// Kills the commands that still run, with what they started.

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -78,13 +79,19 @@ int runBatch(const Options& options, Reporter& reporter) {
   const std::vector<TaskRequest> requests = readBatchFile(options.batchFile);
   requireInfoBase(options, requests);
   return runTasks(options, SiteAnswers::of(options), reporter, [&](Host&, Session& session) {
-    for (const TaskRequest& request : requests) session.add(request);
+    for (std::size_t at = 0; at < requests.size(); ++at) {
+      if (session.isInterrupted()) {
+        return reporter.note("interrupted: nothing was added from " + requests[at].label + " on");
+      }
+      session.add(requests[at]);
+    }
   });
 }
 
 int runResume(const Options& options, Reporter& reporter) {
   bool allKnown = true;
   const int status = runTasks(options, SiteAnswers::of(options), reporter, [&](Host& host, Session& session) {
+    if (!host.hasStore()) return;
     if (options.taskIds.empty()) return session.start(host.manager().allUnFinishTaskArr());
     ZRTaskList tasks = tasksWithIds(host.manager(), options.taskIds, reporter, allKnown);
     std::erase_if(tasks, [&](const TaskPtr& task) {
@@ -99,13 +106,20 @@ int runResume(const Options& options, Reporter& reporter) {
 int runList(const Options& options, Reporter& reporter) {
   Host host(options, {}, reporter);
   for (const TaskPtr& task : storedTasks(host.manager())) reporter.listed(TaskView::of(*task));
-  return kExitAllFinished;
+  return host.hasStore() ? kExitAllFinished : kExitSomeNot;
 }
 
 int runRm(const Options& options, Reporter& reporter) {
   Host host(options, {}, reporter);
+  if (!host.hasStore()) return kExitSomeNot;
   bool allKnown = true;
+  std::atomic<bool> interrupted = false;
+  const SignalWatch signals([&interrupted] { interrupted = true; });
   for (const TaskPtr& task : tasksWithIds(host.manager(), options.taskIds, reporter, allKnown)) {
+    if (interrupted) {
+      reporter.note("interrupted: nothing was removed from " + task->taskId() + " on");
+      return kExitInterrupted;
+    }
     const TaskView view = TaskView::of(*task);
     host.manager().removeTask(task);
     reporter.removed(view);
@@ -115,6 +129,7 @@ int runRm(const Options& options, Reporter& reporter) {
 
 int runPath(const Options& options, Reporter& reporter) {
   Host host(options, {}, reporter);
+  if (!host.hasStore()) return kExitSomeNot;
   const std::string& id = options.taskIds.front();
   const ZRTaskList finished = host.manager().allFinishedTaskArr();
   const auto found =
@@ -135,12 +150,12 @@ int runPath(const Options& options, Reporter& reporter) {
 
 int runTasks(const Options& options, SiteAnswers answers, Reporter& reporter,
              const std::function<void(Host&, Session&)>& begin) {
-  SignalWatch::block();
   Host host(options, std::move(answers), reporter);
   Session session(host, reporter, options.giveUp);
   const SignalWatch signals([&session] { session.interrupt(); });
   begin(host, session);
-  return session.run();
+  const int status = session.run();
+  return status == kExitAllFinished && !host.hasStore() ? kExitSomeNot : status;
 }
 
 int runCommand(const Options& options) {

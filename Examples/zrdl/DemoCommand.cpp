@@ -10,7 +10,6 @@
 #include "DemoContent.h"
 #include "DemoDecryptor.h"
 #include "DemoOrigin.h"
-#include "SignalWatch.h"
 
 namespace zrdl {
 namespace {
@@ -71,7 +70,6 @@ void removeTasks(ZRDownloadManager& manager, const ZRTaskList& tasks, Reporter& 
 }  // namespace
 
 int runDemo(const Options& options, Reporter& reporter) {
-  SignalWatch::block();  // for the origin's threads too
   const DemoOrigin origin;
   std::vector<std::function<bool()>> checks;
   int status = runTasks(demoOptions(options, origin), answersOf(origin), reporter, [&](Host& host, Session& session) {

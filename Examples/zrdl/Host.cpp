@@ -1,6 +1,12 @@
 #include "Host.h"
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace zrdl {
 namespace {
@@ -41,7 +47,8 @@ Host::Host(const Options& options, SiteAnswers answers, Reporter& reporter)
   ZRDictionary setup = callbacks();
   if (!options.cdn.empty()) setup.set("m3u8_cdn_params", cdnParameters(options));
   if (options.max) setup.set("max_concurrent_count", *options.max);
-  manager_->setup(setup);
+  hasStore_ = failureOf([&] { manager_->setup(setup); }).empty();
+  if (!hasStore_) tellWhyThereIsNoStore();
 }
 
 Host::~Host() {
@@ -103,9 +110,32 @@ void Host::answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completi
   });
 }
 
+std::string Host::failureOf(const std::function<void()>& work) {
+  std::string failure;
+  std::string* const outer = std::exchange(expectedFailure_, &failure);
+  work();
+  expectedFailure_ = outer;
+  return failure;
+}
+
+void Host::tellWhyThereIsNoStore() {
+  const ZRHostInfo& host = ZRHost::current();
+  const std::string file =
+      std::filesystem::path(host.applicationSupportFolder) / host.bundleIdentifier / kDownloadDir / "zrdownloadkit.db";
+  const int opened = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+  const int failure = opened < 0 ? errno : 0;
+  if (opened >= 0) ::close(opened);
+  std::string reason = "it is damaged or no database";
+  if (failure != 0) reason = failure == ENOENT ? "it cannot be made" : std::strerror(failure);
+  reporter_.note("cannot open " + file + ": " + reason);
+}
+
 void Host::takeLogRecord(const ZRDictionary& record) {
   const std::uint64_t level = record["level"].uint64Value();
-  reporter_.log(level, record["tag"].textValue().value_or(""), record["msg"].textValue().value_or(""));
+  const std::string msg = record["msg"].textValue().value_or("");
+  const bool isExpected = level == kFailureLevel && expectedFailure_ != nullptr;
+  if (isExpected) *expectedFailure_ = msg;
+  if (!isExpected || reporter_.wantsEveryRecord()) reporter_.log(level, record["tag"].textValue().value_or(""), msg);
   if (level == kFailureLevel && failureListener_) failureListener_();
 }
 

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "Options.h"
@@ -24,6 +25,13 @@ class Host final {
   ZRDownloadManager& manager() { return *manager_; }
   ZRDefaultRunLoop& loop() { return *loop_; }
 
+  /// Whether the library could open its database; if not, the reporter was told so.
+  bool hasStore() const noexcept { return hasStore_; }
+
+  /// The failure that the library logs while `work` runs; empty when it logs none. To people it is the caller's to
+  /// tell.
+  std::string failureOf(const std::function<void()>& work);
+
   /// Replaces what is called, inside an operation of the library, when the library logs a failure.
   void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
 
@@ -33,12 +41,15 @@ class Host final {
   void decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion completion);
   void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
   void takeLogRecord(const ZRDictionary& record);
+  void tellWhyThereIsNoStore();
 
   SiteAnswers answers_;
   Reporter& reporter_;
   const std::shared_ptr<ZRDefaultRunLoop> loop_;
   std::shared_ptr<ZRDownloadManager> manager_;
   std::function<void()> failureListener_;
+  bool hasStore_ = true;
+  std::string* expectedFailure_ = nullptr;  // of failureOf, while it runs
 };
 
 }  // namespace zrdl

@@ -9,18 +9,6 @@ namespace {
 /// What the library writes for an absent object.
 constexpr std::string_view kAbsentObject = "(null)";
 
-const char* explanation(Refusal reason) {
-  switch (reason) {
-    case Refusal::Exists:
-      return "exists already; an unfinished one goes on with `zrdl resume`";
-    case Refusal::Parameters:
-      return "the parameters cannot be used";
-    case Refusal::Store:
-      return "the store did not take it";
-  }
-  return "";
-}
-
 }  // namespace
 
 std::string HumanReporter::name(const TaskView& task) {
@@ -45,8 +33,8 @@ void HumanReporter::stalled(const TaskView& task, std::chrono::seconds silence) 
   showEnd(task, name(task) + ": stalled: nothing arrived for " + std::to_string(silence.count()) + " s");
 }
 
-void HumanReporter::refused(Refusal reason, std::string_view label) {
-  showLine(printable(label) + ": refused: " + explanation(reason));
+void HumanReporter::refused(Refusal reason, std::string_view label, std::string_view fault) {
+  if (reason != Refusal::NoStore) showDiagnostic("zrdl: " + refusalText(reason, label, fault));
 }
 
 void HumanReporter::removed(const TaskView& task) {
@@ -59,7 +47,9 @@ void HumanReporter::listed(const TaskView& task) {
 }
 
 void HumanReporter::log(std::uint64_t level, std::string_view, std::string_view msg) {
-  if (level == kFailureLevel && msg != kAbsentObject) showDiagnostic("zrdl: failure: " + printable(msg));
+  if (level != kFailureLevel || msg == kAbsentObject) return;
+  if (msg != lastFailure_) showDiagnostic("zrdl: failure: " + printable(msg));
+  lastFailure_ = msg;
 }
 
 void HumanReporter::report(std::uint64_t, std::int32_t) {}

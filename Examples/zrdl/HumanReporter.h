@@ -14,11 +14,11 @@ class HumanReporter : public Reporter {
   void finished(const TaskView& task) override;
   void errored(const TaskView& task, const ZRError& error) override;
   void stalled(const TaskView& task, std::chrono::seconds silence) override;
-  void refused(Refusal reason, std::string_view label) override;
+  void refused(Refusal reason, std::string_view label, std::string_view fault) override;
   void removed(const TaskView& task) override;
   void listed(const TaskView& task) override;
 
-  /// Shows failures alone.
+  /// Shows failures alone, and one that is tried again and again only once.
   void log(std::uint64_t level, std::string_view tag, std::string_view msg) override;
   void report(std::uint64_t stype, std::int32_t version) override;
   void note(std::string_view text) override;
@@ -44,6 +44,7 @@ class HumanReporter : public Reporter {
 
  private:
   std::vector<std::string> finishedPaths_;
+  std::string lastFailure_;
 };
 
 }  // namespace zrdl

@@ -40,6 +40,7 @@ const char* reasonName(Refusal reason) {
     case Refusal::Parameters:
       return "parameters";
     case Refusal::Store:
+    case Refusal::NoStore:
       return "store";
   }
   return "";
@@ -82,10 +83,11 @@ void JsonReporter::stalled(const TaskView& task, std::chrono::seconds) {
   print(out_, event("stalled", task));
 }
 
-void JsonReporter::refused(Refusal reason, std::string_view) {
+void JsonReporter::refused(Refusal reason, std::string_view label, std::string_view fault) {
   Json line = event("refused");
   line["reason"] = reasonName(reason);
   print(out_, line);
+  if (reason != Refusal::NoStore) note(refusalText(reason, label, fault));
 }
 
 void JsonReporter::removed(const TaskView& task) {

@@ -16,9 +16,10 @@ class JsonReporter final : public Reporter {
   void finished(const TaskView& task) override;
   void errored(const TaskView& task, const ZRError& error) override;
   void stalled(const TaskView& task, std::chrono::seconds silence) override;
-  void refused(Refusal reason, std::string_view label) override;
+  void refused(Refusal reason, std::string_view label, std::string_view fault) override;
   void removed(const TaskView& task) override;
   void listed(const TaskView& task) override;
+  bool wantsEveryRecord() const override { return true; }
   void log(std::uint64_t level, std::string_view tag, std::string_view msg) override;
   void report(std::uint64_t stype, std::int32_t version) override;
   void note(std::string_view text) override;

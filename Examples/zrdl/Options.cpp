@@ -1,10 +1,13 @@
 #include "Options.h"
 
+#include <charconv>
 #include <filesystem>
+#include <type_traits>
 
 #include <CLI/CLI.hpp>
 
 #include "DisplayText.h"
+#include "Help.h"
 #include "UrlReference.h"
 #include "ZRDownloadKit.h"
 
@@ -27,16 +30,41 @@ std::string nameAndValue(const std::string& text) {
   return text.find('=') != std::string::npos && text.front() != '=' ? "" : "\"" + text + "\" is not NAME=VALUE";
 }
 
+/// The parser itself would take the nearest number that fits.
+std::string numberOf64Bits(const std::string& text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? "" : text + " is not a number in range";
+}
+
 std::string absolutePath(const std::string& path) {
   return std::filesystem::absolute(path).lexically_normal().string();
 }
 
+/// What is wrong with the line, in our words where the parser's are hard to understand.
+std::string complaint(const CLI::App& app, const CLI::Error& error) {
+  const std::string what = error.what();
+  if (app.get_subcommands().empty()) {
+    const std::vector<std::string> unknown = app.remaining();
+    const bool isOption = !unknown.empty() && unknown.front().starts_with('-');
+    if (!unknown.empty()) return (isOption ? "unknown option " : "unknown command ") + unknown.front();
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return "a command is missing";
+  }
+  const bool isValueMissing = what.find(" required ") != std::string::npos && what.ends_with(" missing");
+  if (isValueMissing && dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return what.substr(0, what.find(':')) + " needs a value";
+  }
+  constexpr std::string_view kNotConverted = "Could not convert: ";
+  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr && what.starts_with(kNotConverted)) {
+    return what.substr(kNotConverted.size()) + " is not a number in range";
+  }
+  return what;
+}
+
 std::string oneLine(const CLI::App* app, const CLI::Error& error) {
-  const std::vector<std::string> unknown = app->remaining();
   const std::vector<CLI::App*> commands = app->get_subcommands();
   const std::string name = commands.empty() ? "zrdl" : "zrdl " + commands.front()->get_name();
-  const std::string what = commands.empty() && !unknown.empty() ? "unknown command " + unknown.front() : error.what();
-  return "zrdl: " + printable(what) + " (" + name + " --help tells more)\n";
+  return "zrdl: " + printable(complaint(*app, error)) + " (" + name + " --help tells more)\n";
 }
 
 void addHlsOptions(CLI::App& app, Options& options) {
@@ -93,6 +121,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
 CLI::App* addCommand(CLI::App& app, Options& options, Command command, const char* name, const char* description) {
   CLI::App* const sub = app.add_subcommand(name, description);
   sub->fallthrough();
+  sub->footer(helpFooter(name));
   sub->callback([&options, command] { options.command = command; });
   return sub;
 }
@@ -107,8 +136,10 @@ CLI::App* addKind(CLI::App& app, Options& options, const char* kind, const char*
 /// An argument that becomes the task's parameter `key`.
 template <class T>
 CLI::Option* addParameter(CLI::App* sub, Options& options, const char* name, const char* key, const char* description) {
-  return sub->add_option_function<T>(
+  CLI::Option* const option = sub->add_option_function<T>(
       name, [&options, key](const T& value) { options.task.params.set(key, value); }, description);
+  if (std::is_same_v<T, std::int64_t>) option->check(numberOf64Bits);
+  return option;
 }
 
 void addHls(CLI::App& app, Options& options) {
@@ -199,6 +230,8 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   CLI::App app("Downloads videos for offline viewing, from the command line.", "zrdl");
   app.require_subcommand(1);
   app.failure_message(oneLine);
+  app.footer(helpFooter());
+  app.set_version_flag("-V,--version", "zrdl " + std::string(ZRDownloadKitVersionString), "Print the version and exit");
   addGlobalOptions(app, options);
   addCommands(app, options);
   try {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Refusal.h"
 #include "TaskView.h"
 #include "ZRDownloadKit.h"
 
@@ -13,13 +14,6 @@ namespace zrdl {
 
 /// The level of the library's log records that tell of a failure; 0 is a trace, 1 a notable event.
 inline constexpr std::uint64_t kFailureLevel = 2;
-
-/// Why a task was not taken.
-enum class Refusal {
-  Exists,      ///< the store holds it already
-  Parameters,  ///< there is no such kind, or its parameters are refused
-  Store,       ///< the store did not take it
-};
 
 /// How the tasks of a run ended, in numbers of tasks.
 struct Summary {
@@ -47,12 +41,15 @@ class Reporter {
   virtual void errored(const TaskView& task, const ZRError& error) = 0;
   virtual void stalled(const TaskView& task, std::chrono::seconds silence) = 0;
 
-  /// `label` names what was asked for.
-  virtual void refused(Refusal reason, std::string_view label) = 0;
+  /// `label` names what was asked for, `fault` what is wrong with its parameters; empty when that is not known.
+  virtual void refused(Refusal reason, std::string_view label, std::string_view fault) = 0;
   virtual void removed(const TaskView& task) = 0;
 
   /// A stored task, for a list of them.
   virtual void listed(const TaskView& task) = 0;
+
+  /// Whether `log` is to have failures that are told in another way as well.
+  virtual bool wantsEveryRecord() const { return false; }
 
   /// A record of the library's log.
   virtual void log(std::uint64_t level, std::string_view tag, std::string_view msg) = 0;

@@ -32,11 +32,12 @@ Session::~Session() {
 
 std::shared_ptr<ZRDownloadTask> Session::add(const TaskRequest& request) {
   if (interrupted_) return nullptr;
-  std::shared_ptr<ZRDownloadTask> task = request.make();
-  if (!task) return refuse(Refusal::Parameters, request);
+  std::shared_ptr<ZRDownloadTask> task;
+  const std::string failure = host_.failureOf([&] { task = request.make(); });
+  if (!task) return refuse(Refusal::Parameters, request, request.fault.empty() ? failure : request.fault);
   switch (host_.manager().addTask(task)) {
     case ZRAddTaskResult::Refused:
-      return refuse(Refusal::Store, request);
+      return refuse(host_.hasStore() ? Refusal::Store : Refusal::NoStore, request);
     case ZRAddTaskResult::Exists:
       return refuse(Refusal::Exists, request);
     case ZRAddTaskResult::Added:
@@ -72,9 +73,9 @@ void Session::interrupt() {
   host_.loop().post([] {});  // has the loop look
 }
 
-std::nullptr_t Session::refuse(Refusal reason, const TaskRequest& request) {
+std::nullptr_t Session::refuse(Refusal reason, const TaskRequest& request, const std::string& fault) {
   ++summary_.refused;
-  reporter_.refused(reason, request.label);
+  reporter_.refused(reason, request.label, fault);
   return nullptr;
 }
 

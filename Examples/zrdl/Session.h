@@ -36,6 +36,7 @@ class Session final {
 
   /// Ends the run with every task paused. Any thread.
   void interrupt();
+  bool isInterrupted() const noexcept { return interrupted_; }
 
  private:
   struct Entry {
@@ -44,7 +45,7 @@ class Session final {
   };
 
   bool isOver() const { return interrupted_ || open_.empty(); }
-  std::nullptr_t refuse(Refusal reason, const TaskRequest& request);
+  std::nullptr_t refuse(Refusal reason, const TaskRequest& request, const std::string& fault = "");
   void track(const std::shared_ptr<ZRDownloadTask>& task);
 
   /// Drops the task from the run; false when it is not part of it.

@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 #include "ExitStatus.h"
@@ -12,36 +14,54 @@ namespace {
 sigset_t watchedSignals() {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, SIGINT);
-  sigaddset(&set, SIGTERM);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&set, signal);
+  }
   return set;
+}
+
+/// Who is told of the first signal.
+struct Listener {
+  std::mutex mutex;
+  std::function<void()> onSignal;
+};
+
+/// Never destroyed: the watching thread goes on while the process ends.
+Listener& listener() {
+  static auto* const instance = new Listener;
+  return *instance;
+}
+
+[[noreturn]] void watch(const sigset_t& set) {
+  for (;;) {
+    int signal = 0;
+    sigwait(&set, &signal);
+    const std::lock_guard lock(listener().mutex);
+    const std::function<void()> onSignal = std::exchange(listener().onSignal, nullptr);
+    if (!onSignal) std::_Exit(kExitInterrupted);
+    onSignal();
+  }
 }
 
 }  // namespace
 
-void SignalWatch::block() {
+void SignalWatch::start() {
   const sigset_t set = watchedSignals();
-  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);  // for every thread that this one starts, too
+  listener();
+  std::thread(watch, set).detach();
 }
 
-SignalWatch::SignalWatch(std::function<void()> onSignal)
-    : thread_([this, onSignal = std::move(onSignal)] { watch(onSignal); }) {}
+SignalWatch::SignalWatch(std::function<void()> onSignal) {
+  const std::lock_guard lock(listener().mutex);
+  listener().onSignal = std::move(onSignal);
+}
 
 SignalWatch::~SignalWatch() {
-  ending_ = true;
-  pthread_kill(thread_.native_handle(), SIGINT);  // lets sigwait return
-  thread_.join();
-}
-
-void SignalWatch::watch(const std::function<void()>& onSignal) {
-  const sigset_t set = watchedSignals();
-  int signal = 0;
-  for (bool first = true;; first = false) {
-    sigwait(&set, &signal);
-    if (ending_) return;
-    if (!first) std::_Exit(kExitInterrupted);
-    onSignal();
-  }
+  const std::lock_guard lock(listener().mutex);
+  listener().onSignal = nullptr;
 }
 
 }  // namespace zrdl

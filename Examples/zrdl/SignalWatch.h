@@ -1,30 +1,23 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
-#include <thread>
 
 namespace zrdl {
 
-/// Turns SIGINT and SIGTERM into calls on a thread of its own, where ordinary code may run. A second signal ends the
-/// process at once.
+/// What SIGINT, SIGTERM and SIGHUP do to this process: the first one calls whoever listens, on a thread of its own
+/// where ordinary code may run; every further one, and one that nobody listens to, ends the process at once. That loses
+/// nothing: what the library has stored is stored, and what it was about to delete is deleted at the next start. A
+/// signal that the process was started to ignore, by nohup for one, stays ignored.
 class SignalWatch final {
  public:
-  /// Keeps the signals from interrupting the calling thread and every thread that it starts from now on. To be called
-  /// before the first thread is started.
-  static void block();
+  /// Begins to watch, for the rest of the process's life. To be called once, before the first thread is started.
+  static void start();
 
-  /// Calls `onSignal` on the watching thread for the first signal.
+  /// Listens as long as it lives; one at a time. `onSignal` is called once at most, and not after the destructor.
   explicit SignalWatch(std::function<void()> onSignal);
   ~SignalWatch();
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
-
- private:
-  void watch(const std::function<void()>& onSignal);
-
-  std::atomic<bool> ending_ = false;
-  std::thread thread_;
 };
 
 }  // namespace zrdl

@@ -11,7 +11,10 @@ namespace zrdl {
 struct TaskRequest {
   std::string kind;  ///< "hls", "mp4" or "share"; any other kind is refused
   ZRDictionary params;
-  std::string label;  ///< how to name it to the user while it has no id
+  std::string label;    ///< how to name it to the user while it has no id
+  std::string fault{};  ///< what keeps it from being a task; empty when nothing is known to
+
+  bool hasKnownKind() const { return kind == "hls" || kind == "mp4" || kind == "share"; }
 
   /// Null when the kind is unknown or the library refuses the parameters.
   std::shared_ptr<ZRDownloadTask> make() const;

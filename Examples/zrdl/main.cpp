@@ -4,10 +4,13 @@
 
 #include "Commands.h"
 #include "DisplayText.h"
+#include "ExitNotice.h"
 #include "Options.h"
+#include "SignalWatch.h"
 
-int main(int argc, char** argv) {
-  std::ios::sync_with_stdio(false);  // lets a redraw of the terminal be one write
+namespace {
+
+int runLine(int argc, char** argv) {
   try {
     const auto parsed = zrdl::parseOptions(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
@@ -22,4 +25,14 @@ int main(int argc, char** argv) {
     std::cerr << "zrdl: " << zrdl::printable(error.what()) << '\n';
     return zrdl::kExitSomeNot;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);  // lets a redraw of the terminal be one write
+  zrdl::SignalWatch::start();
+  const int status = runLine(argc, argv);
+  zrdl::explainSlowExit();
+  return status;
 }

@@ -35,10 +35,11 @@ void readSome(int& fd, std::string& into) {
 
 }  // namespace
 
-ZrdlProcess::ZrdlProcess(std::vector<std::string> arguments, const std::string& input) {
+ZrdlProcess::ZrdlProcess(std::vector<std::string> arguments, const std::string& input, int pipeSize) {
   std::array<int, 2> out{};
   std::array<int, 2> err{};
   if (::pipe2(out.data(), O_CLOEXEC) != 0 || ::pipe2(err.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  ::fcntl(out[0], F_SETPIPE_SZ, pipeSize);
   arguments.insert(arguments.begin(), ZRDL_PATH);
   std::vector<char*> argv;
   argv.reserve(arguments.size() + 1);
@@ -96,6 +97,22 @@ int ZrdlProcess::wait() {
   while (readMore(millisecondsUntil(deadline))) {
   }
   if (outFd_ >= 0 || errFd_ >= 0) return -1;  // still running, or a child of it is
+  return reap();
+}
+
+int ZrdlProcess::waitUnread() {
+  // The process holds the only writing end of its standard error.
+  pollfd err{errFd_, 0, 0};
+  if (::poll(&err, 1, millisecondsUntil(Clock::now() + kDeadline)) <= 0) return -1;
+  return reap();
+}
+
+void ZrdlProcess::stopReading() {
+  ::close(outFd_);
+  outFd_ = -1;
+}
+
+int ZrdlProcess::reap() {
   int status = 0;
   ::waitpid(pid_, &status, 0);
   pid_ = -1;

@@ -14,8 +14,10 @@ class ZrdlProcess final {
  public:
   using Json = nlohmann::json;
 
-  /// Starts it with these arguments; standard input is the file `input`.
-  explicit ZrdlProcess(std::vector<std::string> arguments, const std::string& input = "/dev/null");
+  /// Starts it with these arguments; standard input is the file `input`. `pipeSize` is the number of bytes that it can
+  /// print while nobody reads.
+  explicit ZrdlProcess(std::vector<std::string> arguments, const std::string& input = "/dev/null",
+                       int pipeSize = 65536);
   ~ZrdlProcess();
   ZrdlProcess(const ZrdlProcess&) = delete;
   ZrdlProcess& operator=(const ZrdlProcess&) = delete;
@@ -26,6 +28,12 @@ class ZrdlProcess final {
   /// Reads the rest of the output and returns the exit status; for a death by a signal 1000 more than its number, and
   /// -1 when it does not end within 20 s.
   int wait();
+
+  /// The same without reading: a process that writes more than a pipe holds does not end by itself then.
+  int waitUnread();
+
+  /// Closes the end of standard output that is read from.
+  void stopReading();
 
   void signal(int number) const;
 
@@ -38,6 +46,7 @@ class ZrdlProcess final {
 
  private:
   bool readMore(int timeoutMilliseconds);
+  int reap();
 
   pid_t pid_ = -1;
   int outFd_ = -1;

@@ -1,0 +1,35 @@
+#include <array>
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "ExitNotice.h"
+#include "ZRBackgroundQueue.h"
+
+namespace zrdl {
+namespace {
+
+/// Ends the process while the library still has something to do, which goes on until somebody complains.
+[[noreturn]] void endSlowly() {
+  const int terminal = ::dup(STDERR_FILENO);
+  std::array<int, 2> ends{};
+  if (::pipe(ends.data()) != 0) std::abort();
+  ::dup2(ends[1], STDERR_FILENO);
+  ZRBackgroundQueue::shared().post([terminal, heard = ends[0]] {
+    std::array<char, 256> text{};
+    const ssize_t length = ::read(heard, text.data(), text.size());
+    if (length > 0 && ::write(terminal, text.data(), static_cast<std::size_t>(length)) < 0) std::abort();
+  });
+  explainSlowExit(std::chrono::milliseconds(1));
+  std::exit(7);
+}
+
+}  // namespace
+
+TEST(ExitNotice, tellsWhatAnEndThatTakesTimeWaitsFor) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(endSlowly(), testing::ExitedWithCode(7), "^zrdl: deleting the files of removed tasks; .*\n$");
+}
+
+}  // namespace zrdl

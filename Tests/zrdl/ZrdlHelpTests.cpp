@@ -1,0 +1,202 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <set>
+#include <sstream>
+
+#include "Options.h"
+#include "ZrdlSite.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+using Names = std::set<std::string>;
+
+/// What a shell command prints, and its exit status.
+std::string shell(const std::string& command, int& status) {
+  std::string output;
+  std::FILE* const pipe = ::popen(command.c_str(), "r");
+  std::array<char, 4096> piece{};
+  while (const std::size_t got = std::fread(piece.data(), 1, piece.size(), pipe)) output.append(piece.data(), got);
+  status = ::pclose(pipe);
+  return output;
+}
+
+std::string helpOf(Words arguments) {
+  arguments.emplace_back("--help");
+  ZrdlProcess process(arguments);
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(process.err(), "");
+  return process.out();
+}
+
+/// The lines of a help text below a heading.
+Words section(const std::string& help, const std::string& heading) {
+  std::istringstream lines(help);
+  std::string line;
+  while (std::getline(lines, line) && line != heading + ":") {
+  }
+  Words found;
+  while (std::getline(lines, line) && !line.empty()) found.push_back(line);
+  return found;
+}
+
+Names optionsIn(const std::string& help) {
+  Names names;
+  for (const std::string& line : section(help, "Options")) {
+    const std::size_t at = line.find("--");
+    if (line[2] == '-') names.insert(line.substr(at, line.find_first_of(" \n", at) - at));
+  }
+  return names;
+}
+
+Names commandNames() {
+  Names names;
+  for (const std::string& line : section(helpOf({}), "Subcommands"))
+    names.insert(line.substr(2, line.find(' ', 2) - 2));
+  return names;
+}
+
+/// The words of a line as a shell splits it; a comment begins with two blanks, another program with a bar.
+Words wordsOf(const std::string& line) {
+  Words words;
+  bool quoted = false;
+  bool open = false;
+  for (std::size_t at = 0; at < line.size() && (quoted || line.compare(at, 2, "  ") != 0) && line[at] != '|'; ++at) {
+    if (line[at] == '\'') {
+      quoted = !quoted;
+    } else if (line[at] == ' ' && !quoted) {
+      open = false;
+    } else {
+      if (!std::exchange(open, true)) words.emplace_back();
+      words.back() += line[at];
+    }
+  }
+  return words;
+}
+
+}  // namespace
+
+TEST(ZrdlHelp, everyCommandHasExamplesThatAreItsOwn) {
+  EXPECT_EQ(commandNames().size(), 9U);
+  for (const std::string& command : commandNames()) {
+    std::size_t examples = 0;
+    for (const std::string& line : section(helpOf({command}), "Examples")) {
+      if (!line.starts_with("  zrdl ")) continue;
+      Words words = wordsOf(line.substr(2));
+      if (std::find(words.begin(), words.end(), command) == words.end()) continue;
+      std::vector<char*> argv;
+      for (std::string& word : words) argv.push_back(word.data());
+      const auto parsed = zrdl::parseOptions(static_cast<int>(argv.size()), argv.data());
+      EXPECT_TRUE(std::holds_alternative<zrdl::Options>(parsed)) << line;
+      ++examples;
+    }
+    EXPECT_TRUE(examples > 0 || command == "path") << command;  // whose example stands in another program's line
+  }
+}
+
+TEST(ZrdlHelp, itTellsTheExitStatusesAndTheVersion) {
+  EXPECT_EQ(section(helpOf({}), "Exit status").size(), 4U);
+  ZrdlProcess version({"--version"});
+  EXPECT_EQ(version.wait(), 0);
+  EXPECT_EQ(version.out(), "zrdl " + std::string(ZRDownloadKitVersionString) + "\n");
+}
+
+TEST(ZrdlManual, hasEveryCommandAndOptionAndNoOther) {
+  Names known;
+  for (const std::string& option : optionsIn(helpOf({}))) known.insert(option);
+  for (const std::string& command : commandNames()) {
+    known.insert(command);
+    for (const std::string& option : optionsIn(helpOf({command}))) known.insert(option);
+  }
+  known.insert({"--help", "--version"});  // they come after their short names
+  Names told;
+  std::istringstream lines(readFile(ZRDL_FOLDER "/zrdl.1"));
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t option = line.rfind("Fl -");
+    if (line.starts_with(".It Fl "))
+      told.insert("-" + line.substr(option + 3, line.find(' ', option + 4) - option - 3));
+    if (line.starts_with(".It Cm ")) told.insert(line.substr(7));
+  }
+  EXPECT_EQ(told, known);
+}
+
+TEST(ZrdlManual, isWellFormed) {
+  const std::vector<std::string> checks{"mandoc -Tlint -W warning", "groff -mdoc -ww -Tutf8 -z",
+                                        "man --warnings -E UTF-8 -Tutf8 -Z -l"};
+  int checked = 0;
+  for (const std::string& check : checks) {
+    int status = 0;
+    shell("command -v " + check.substr(0, check.find(' ')), status);
+    if (status != 0) continue;
+    ++checked;
+    EXPECT_EQ(shell("LC_ALL=C.UTF-8 " + check + " " ZRDL_FOLDER "/zrdl.1 2>&1 >/dev/null", status), "") << check;
+  }
+  if (checked == 0) GTEST_SKIP() << "no program here formats manuals";
+}
+
+/// Bash with the completion loaded, completing the last of the words.
+class ZrdlCompletion : public ZrdlSite {
+ protected:
+  Names complete(const std::string& words) const {
+    int status = 0;
+    std::istringstream lines(shell(
+        "cd '" + home_.path().string() +
+            "' && XDG_DATA_HOME=\"$PWD\" bash -c 'source \"" ZRDL_FOLDER "/completion.bash\"; COMP_WORDS=(" + words +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zrdl \"" ZRDL_PATH
+            "\" \"${COMP_WORDS[-1]}\" \"${COMP_WORDS[-2]}\"; printf \"%s\\n\" \"${COMPREPLY[@]}\"' 2>&1",
+        status));
+    Names found;
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.empty()) found.insert(line);
+    }
+    return found;
+  }
+};
+
+TEST_F(ZrdlCompletion, knowsEveryCommandAndOption) {
+  EXPECT_EQ(complete("zrdl \"\""), commandNames());
+  EXPECT_EQ(complete("zrdl re"), Names{"resume"});
+  Names global = optionsIn(helpOf({}));
+  global.insert({"--help", "--version"});
+  EXPECT_EQ(complete("zrdl --"), global);
+  for (const std::string& command : commandNames()) {
+    Names options = optionsIn(helpOf({command}));
+    options.insert(global.begin(), global.end());
+    EXPECT_EQ(complete("zrdl --info-base http : //127.0.0.1 : 8080/a --json " + command + " --"), options) << command;
+  }
+}
+
+TEST_F(ZrdlCompletion, knowsWhatAnOptionTakes) {
+  writeFile(home_ / "folder/file.json", "{}");
+  writeFile(home_ / "film list", "");
+  const std::vector<std::pair<std::string, Names>> cases{
+      {"zrdl --support f", {"folder"}},
+      {"zrdl --support = f", {"folder"}},
+      {"zrdl list --mp4-info folder/", {"folder/file.json"}},
+      {"zrdl batch fi", {"film list"}},
+      {"zrdl demo \"\"", {"folder"}},
+      {"zrdl --decrypt mkdi", {"mkdir"}},
+      {"zrdl --mkey \"\"", {}},
+      {"zrdl mp4 1 --version \"\"", {}},
+  };
+  for (const auto& [words, found] : cases) {
+    Names completed = complete(words);
+    if (words.find("mkdi") != std::string::npos && completed.contains("mkdir")) completed = {"mkdir"};
+    EXPECT_EQ(completed, found) << words;
+  }
+}
+
+TEST_F(ZrdlCompletion, knowsTheStoredTasks) {
+  EXPECT_EQ(complete("zrdl rm \"\""), Names());
+  EXPECT_TRUE(std::filesystem::is_empty(home_.path()));  // asking made nothing
+  know(1, 100);
+  origin_.serve("/1.mp4", patternBytes(100));
+  ASSERT_EQ(ZrdlProcess(with({"batch", batchOf({1, 2})})).wait(), 1);  // the second is not known
+  for (const std::string support : {"--support support", "--support = support", "--json --support \"$PWD/support\""}) {
+    EXPECT_EQ(complete("zrdl " + support + " rm \"\""), (Names{"73-1", "73-2"})) << support;
+  }
+  EXPECT_EQ(complete("zrdl --support support path \"\""), Names{"73-1"});
+  EXPECT_EQ(complete("zrdl --support support resume 73-"), Names{"73-2"});
+  EXPECT_EQ(complete("zrdl rm \"\""), Names());
+}
