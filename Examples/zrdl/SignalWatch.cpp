@@ -14,11 +14,11 @@ namespace {
 sigset_t watchedSignals() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler != SIG_IGN) sigaddset(&set, signal);
-  }
+  sigaddset(&set, SIGINT);  // even if it is ignored, as in a shell's background jobs: who sends it means it
+  sigaddset(&set, SIGTERM);
+  struct sigaction hangup {};
+  sigaction(SIGHUP, nullptr, &hangup);
+  if (hangup.sa_handler != SIG_IGN) sigaddset(&set, SIGHUP);
   return set;
 }
 
