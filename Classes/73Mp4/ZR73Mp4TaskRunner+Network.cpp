@@ -53,10 +53,9 @@ void ZR73Mp4TaskRunner::downloadMp4() {
     handleCannotFindMP4URLErr();
     return;
   }
-  const auto request = _makeDownload(*url, videoSavePath());
+  const auto request = _makeCountedDownload(*url, videoSavePath(), &ZR73Mp4TaskRunner::downloadedBytes_,
+                                            &ZR73Mp4TaskRunner::downloadEnded);
   request->setUseBreakpointContinuous(true);
-  request->setProgressHandler(_countInto(&ZR73Mp4TaskRunner::downloadedBytes_));
-  request->setResponseHandler(_whileExecuting(&ZR73Mp4TaskRunner::downloadEnded));
   _cancelCurrentReq();
   _start(request);
 }

@@ -149,6 +149,17 @@ class ZRTaskRunner : public ZRDownloadTask {
     };
   }
 
+  /// A download that counts into `bytes` and calls `ended` at its end, unless the task stopped executing.
+  template <class Runner>
+  std::shared_ptr<SCNetworkDownloadApi> _makeCountedDownload(
+      std::string url, std::string path, std::uint64_t Runner::*bytes,
+      void (Runner::*ended)(const SCNetworkApiResponseProtocol&)) {
+    auto download = _makeDownload(std::move(url), std::move(path));
+    download->setProgressHandler(_countInto(bytes));
+    download->setResponseHandler(_whileExecuting(ended));
+    return download;
+  }
+
   // ZRTaskRunner+ORM.cpp
 
   void _syncStateToDB();

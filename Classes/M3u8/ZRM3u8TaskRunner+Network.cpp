@@ -165,10 +165,9 @@ void ZRM3u8TaskRunner::downloadMp4() {
     handleCannotFindM3u8URLErr();
     return;
   }
-  const auto request = _makeDownload(*url, mp4VideoSavePath());
+  const auto request =
+      _makeCountedDownload(*url, mp4VideoSavePath(), &ZRM3u8TaskRunner::downloadedBytes_, &ZRM3u8TaskRunner::mp4Ended);
   request->setUseBreakpointContinuous(true);
-  request->setProgressHandler(_countInto(&ZRM3u8TaskRunner::downloadedBytes_));
-  request->setResponseHandler(_whileExecuting(&ZRM3u8TaskRunner::mp4Ended));
   _cancelCurrentReq();
   startM3u8Request(request);
 }
@@ -230,11 +229,10 @@ std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
 }
 
 void ZRM3u8TaskRunner::requestSegment(const std::string& url) {
-  const auto request = _makeDownload(url, currentDownloadSegmentPath());
+  const auto request = _makeCountedDownload(url, currentDownloadSegmentPath(), &ZRM3u8TaskRunner::currentSegmentBytes_,
+                                            &ZRM3u8TaskRunner::segmentEnded);
   segmentStart_ = ZRClock::secondsSince1970();
   currentSegmentBytes_ = 0;
-  request->setProgressHandler(_countInto(&ZRM3u8TaskRunner::currentSegmentBytes_));
-  request->setResponseHandler(_whileExecuting(&ZRM3u8TaskRunner::segmentEnded));
   _cancelCurrentReq();  // a task that is resumed while it executes must not fetch twice
   startM3u8Request(request);
 }
