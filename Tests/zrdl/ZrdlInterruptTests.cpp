@@ -84,6 +84,8 @@ TEST_P(ZrdlInterrupt, losesNothing) {
   held_ = GetParam().held;
   ZrdlProcess process(all({"batch", home_ / "batch"}));
   ASSERT_EQ(reached_.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  ASSERT_TRUE(
+      process.waitFor([](const auto& event) { return event["event"] == "created" && event["kind"] == "share"; }));
   process.signal(GetParam().signal);
   EXPECT_EQ(process.wait(), 130) << process.err();
   EXPECT_EQ(process.events("summary").size(), 1U);
