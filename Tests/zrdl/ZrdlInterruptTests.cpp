@@ -75,13 +75,12 @@ class ZrdlInterrupt : public ZrdlSite, public testing::WithParamInterface<Phase>
   }
 
   const OriginFile video_{.bytes = patternBytes(400'000), .etag = "\"v\"", .lastModified = ""};
-  std::string held_;  // set before the first request
+  const std::string held_ = GetParam().held;
   std::atomic<bool> holding_ = true;
   std::promise<void> reached_;
 };
 
 TEST_P(ZrdlInterrupt, losesNothing) {
-  held_ = GetParam().held;
   ZrdlProcess process(all({"batch", home_ / "batch"}));
   ASSERT_EQ(reached_.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
   ASSERT_TRUE(
