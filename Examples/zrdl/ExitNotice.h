@@ -1,11 +1,25 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 
 namespace zrdl {
 
-/// Tells on standard error what takes so long, should the process not have ended after `patience`: the library deletes
-/// the files of removed tasks before the process goes. To be called when all else is done.
-void explainSlowExit(std::chrono::milliseconds patience = std::chrono::milliseconds(500));
+/// Where the library sets aside the folders of removed tasks, which it deletes before the process goes.
+struct RemovalFolders {
+  std::filesystem::path downloads;  ///< of HLS and MP4 tasks
+  std::filesystem::path shares;     ///< of shared videos, a folder for each album in it
+
+  /// Those of the current host.
+  static RemovalFolders current();
+
+  /// Whether something there waits to be deleted.
+  bool areInUse() const;
+};
+
+/// Tells on standard error what takes so long, should the process not have ended after `patience` because folders are
+/// still being deleted. To be called when all else is done.
+void explainSlowExit(const RemovalFolders& folders,
+                     std::chrono::milliseconds patience = std::chrono::milliseconds(500));
 
 }  // namespace zrdl

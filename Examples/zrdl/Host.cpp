@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "ExitNotice.h"
+
 namespace zrdl {
 namespace {
 
@@ -55,6 +57,7 @@ Host::~Host() {
   answers_.decryptor.reset();  // its threads answer the library
   manager_.reset();
   ZRDownloadManager::shutdown();
+  explainSlowExit(RemovalFolders::current());
 }
 
 ZRDictionary Host::callbacks() {

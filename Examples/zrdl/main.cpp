@@ -4,7 +4,6 @@
 
 #include "Commands.h"
 #include "DisplayText.h"
-#include "ExitNotice.h"
 #include "Options.h"
 #include "SignalWatch.h"
 
@@ -32,7 +31,5 @@ int runLine(int argc, char** argv) {
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);  // lets a redraw of the terminal be one write
   zrdl::SignalWatch::start();
-  const int status = runLine(argc, argv);
-  zrdl::explainSlowExit();
-  return status;
+  return runLine(argc, argv);
 }

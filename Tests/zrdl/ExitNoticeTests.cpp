@@ -5,13 +5,14 @@
 #include <unistd.h>
 
 #include "ExitNotice.h"
+#include "TemporaryFolder.h"
 #include "ZRBackgroundQueue.h"
 
 namespace zrdl {
 namespace {
 
 /// Ends the process while the library still has something to do, which goes on until somebody complains.
-[[noreturn]] void endSlowly() {
+[[noreturn]] void endSlowly(const RemovalFolders& folders) {
   const int terminal = ::dup(STDERR_FILENO);
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) std::abort();
@@ -21,15 +22,29 @@ namespace {
     const ssize_t length = ::read(heard, text.data(), text.size());
     if (length > 0 && ::write(terminal, text.data(), static_cast<std::size_t>(length)) < 0) std::abort();
   });
-  explainSlowExit(std::chrono::milliseconds(1));
+  explainSlowExit(folders, std::chrono::milliseconds(1));
   std::exit(7);
 }
 
 }  // namespace
 
 TEST(ExitNotice, tellsWhatAnEndThatTakesTimeWaitsFor) {
+  const TemporaryFolder home;
+  writeFile(home / "downloads/.removing-1/1.ts", "");
+  const RemovalFolders folders{.downloads = home / "downloads", .shares = home / "shares"};
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(endSlowly(), testing::ExitedWithCode(7), "^zrdl: deleting the files of removed tasks; .*\n$");
+  EXPECT_EXIT(endSlowly(folders), testing::ExitedWithCode(7), "^zrdl: deleting the files of removed tasks; .*\n$");
+}
+
+TEST(ExitNotice, onlyFoldersThatAreSetAsideAreWaitedFor) {
+  const TemporaryFolder home;
+  const RemovalFolders folders{.downloads = home / "downloads", .shares = home / "shares"};
+  EXPECT_FALSE(folders.areInUse());
+  writeFile(home / "downloads/73-1-1/1-1.mp4", "");
+  writeFile(home / "shares/album/video/1.mp4", "");
+  EXPECT_FALSE(folders.areInUse());
+  writeFile(home / "shares/album/.removing-2/1.mp4", "");
+  EXPECT_TRUE(folders.areInUse());
 }
 
 }  // namespace zrdl
