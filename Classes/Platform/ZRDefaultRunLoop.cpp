@@ -9,6 +9,9 @@ using Clock = ZRDefaultRunLoop::Clock;
 /// The deadline of what never falls due.
 constexpr Clock::time_point kNever = Clock::time_point::max();
 
+/// What fits into every toolkit's time-out; a host that wakes once a day for nothing is idle enough.
+constexpr std::chrono::hours kLongestSleep{24};
+
 Clock::time_point deadlineAfter(ZRRunLoop::Duration delay) {
   const Clock::time_point now = Clock::now();
   if (delay >= kNever - now) return kNever;
@@ -25,9 +28,7 @@ ZRDefaultRunLoop::ZRDefaultRunLoop() : thread_(std::this_thread::get_id()) {}
 
 // What dropped work holds may call back as it goes, so it is dropped while the loop is still whole.
 ZRDefaultRunLoop::~ZRDefaultRunLoop() {
-  const auto ready = std::exchange(ready_, {});
-  const auto delayed = std::exchange(delayed_, {});
-  deadlines_.clear();
+  clear();
 }
 
 void ZRDefaultRunLoop::post(Work work) {
@@ -113,10 +114,26 @@ std::optional<ZRRunLoop::Duration> ZRDefaultRunLoop::timeUntilNext() const {
   return std::max<Duration>(delayed_.begin()->first.first - Clock::now(), Duration::zero());
 }
 
+int ZRDefaultRunLoop::pollTimeout() const {
+  const std::optional<Duration> next = timeUntilNext();
+  if (!next) return -1;
+  const auto rounded = std::chrono::ceil<std::chrono::milliseconds>(*next);
+  return static_cast<int>(std::min<std::chrono::milliseconds>(rounded, kLongestSleep).count());
+}
+
 void ZRDefaultRunLoop::setWakeup(Work wakeup) {
   auto shared = std::make_shared<const Work>(std::move(wakeup));
   const std::lock_guard lock(mutex_);
   wakeup_.swap(shared);
+}
+
+void ZRDefaultRunLoop::clear() {
+  std::deque<std::pair<DelayedId, Work>> ready;  // destroyed after the lock is released, like the next one
+  std::map<Deadline, Work> delayed;
+  const std::lock_guard lock(mutex_);
+  ready.swap(ready_);
+  delayed.swap(delayed_);
+  deadlines_.clear();
 }
 
 ZRDefaultRunLoop::Turn ZRDefaultRunLoop::beginTurn() {
