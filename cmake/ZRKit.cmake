@@ -100,7 +100,10 @@ find_dependency(fmt 9)
     NAMESPACE ZRDownloadKit::
     DESTINATION ${package_dir}
     COMPONENT ${kit_DEVELOPMENT} ${all})
-  install(FILES ${made}/ZRDownloadKitConfig.cmake ${made}/ZRDownloadKitConfigVersion.cmake
+  install(FILES
+      ${made}/ZRDownloadKitConfig.cmake
+      ${made}/ZRDownloadKitConfigVersion.cmake
+      ${ZRDownloadKit_SOURCE_DIR}/cmake/ZRDownloadKitToolkits.cmake
     DESTINATION ${package_dir}
     COMPONENT ${kit_DEVELOPMENT} ${all})
   install(FILES ${made}/ZRDownloadKit.pc

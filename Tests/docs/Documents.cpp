@@ -34,6 +34,15 @@ std::string joined(const std::vector<std::string>& lines) {
   return text;
 }
 
+/// The lines without the first one's indent, as far as they have it.
+std::vector<std::string> outdented(std::vector<std::string> lines) {
+  const std::string indent = lines.empty() ? "" : lines.front().substr(0, lines.front().find_first_not_of(' '));
+  for (std::string& line : lines) {
+    if (line.starts_with(indent)) line.erase(0, indent.size());
+  }
+  return lines;
+}
+
 std::vector<std::string> withoutLeadingComment(std::vector<std::string> lines) {
   const auto isCode = [](const std::string& line) { return !line.empty() && !line.starts_with("//"); };
   lines.erase(lines.begin(), std::find_if(lines.begin(), lines.end(), isCode));
@@ -105,7 +114,7 @@ std::string textOfSource(const std::string& source) {
   const auto first = std::find_if(lines.begin(), lines.end(), isMine);
   if (first == lines.end()) return {};
   const auto last = std::find_if(first + 1, lines.end(), isMine);
-  return last == lines.end() ? std::string() : joined({first + 1, last});
+  return last == lines.end() ? std::string() : joined(outdented({first + 1, last}));
 }
 
 std::vector<std::vector<std::string>> tableRows(const std::string& name, const std::string& heading) {

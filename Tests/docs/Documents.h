@@ -31,8 +31,8 @@ std::vector<std::string> linesOf(std::string_view text);
 
 std::vector<CodeBlock> codeBlocksOf(const std::string& document);
 
-/// The text of a file, or of the region `#name` between two lines `// [name]` or `# [name]` of it. Of a whole C++ file
-/// the comment at its beginning is left out. Empty when there is no such file or region.
+/// The text of a file, or of the region `#name` between two lines `// [name]` or `# [name]` of it, moved to the left
+/// margin. Of a whole C++ file the comment at its beginning is left out. Empty when there is no such file or region.
 std::string textOfSource(const std::string& source);
 
 /// The cells of every table row between the heading `heading` and the next one of any level.

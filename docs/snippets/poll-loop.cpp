@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -10,13 +8,8 @@
 void runWithPoll(ZRDefaultRunLoop& loop, int wakeFd, const std::function<bool()>& isOver) {
   loop.setWakeup([wakeFd] { ::eventfd_write(wakeFd, 1); });
   while (!isOver()) {
-    int milliseconds = -1;
-    if (const auto next = loop.timeUntilNext()) {
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(*next).count();
-      milliseconds = static_cast<int>(std::min<decltype(left)>(left, 60'000));
-    }
     pollfd wake{wakeFd, POLLIN, 0};  // and whatever else the host waits for
-    if (::poll(&wake, 1, milliseconds) > 0) {
+    if (::poll(&wake, 1, loop.pollTimeout()) > 0) {
       eventfd_t ignored = 0;
       ::eventfd_read(wakeFd, &ignored);
     }

@@ -1,0 +1,20 @@
+# zr_find_toolkit(ADAPTER RESULT)
+#
+# The target of the toolkit that the header-only run loop ADAPTER (Qt6RunLoop or GLibRunLoop) is for; empty when that is
+# not found. The build and the installed package both ask here. A macro, as what is found must stay in scope.
+macro(zr_find_toolkit adapter result)
+  set(${result})
+  if("${adapter}" STREQUAL "Qt6RunLoop")
+    find_package(Qt6 QUIET COMPONENTS Core)
+    set(${result} Qt6::Core)
+  elseif("${adapter}" STREQUAL "GLibRunLoop")
+    find_package(PkgConfig QUIET)
+    if(PkgConfig_FOUND)
+      pkg_check_modules(ZRGLib QUIET IMPORTED_TARGET GLOBAL glib-2.0>=2.36)
+    endif()
+    set(${result} PkgConfig::ZRGLib)
+  endif()
+  if(NOT TARGET "${${result}}")
+    set(${result})
+  endif()
+endmacro()
