@@ -8,7 +8,7 @@
 /// The buffers in which bodies are collected for large writes, kept for the next download. The agent's thread only.
 class SCBufferPool final {
  public:
-  static constexpr std::size_t kSize = std::size_t{256} << 10;
+  static constexpr std::size_t kSize = std::size_t{1} << 20;
   using Buffer = std::unique_ptr<char[]>;
 
   /// `kSize` bytes, not initialised: a small body touches only the pages it needs.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 
@@ -16,6 +17,8 @@ using Failure = SCDownloadFile::Failure;
 
 /// So large a piece goes to the disk while the next one arrives, so that `finish` does not hold up other transfers.
 constexpr std::int64_t kWritebackPiece = 32 << 20;
+
+constexpr std::size_t kSmallestPiece = 128 << 10;
 
 constexpr mode_t kMode = 0644;
 
@@ -160,10 +163,18 @@ Failure SCDownloadFile::append(std::string_view bytes) {
   return {};
 }
 
-/// Writes end where a buffer's size divides the position, so that full pages are written.
+/// A power of two, at most an eighth of what is still to come.
+std::size_t SCDownloadFile::pieceSize() const noexcept {
+  if (expected_ <= length_) return SCBufferPool::kSize;
+  return std::clamp(std::bit_floor(static_cast<std::size_t>(expected_ - length_) / 8), kSmallestPiece,
+                    SCBufferPool::kSize);
+}
+
+/// Writes end where a piece's size divides the position, so that full pages are written.
 std::size_t SCDownloadFile::roomUntilBoundary() const noexcept {
+  const std::size_t piece = pieceSize();
   const auto position = static_cast<std::size_t>(length_) + buffered_;
-  return SCBufferPool::kSize - position % SCBufferPool::kSize;
+  return piece - position % piece;
 }
 
 Failure SCDownloadFile::flush() {

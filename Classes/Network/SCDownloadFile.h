@@ -49,6 +49,10 @@ class SCDownloadFile final {
   /// The body is the rest: opens the file at its end. Nothing given keeps the validator that is known.
   [[nodiscard]] Failure appendRest(const std::optional<SCValidator>& validator);
 
+  /// How long the file will be, as far as that is known. Its last bytes are written in smaller pieces then, so that
+  /// little is left to write when the last one arrives.
+  void expect(std::int64_t completeLength) noexcept { expected_ = completeLength; }
+
   /// Takes over bytes of the body; they are written in large pieces.
   [[nodiscard]] Failure append(std::string_view bytes);
 
@@ -72,6 +76,7 @@ class SCDownloadFile final {
   Failure keepValidator(const std::optional<SCValidator>& validator);
   Failure finishInPlace();
   Failure finishPart();
+  std::size_t pieceSize() const noexcept;
   std::size_t roomUntilBoundary() const noexcept;
   Failure write(std::string_view bytes);
   void startWriteback();
@@ -89,6 +94,7 @@ class SCDownloadFile final {
   ino_t inode_ = 0;  // of file_
   std::optional<SCValidator> validator_;
   std::int64_t length_ = 0;
+  std::int64_t expected_ = 0;     // 0 when it is not known
   std::int64_t writtenBack_ = 0;  // bytes whose way to the disk has been started
   SCBufferPool::Buffer buffer_;
   std::size_t buffered_ = 0;

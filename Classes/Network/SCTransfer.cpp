@@ -191,6 +191,7 @@ void SCTransfer::store(bool fromZero, std::optional<std::int64_t> completeLength
   }
   fate_ = Fate::Store;
   completeLength_ = completeLength;
+  if (completeLength_) file_->expect(*completeLength_);
   offset_ = reported_ = file_->length();
 }
 
