@@ -1,6 +1,5 @@
 #include "DemoCommand.h"
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -8,15 +7,11 @@
 #include "Commands.h"
 #include "DemoClip.h"
 #include "DemoContent.h"
-#include "DemoDecryptor.h"
 #include "DemoOrigin.h"
+#include "DemoSite.h"
 
 namespace zrdl {
 namespace {
-
-constexpr std::int64_t kVid = 1;
-constexpr std::int32_t kMp4Version = 1;
-constexpr std::int32_t kHlsVersion = 2;
 
 /// A task of the demo, and whether what is at its path is what the origin sent.
 struct Part {
@@ -31,32 +26,10 @@ Options demoOptions(Options options, const DemoOrigin& origin) {
   return options;
 }
 
-SiteAnswers answersOf(const DemoOrigin& origin) {
-  SiteAnswers answers;
-  answers.playbackKey = {{"mkey", origin.mkey()}, {"cookie", origin.cookie()}};
-  answers.decryptor = std::make_unique<DemoDecryptor>(origin.mkey(), origin.segmentBase());
-  answers.mp4.set(
-      kVid, kMp4Version,
-      {{"title", "MP4 演示"}, {"url", origin.videoAddress()}, {"duration", 60}, {"fileSize", kDemoVideo.size()}});
-  return answers;
-}
-
 std::vector<Part> partsOf(const DemoOrigin& origin) {
   const auto isVideo = [](const std::string& path) { return kDemoVideo.isIn(path); };
   const auto isShare = [](const std::string& path) { return kDemoShare.isIn(path); };
-  return {
-      {{"hls", {{"vid", kVid}, {"site", 1}, {"version", kHlsVersion}}, "the demo's HLS video"}, DemoClip::isIn},
-      {{"mp4", {{"vid", kVid}, {"version", kMp4Version}}, "the demo's MP4"}, isVideo},
-      {{"share",
-        {{"vid", "demo"},
-         {"albumId", "zrdl"},
-         {"videoName", "LAN 演示.mp4"},
-         {"albumName", "ZRDownloadKit"},
-         {"deviceName", "zrdl"},
-         {"host", origin.deviceAddress()}},
-        "the demo's share"},
-       isShare},
-  };
+  return {{demoHls(), DemoClip::isIn}, {demoMp4(), isVideo}, {demoShare(origin), isShare}};
 }
 
 void removeTasks(ZRDownloadManager& manager, const ZRTaskList& tasks, Reporter& reporter) {
@@ -72,7 +45,7 @@ void removeTasks(ZRDownloadManager& manager, const ZRTaskList& tasks, Reporter& 
 int runDemo(const Options& options, Reporter& reporter) {
   const DemoOrigin origin;
   std::vector<std::function<bool()>> checks;
-  int status = runTasks(demoOptions(options, origin), answersOf(origin), reporter, [&](Host& host, Session& session) {
+  int status = runTasks(demoOptions(options, origin), demoAnswers(origin), reporter, [&](Host& host, Session& session) {
     removeTasks(host.manager(), host.manager().allFinishedTaskArr(), reporter);
     removeTasks(host.manager(), host.manager().allUnFinishTaskArr(), reporter);
     for (const Part& part : partsOf(origin)) {

@@ -23,12 +23,12 @@ struct DemoOrigin::Server {
   std::thread thread;
 };
 
-DemoOrigin::DemoOrigin() : server_(std::make_unique<Server>()) {
+DemoOrigin::DemoOrigin(unsigned slowness) : server_(std::make_unique<Server>()) {
   server_->port = server_->http.bind_to_any_port(kHost);
   if (server_->port < 0) throw std::runtime_error("no loopback port for the demo");
-  addDemoHlsService(server_->http, address(""), server_->access);
-  addDemoVideoSite(server_->http);
-  addDemoShareDevice(server_->http, address(""));
+  addDemoHlsService(server_->http, address(""), server_->access, slowness);
+  addDemoVideoSite(server_->http, slowness);
+  addDemoShareDevice(server_->http, address(""), slowness);
   server_->thread = std::thread([this] { server_->http.listen_after_bind(); });
   while (!server_->http.is_running()) std::this_thread::yield();  // `stop` before that would be lost
 }

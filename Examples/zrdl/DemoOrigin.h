@@ -6,12 +6,12 @@
 namespace zrdl {
 
 /// A web server on loopback that plays all the others of the demo: the video-information service with an HLS video,
-/// the second site with an MP4, a sharing device and the share service that knows it. It sends at the pace of a home
-/// connection.
+/// the second site with an MP4, a sharing device and the share service that knows it.
 class DemoOrigin final {
  public:
-  /// Throws `std::runtime_error` when no port can be had.
-  DemoOrigin();
+  /// An origin that sends at the pace of a home connection, or `slowness` times as slowly. Throws `std::runtime_error`
+  /// when no port can be had.
+  explicit DemoOrigin(unsigned slowness = 1);
   ~DemoOrigin();
   DemoOrigin(const DemoOrigin&) = delete;
   DemoOrigin& operator=(const DemoOrigin&) = delete;
@@ -21,6 +21,9 @@ class DemoOrigin final {
   std::string cookie() const;
   std::string infoBase() const { return address("/v4/video/info"); }
   std::string segmentBase() const { return address("/hls/"); }
+
+  /// A picture for either video.
+  std::string coverAddress() const { return address("/hls/clip.jpg"); }
 
   /// The second site's MP4, with ranges and a strong ETag.
   std::string videoAddress() const { return address("/video.mp4"); }

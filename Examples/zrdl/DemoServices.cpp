@@ -24,6 +24,8 @@ using Source = std::function<std::string(std::size_t offset, std::size_t length)
 struct Pace {
   std::size_t piece;  // bytes
   std::chrono::milliseconds pause;
+
+  constexpr Pace operator*(unsigned slowness) const { return {piece, pause * slowness}; }
 };
 constexpr Pace kVideoPace{128UL * 1024, std::chrono::milliseconds(15)};  // some 8 MiB each second
 constexpr Pace kSharePace{128UL * 1024, std::chrono::milliseconds(20)};
@@ -51,8 +53,8 @@ void answerContent(Response& response, const DemoContent& content, const Pace& p
               [content](std::size_t offset, std::size_t length) { return content.bytes(offset, length); });
 }
 
-void answerSegment(Response& response, std::string_view segment) {
-  answerPaced(response, segment.size(), "video/mp2t", kSegmentPace, [segment](std::size_t offset, std::size_t length) {
+void answerSegment(Response& response, std::string_view segment, const Pace& pace) {
+  answerPaced(response, segment.size(), "video/mp2t", pace, [segment](std::size_t offset, std::size_t length) {
     return std::string(segment.substr(offset, length));
   });
 }
@@ -97,27 +99,30 @@ void answerSubtitle(const Request& request, Response& response) {
 
 }  // namespace
 
-void addDemoHlsService(httplib::Server& server, const std::string& origin, const DemoHlsAccess& access) {
+void addDemoHlsService(httplib::Server& server, const std::string& origin, const DemoHlsAccess& access,
+                       unsigned slowness) {
   server.Get("/v4/video/info/1.json",
              [origin](const Request&, Response& response) { answerData(response, videoInfo(origin)); });
   server.Get("/hls/clip.m3u8",
              [access](const Request& request, Response& response) { answerPlaylist(request, response, access); });
   server.Get("/hls/clip.jpg", [](const Request&, Response& response) { answerPicture(response); });
-  server.Get(R"(/hls/(clip-\d+\.ts))", [](const Request& request, Response& response) {
+  server.Get(R"(/hls/(clip-\d+\.ts))", [slowness](const Request& request, Response& response) {
     const std::string_view segment = DemoClip::segment(request.matches[1].str());
     if (segment.empty()) {
       response.status = 404;
     } else {
-      answerSegment(response, segment);
+      answerSegment(response, segment, kSegmentPace * slowness);
     }
   });
 }
 
-void addDemoVideoSite(httplib::Server& server) {
-  server.Get("/video.mp4", [](const Request&, Response& response) { answerContent(response, kDemoVideo, kVideoPace); });
+void addDemoVideoSite(httplib::Server& server, unsigned slowness) {
+  server.Get("/video.mp4", [slowness](const Request&, Response& response) {
+    answerContent(response, kDemoVideo, kVideoPace * slowness);
+  });
 }
 
-void addDemoShareDevice(httplib::Server& server, const std::string& origin) {
+void addDemoShareDevice(httplib::Server& server, const std::string& origin, unsigned slowness) {
   server.Get("/device/albumdetail.action", [origin](const Request&, Response& response) {
     answerData(response, {{"shareUrl", origin + "/share"}});
   });
@@ -129,8 +134,9 @@ void addDemoShareDevice(httplib::Server& server, const std::string& origin) {
              [origin](const Request&, Response& response) { answerData(response, shareDetail(origin)); });
   server.Get("/device/coverImg.action", [](const Request&, Response& response) { answerPicture(response); });
   server.Get("/device/subtitle", answerSubtitle);
-  server.Get("/device/movie.mp4",
-             [](const Request&, Response& response) { answerContent(response, kDemoShare, kSharePace); });
+  server.Get("/device/movie.mp4", [slowness](const Request&, Response& response) {
+    answerContent(response, kDemoShare, kSharePace * slowness);
+  });
 }
 
 }  // namespace zrdl

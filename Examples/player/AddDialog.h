@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QDialog>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "TaskRequest.h"
+
+class QComboBox;
+class QDialogButtonBox;
+class QLabel;
+class QStackedWidget;
+
+namespace player {
+
+/// Asks for a new download of one of the three kinds, and stays open until it is taken.
+class AddDialog final : public QDialog {
+  Q_OBJECT
+
+ public:
+  /// Takes the request, or says why not.
+  using Add = std::function<QString(const zrdl::TaskRequest& request)>;
+
+  /// `suggestions` fill the fields of their kinds.
+  AddDialog(const std::vector<zrdl::TaskRequest>& suggestions, Add add, QWidget* parent);
+
+  /// What the fields of the chosen kind say.
+  zrdl::TaskRequest request() const;
+
+  void accept() override;
+
+ private:
+  QWidget* makeForm(std::size_t kind, const ZRDictionary& suggestion);
+  void changed();
+
+  const Add add_;
+  QComboBox* kinds_ = nullptr;
+  QStackedWidget* forms_ = nullptr;
+  QLabel* refusal_ = nullptr;
+  QDialogButtonBox* buttons_ = nullptr;
+};
+
+}  // namespace player

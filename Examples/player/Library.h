@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "SiteAnswers.h"
+#include "ZRDownloadKit.h"
+
+namespace player {
+
+/// The library set up for this host: who it is, Qt's event loop as the main loop, and the callbacks through which the
+/// library asks. Made on the thread of the application object, which it may outlive; one at a time. It ends the library
+/// when it is destroyed.
+class Library final {
+ public:
+  Library(ZRHostInfo host, zrdl::SiteAnswers answers);
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  ZRDownloadManager& manager() { return *manager_; }
+
+  /// Replaces what is called from the event loop after the library has logged a failure: the library tells of a failed
+  /// task in no other way.
+  void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
+
+ private:
+  ZRDictionary callbacks();
+  void answerPlaybackKey(ZRReplyCompletion completion);
+  void decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion completion);
+  void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
+  void takeLogRecord(const ZRDictionary& record);
+
+  /// Lets the event loop do the work, unless this ends before. Any thread.
+  void post(std::function<void()> work);
+
+  zrdl::SiteAnswers answers_;
+  const std::shared_ptr<ZRRunLoop> loop_;
+  std::shared_ptr<ZRDownloadManager> manager_;
+  std::function<void()> failureListener_;
+  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace player

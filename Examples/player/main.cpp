@@ -1,0 +1,101 @@
+// A small player's window on the library: downloads, and what is done with them.
+//
+//   player --demo              against an origin of its own on loopback, into a folder that goes with it
+//   player --folder DIR …      against the sites that the other options name
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDesktopServices>
+#include <QDir>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <cstdio>
+#include <exception>
+#include <optional>
+
+#include "DemoSite.h"
+#include "DownloadModel.h"
+#include "ExitStatus.h"
+#include "Library.h"
+#include "MainWindow.h"
+
+namespace {
+
+constexpr unsigned kDemoSlowness = 4;  // time enough to pause
+
+/// What the command line says.
+struct Arguments {
+  bool demo = false;
+  QString folder;
+  zrdl::Options sites;
+};
+
+Arguments readArguments(const QCoreApplication& app) {
+  QCommandLineParser parser;
+  parser.setApplicationDescription("Downloads videos for watching offline.");
+  parser.addHelpOption();
+  parser.addVersionOption();
+  parser.addOptions({
+      {"demo", "Download from an origin of the player's own on loopback."},
+      {"folder", "Where downloads go.", "DIR"},
+      {"info-base", "Base address of the video-information service.", "URL"},
+      {"mkey", "Playback key of HLS videos.", "KEY"},
+      {"cookie", "Sent with a playlist's request.", "TEXT"},
+      {"segment-base", "What relative segment addresses belong to.", "URL"},
+      {"mp4-info", "File of the second site's metadata, as zrdl takes it.", "FILE"},
+  });
+  parser.process(app);
+  const auto text = [&parser](const char* option) { return parser.value(option).toStdString(); };
+  Arguments arguments;
+  arguments.demo = parser.isSet("demo");
+  arguments.folder = parser.value("folder");
+  arguments.sites.infoBase = text("info-base");
+  arguments.sites.mkey = text("mkey");
+  arguments.sites.cookie = text("cookie");
+  arguments.sites.segmentBase = text("segment-base");
+  arguments.sites.mp4Info = text("mp4-info");
+  return arguments;
+}
+
+ZRHostInfo hostIn(const QString& folder, const std::string& infoBase) {
+  ZRHostInfo host = ZRHostInfo::defaults();
+  host.bundleIdentifier = "com.velmor.player";
+  host.shortVersion = ZRDownloadKitVersionString;
+  host.videoInfoBaseURL = infoBase;
+  if (folder.isEmpty()) return host;
+  host.applicationSupportFolder = QDir(folder).absoluteFilePath("support").toStdString();
+  host.moviesFolder = QDir(folder).absoluteFilePath("movies").toStdString();
+  return host;
+}
+
+int show(ZRHostInfo host, zrdl::SiteAnswers answers, std::vector<zrdl::TaskRequest> suggestions) {
+  player::Library library(std::move(host), std::move(answers));
+  player::DownloadModel model(library.manager());
+  library.setFailureListener([&model] { model.refresh(); });
+  player::MainWindow window(library.manager(), model, std::move(suggestions), &QDesktopServices::openUrl);
+  window.show();
+  return QApplication::exec();
+}
+
+int showDemo(const QString& folder) {
+  const QTemporaryDir temporary;
+  const zrdl::DemoOrigin origin(kDemoSlowness);
+  return show(hostIn(folder.isEmpty() ? temporary.path() : folder, origin.infoBase()), zrdl::demoAnswers(origin),
+              {zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin)});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationName("player");
+  QApplication::setApplicationVersion(ZRDownloadKitVersionString);
+  try {
+    const Arguments arguments = readArguments(app);
+    if (arguments.demo) return showDemo(arguments.folder);
+    return show(hostIn(arguments.folder, arguments.sites.infoBase), zrdl::SiteAnswers::of(arguments.sites), {});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "player: %s\n", error.what());
+    return zrdl::kExitUsage;
+  }
+}

@@ -1,0 +1,46 @@
+#include "DemoSite.h"
+
+#include <cstdint>
+
+#include "DemoContent.h"
+#include "DemoDecryptor.h"
+
+namespace zrdl {
+namespace {
+
+constexpr std::int64_t kVid = 1;
+constexpr std::int32_t kMp4Version = 1;
+constexpr std::int32_t kHlsVersion = 2;
+
+}  // namespace
+
+SiteAnswers demoAnswers(const DemoOrigin& origin) {
+  SiteAnswers answers;
+  answers.playbackKey = {{"mkey", origin.mkey()}, {"cookie", origin.cookie()}};
+  answers.decryptor = std::make_unique<DemoDecryptor>(origin.mkey(), origin.segmentBase());
+  answers.mp4.set(
+      kVid, kMp4Version,
+      {{"title", "MP4 演示"}, {"url", origin.videoAddress()}, {"duration", 60}, {"fileSize", kDemoVideo.size()}});
+  return answers;
+}
+
+TaskRequest demoHls() {
+  return {"hls", {{"vid", kVid}, {"site", 1}, {"version", kHlsVersion}}, "the demo's HLS video"};
+}
+
+TaskRequest demoMp4() {
+  return {"mp4", {{"vid", kVid}, {"version", kMp4Version}}, "the demo's MP4"};
+}
+
+TaskRequest demoShare(const DemoOrigin& origin) {
+  return {"share",
+          {{"vid", "demo"},
+           {"albumId", "zrdl"},
+           {"videoName", "LAN 演示.mp4"},
+           {"albumName", "ZRDownloadKit"},
+           {"deviceName", "zrdl"},
+           {"host", origin.deviceAddress()}},
+          "the demo's share"};
+}
+
+}  // namespace zrdl

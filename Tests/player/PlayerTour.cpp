@@ -1,0 +1,323 @@
+// A tour of the player's window as a user takes it: real downloads from the demo's origin, real clicks on the real
+// widgets. scripts/player-tour gives it a display. PLAYER_SCREENSHOT names the file for a picture of the window with a
+// download in every state.
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QStatusBar>
+#include <QTest>
+#include <QToolButton>
+#include <QUrl>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "AddDialog.h"
+#include "DemoClip.h"
+#include "DemoContent.h"
+#include "DemoSite.h"
+#include "DownloadModel.h"
+#include "Library.h"
+#include "MainWindow.h"
+#include "TemporaryFolder.h"
+#include "WaitUntil.h"
+
+using player::Download;
+
+namespace {
+
+constexpr unsigned kSlowness = 6;
+
+ZRHostInfo hostIn(const TemporaryFolder& folder, const zrdl::DemoOrigin& origin) {
+  ZRHostInfo host = ZRHostInfo::defaults();
+  host.bundleIdentifier = "com.example.tour";
+  host.applicationSupportFolder = folder / "support";
+  host.moviesFolder = folder / "movies";
+  host.videoInfoBaseURL = origin.infoBase();
+  return host;
+}
+
+class PlayerTour : public testing::Test {
+ protected:
+  PlayerTour() {
+    library_.setFailureListener([this] { model_.refresh(); });
+    window_.show();
+  }
+
+  // Widgets.
+
+  template <class Widget>
+  static Widget& find(const QWidget& parent, const char* name) {
+    auto* const widget = parent.findChild<Widget*>(name);
+    if (widget == nullptr) throw std::runtime_error(std::string("no ") + name);
+    return *widget;
+  }
+
+  QToolButton& button(const char* name) { return find<QToolButton>(window_, name); }
+  void click(const char* name) { QTest::mouseClick(&button(name), Qt::LeftButton); }
+  QListView& list() { return *window_.findChild<QListView*>(); }
+
+  /// Which of the buttons can be pressed.
+  std::string enabled() {
+    std::string names;
+    for (const char* const name : {"add", "play", "resume", "pause", "remove"}) {
+      if (button(name).isEnabled()) names += names.empty() ? name : std::string(" ") + name;
+    }
+    return names;
+  }
+
+  void choose(int row) {
+    const QRect place = list().visualRect(model_.index(row));
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, place.center());
+    ASSERT_EQ(list().currentIndex().row(), row);
+  }
+
+  template <class Dialog>
+  static Dialog* opened() {
+    waitUntil([] { return qobject_cast<Dialog*>(QApplication::activeModalWidget()) != nullptr; });
+    return qobject_cast<Dialog*>(QApplication::activeModalWidget());
+  }
+
+  // What a user does.
+
+  void openAddDialog(int kind) {
+    click("add");
+    dialog_ = opened<player::AddDialog>();
+    ASSERT_NE(dialog_, nullptr);
+    auto& kinds = find<QComboBox>(*dialog_, "kind");
+    kinds.setFocus();
+    QTest::keyClick(&kinds, Qt::Key_Home);
+    for (int step = 0; step < kind; ++step) QTest::keyClick(&kinds, Qt::Key_Down);
+    ASSERT_EQ(kinds.currentIndex(), kind);
+  }
+
+  /// The field of the form that is shown.
+  QLineEdit& field(const char* key) {
+    for (QLineEdit* const edit : dialog_->findChildren<QLineEdit*>(key)) {
+      if (edit->isVisible()) return *edit;
+    }
+    throw std::runtime_error(std::string("no field ") + key);
+  }
+
+  void type(const char* key, const QString& text) {
+    QLineEdit& edit = field(key);
+    edit.selectAll();
+    QTest::keyClick(&edit, Qt::Key_Delete);
+    edit.insert(text);
+  }
+
+  QPushButton& dialogButton(QDialogButtonBox::StandardButton which) {
+    return *dialog_->findChild<QDialogButtonBox*>()->button(which);
+  }
+
+  void closeAddDialog(QDialogButtonBox::StandardButton with) {
+    QTest::mouseClick(&dialogButton(with), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([] { return QApplication::activeModalWidget() == nullptr; }));
+  }
+
+  /// Presses the dialog's button, which makes a row, at the end.
+  void download(int row) {
+    ASSERT_NO_FATAL_FAILURE(closeAddDialog(QDialogButtonBox::Ok));
+    ASSERT_EQ(model_.rowCount(), row + 1);
+    ASSERT_EQ(list().currentIndex().row(), row) << "the new one is not chosen";
+  }
+
+  void answerRemoval(bool yes) {
+    click("remove");
+    auto* const question = opened<QMessageBox>();
+    ASSERT_NE(question, nullptr);
+    for (QAbstractButton* const answer : question->buttons()) {
+      const bool destroys = question->buttonRole(answer) == QMessageBox::DestructiveRole;
+      if (destroys == yes) {
+        QTest::mouseClick(answer, Qt::LeftButton);
+        break;
+      }
+    }
+    ASSERT_TRUE(waitUntil([] { return QApplication::activeModalWidget() == nullptr; }));
+  }
+
+  // What a user sees.
+
+  /// Whether the row shows a picture and not the icon, which has few colours.
+  bool showsCover(int row) {
+    const QRect place = list().visualRect(model_.index(row));
+    const QImage image = list().viewport()->grab(QRect(place.topLeft() + QPoint(30, 30), QSize(50, 30))).toImage();
+    std::set<QRgb> colors;
+    for (int x = 0; x < image.width(); ++x) {
+      for (int y = 0; y < image.height(); ++y) colors.insert(image.pixel(x, y));
+    }
+    return colors.size() > 100;
+  }
+
+  bool showsEmptyPage() { return find<QWidget>(window_, "empty").isVisible(); }
+
+  const Download& at(int row) { return model_.at(row); }
+  bool waitFor(int row, ZRTaskState state) {
+    return waitUntil([&] { return at(row).state == state; });
+  }
+
+  TemporaryFolder folder_;
+  zrdl::DemoOrigin origin_{kSlowness};
+  player::Library library_{hostIn(folder_, origin_), zrdl::demoAnswers(origin_)};
+  player::DownloadModel model_{library_.manager()};
+  std::vector<QUrl> played_;
+  bool hasPlayer_ = true;
+  player::MainWindow window_{library_.manager(),
+                             model_,
+                             {zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin_)},
+                             [this](const QUrl& file) {
+                               played_.push_back(file);
+                               return hasPlayer_;
+                             }};
+  player::AddDialog* dialog_ = nullptr;
+};
+
+/// What is going on, for who watches the tour.
+void step(const char* text) {
+  std::printf("tour: %s\n", text);
+  std::fflush(stdout);
+}
+
+constexpr int kHlsKind = 0;
+constexpr int kMp4Kind = 1;
+constexpr int kShareKind = 2;
+
+}  // namespace
+
+TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
+  constexpr int kMp4 = 0;
+  constexpr int kHls = 1;
+  constexpr int kGone = 2;
+  constexpr int kShare = 3;
+
+  step("an empty window");
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window_));
+  EXPECT_TRUE(showsEmptyPage());
+  EXPECT_EQ(enabled(), "add");
+  EXPECT_EQ(find<QSpinBox>(window_, "limit").value(), 3);
+
+  step("a form that is not complete");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kMp4Kind));
+  EXPECT_TRUE(dialogButton(QDialogButtonBox::Ok).isEnabled()) << "the demo's own values";
+  type("vid", "");
+  EXPECT_FALSE(dialogButton(QDialogButtonBox::Ok).isEnabled());
+  ASSERT_NO_FATAL_FAILURE(closeAddDialog(QDialogButtonBox::Cancel));
+  EXPECT_TRUE(showsEmptyPage());
+
+  step("add the MP4, pause it on its way");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kMp4Kind));
+  ASSERT_NO_FATAL_FAILURE(download(kMp4));
+  EXPECT_FALSE(showsEmptyPage());
+  EXPECT_EQ(enabled(), "add pause remove");
+  ASSERT_TRUE(waitUntil([&] { return at(kMp4).progress > 0.05 && at(kMp4).speed > 0; }));
+  EXPECT_FALSE(paceText(at(kMp4)).isEmpty());
+  click("pause");
+  ASSERT_EQ(at(kMp4).state, ZRTaskState::Paused);
+  EXPECT_LT(at(kMp4).progress, 1);
+  EXPECT_EQ(enabled(), "add resume remove");
+
+  step("the same one is refused");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kMp4Kind));
+  QTest::mouseClick(&dialogButton(QDialogButtonBox::Ok), Qt::LeftButton);
+  EXPECT_TRUE(find<QLabel>(*dialog_, "refusal").isVisible());
+  ASSERT_NO_FATAL_FAILURE(closeAddDialog(QDialogButtonBox::Cancel));
+  EXPECT_EQ(model_.rowCount(), 1);
+
+  step("add the HLS video; one at once, then two");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kHlsKind));
+  type("albumPic", QString::fromStdString(origin_.coverAddress()));
+  ASSERT_NO_FATAL_FAILURE(download(kHls));
+  auto& limit = find<QSpinBox>(window_, "limit");
+  limit.setValue(1);
+  ASSERT_NO_FATAL_FAILURE(choose(kMp4));
+  click("resume");
+  EXPECT_EQ(at(kHls).state, ZRTaskState::Executing);
+  EXPECT_EQ(at(kMp4).state, ZRTaskState::Waiting);
+  QTest::keyClick(&limit, Qt::Key_Up);
+  limit.findChild<QLineEdit*>()->deselect();  // for the picture
+  EXPECT_EQ(at(kMp4).state, ZRTaskState::Executing);
+  click("pause");
+  EXPECT_EQ(at(kMp4).state, ZRTaskState::Paused);
+
+  step("a device that has left the network");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kShareKind));
+  type("host", QString::fromStdString(origin_.deviceAddress() + "gone/"));
+  type("vid", "gone");
+  type("videoName", QStringLiteral("去年夏天在海边拍的家庭录像，一共三个小时，还没有剪辑过的完整版本，请不要删除，谢谢"
+                                   "（原始文件，第二份，未剪辑）.mp4"));
+  ASSERT_NO_FATAL_FAILURE(download(kGone));
+  ASSERT_TRUE(waitFor(kGone, ZRTaskState::Errored));
+  EXPECT_EQ(detailText(at(kGone)), QStringLiteral("主机已下线"));
+  EXPECT_TRUE(model_.index(kGone).data(Qt::AccessibleTextRole).toString().contains(QStringLiteral("主机已下线")));
+  EXPECT_EQ(enabled(), "add resume remove");
+
+  step("the HLS video to its end, with its cover from the web");
+  ASSERT_TRUE(waitFor(kHls, ZRTaskState::Finished));
+  EXPECT_TRUE(zrdl::DemoClip::isIn(at(kHls).playablePath.toStdString()));
+  ASSERT_TRUE(waitUntil([&] { return showsCover(kHls); }));
+  EXPECT_FALSE(showsCover(kMp4));
+
+  step("the shared video, with its cover from the device");
+  ASSERT_NO_FATAL_FAILURE(openAddDialog(kShareKind));
+  ASSERT_NO_FATAL_FAILURE(download(kShare));
+  ASSERT_TRUE(
+      waitUntil([&] { return !paceText(at(kShare)).isEmpty() && at(kShare).progress > 0.3 && showsCover(kShare); }));
+  EXPECT_EQ(at(kShare).state, ZRTaskState::Executing);
+  if (const QString file = qEnvironmentVariable("PLAYER_SCREENSHOT"); !file.isEmpty()) {
+    EXPECT_TRUE(window_.grab().save(file)) << "cannot write " << file.toStdString();
+  }
+
+  step("both to their end");
+  ASSERT_NO_FATAL_FAILURE(choose(kMp4));
+  click("resume");
+  ASSERT_TRUE(waitFor(kMp4, ZRTaskState::Finished) && waitFor(kShare, ZRTaskState::Finished));
+  EXPECT_TRUE(zrdl::kDemoVideo.isIn(at(kMp4).playablePath.toStdString()));
+  EXPECT_TRUE(zrdl::kDemoShare.isIn(at(kShare).playablePath.toStdString()));
+
+  step("play, by the button and by the key");
+  EXPECT_EQ(enabled(), "add play remove");
+  click("play");
+  ASSERT_NO_FATAL_FAILURE(choose(kHls));
+  hasPlayer_ = false;
+  QTest::keyClick(&list(), Qt::Key_Return);
+  EXPECT_EQ(played_,
+            (std::vector{QUrl::fromLocalFile(at(kMp4).playablePath), QUrl::fromLocalFile(at(kHls).playablePath)}));
+  EXPECT_TRUE(window_.statusBar()->currentMessage().contains(at(kHls).title));
+
+  step("remove one, after second thoughts");
+  ASSERT_NO_FATAL_FAILURE(choose(kGone));
+  ASSERT_NO_FATAL_FAILURE(answerRemoval(false));
+  EXPECT_EQ(model_.rowCount(), 4);
+  ASSERT_NO_FATAL_FAILURE(answerRemoval(true));
+  EXPECT_EQ(model_.rowCount(), 3);
+
+  step("remove all the others");
+  const std::string film = at(kMp4).playablePath.toStdString();
+  ASSERT_TRUE(std::filesystem::exists(film));
+  QTest::keyClick(&list(), Qt::Key_A, Qt::ControlModifier);
+  ASSERT_NO_FATAL_FAILURE(answerRemoval(true));
+  EXPECT_EQ(model_.rowCount(), 0);
+  EXPECT_TRUE(showsEmptyPage());
+  EXPECT_EQ(enabled(), "add");
+  EXPECT_FALSE(std::filesystem::exists(film));
+}
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  QApplication app(argc, argv);
+  return RUN_ALL_TESTS();
+}
