@@ -8,8 +8,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpressionValidator>
-#include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <array>
 #include <span>
 #include <utility>
@@ -98,32 +98,33 @@ AddDialog::AddDialog(const std::vector<zrdl::TaskRequest>& suggestions, Add add,
   setMinimumWidth(440);
   kinds_ = new QComboBox;
   kinds_->setObjectName("kind");
-  forms_ = new QStackedWidget;
   refusal_ = new QLabel;
   refusal_->setObjectName("refusal");
   refusal_->setWordWrap(true);
-  refusal_->hide();
   buttons_ = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
   buttons_->button(QDialogButtonBox::Ok)->setText(tr("&Download"));
+  for (QAbstractButton* const button : buttons_->buttons()) button->setIcon({});
+
+  auto* const layout = new QVBoxLayout(this);
+  auto* const head = new QFormLayout;
+  auto* const label = new QLabel(tr("&Kind"));
+  label->setBuddy(kinds_);
+  head->addRow(label, kinds_);
+  layout->addLayout(head);
   for (std::size_t kind = 0; kind < kKinds.size(); ++kind) {
     kinds_->addItem(tr(kKinds[kind].label));
-    forms_->addWidget(makeForm(kind, suggestionFor(kKinds[kind].name, suggestions)));
+    forms_.push_back(makeForm(kind, suggestionFor(kKinds[kind].name, suggestions)));
+    layout->addWidget(forms_.back());
   }
-
-  auto* const head = new QFormLayout;
-  head->addRow(tr("&Kind"), kinds_);
-  auto* const layout = new QVBoxLayout(this);
-  layout->addLayout(head);
-  layout->addWidget(forms_);
+  alignForms(label);
   layout->addWidget(refusal_);
   layout->addStretch();
   layout->addWidget(buttons_);
 
-  connect(kinds_, &QComboBox::currentIndexChanged, forms_, &QStackedWidget::setCurrentIndex);
-  connect(kinds_, &QComboBox::currentIndexChanged, this, &AddDialog::changed);
+  connect(kinds_, &QComboBox::currentIndexChanged, this, &AddDialog::chosen);
   connect(buttons_, &QDialogButtonBox::accepted, this, &AddDialog::accept);
   connect(buttons_, &QDialogButtonBox::rejected, this, &AddDialog::reject);
-  changed();
+  chosen();
 }
 
 QWidget* AddDialog::makeForm(std::size_t kind, const ZRDictionary& suggestion) {
@@ -143,20 +144,37 @@ QWidget* AddDialog::makeForm(std::size_t kind, const ZRDictionary& suggestion) {
   return form;
 }
 
+/// One column for all labels, whichever form they are on.
+void AddDialog::alignForms(QLabel* first) const {
+  QList<QLabel*> labels{first};
+  for (const QWidget* const form : forms_) labels += form->findChildren<QLabel*>();
+  int width = 0;
+  for (const QLabel* const label : labels) width = std::max(width, label->sizeHint().width());
+  for (QLabel* const label : labels) label->setMinimumWidth(width);
+}
+
+std::size_t AddDialog::kind() const {
+  return static_cast<std::size_t>(kinds_->currentIndex());
+}
+
 zrdl::TaskRequest AddDialog::request() const {
-  const Kind& kind = kKinds[static_cast<std::size_t>(kinds_->currentIndex())];
-  zrdl::TaskRequest request{kind.name, {}, kind.label};
-  for (const Field& field : kind.fields) request.params.set(field.key, valueOf(field, *forms_->currentWidget()));
+  const Kind& chosen = kKinds[kind()];
+  zrdl::TaskRequest request{chosen.name, {}, chosen.label};
+  for (const Field& field : chosen.fields) request.params.set(field.key, valueOf(field, *forms_[kind()]));
   return request;
+}
+
+void AddDialog::chosen() {
+  for (QWidget* const form : forms_) form->setVisible(form == forms_[kind()]);
+  changed();
+  adjustSize();
 }
 
 /// Only what can be asked for can be sent off.
 void AddDialog::changed() {
   const zrdl::TaskRequest now = request();
-  bool complete = true;
-  for (const Field& field : kKinds[static_cast<std::size_t>(kinds_->currentIndex())].fields) {
-    complete = complete && (!field.required || now.params.contains(field.key));
-  }
+  const bool complete = std::ranges::all_of(
+      kKinds[kind()].fields, [&now](const Field& field) { return !field.required || now.params.contains(field.key); });
   buttons_->button(QDialogButtonBox::Ok)->setEnabled(complete);
   refusal_->hide();
 }

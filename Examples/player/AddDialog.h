@@ -10,7 +10,6 @@
 class QComboBox;
 class QDialogButtonBox;
 class QLabel;
-class QStackedWidget;
 
 namespace player {
 
@@ -32,11 +31,14 @@ class AddDialog final : public QDialog {
 
  private:
   QWidget* makeForm(std::size_t kind, const ZRDictionary& suggestion);
+  void alignForms(QLabel* first) const;
+  std::size_t kind() const;
+  void chosen();
   void changed();
 
   const Add add_;
   QComboBox* kinds_ = nullptr;
-  QStackedWidget* forms_ = nullptr;
+  std::vector<QWidget*> forms_;  // one a kind, of which one is shown
   QLabel* refusal_ = nullptr;
   QDialogButtonBox* buttons_ = nullptr;
 };

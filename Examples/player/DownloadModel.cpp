@@ -15,6 +15,11 @@ ZRTaskList allTasks(const ZRDownloadManager& manager) {
   return tasks;
 }
 
+/// A tip that shows the text as it is; it may come from a server.
+QString plainToolTip(const QString& text) {
+  return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
+}
+
 }  // namespace
 
 DownloadModel::DownloadModel(ZRDownloadManager& manager, QObject* parent)
@@ -44,7 +49,7 @@ QVariant DownloadModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
       return download.title;
     case Qt::ToolTipRole:
-      return download.isFailed() ? QVariant(download.message) : QVariant();
+      return download.isFailed() ? plainToolTip(download.message) : QVariant();
     case Qt::AccessibleTextRole:
       return spokenText(download);
     case DownloadRole:

@@ -193,10 +193,12 @@ void MainWindow::pause() {
 void MainWindow::remove() {
   const std::vector<int> rows = selectedRows();
   const ZRTaskList tasks = selectedTasks(nullptr);
-  auto* const question = new QMessageBox(QMessageBox::Question, tr("Remove"), {}, QMessageBox::Cancel, this);
-  question->setText(rows.size() == 1 ? tr("Remove “%1”?").arg(model_.at(rows.front()).title)
-                                     : tr("Remove %1 downloads?").arg(rows.size()));
-  question->setInformativeText(tr("What was downloaded is deleted."));
+  auto* const question = new QMessageBox(QMessageBox::NoIcon, tr("Remove"), {}, QMessageBox::Cancel, this);
+  question->setTextFormat(Qt::PlainText);
+  question->setIconPixmap(remove_->icon().pixmap(QSize(32, 32)));
+  question->setText(rows.size() == 1 ? tr("Remove “%1” and its files?").arg(model_.at(rows.front()).title)
+                                     : tr("Remove %1 downloads and their files?").arg(rows.size()));
+  question->button(QMessageBox::Cancel)->setIcon({});
   QPushButton* const yes = question->addButton(tr("&Remove"), QMessageBox::DestructiveRole);
   question->setDefaultButton(QMessageBox::Cancel);
   question->setAttribute(Qt::WA_DeleteOnClose);

@@ -113,7 +113,7 @@ TEST_F(DownloadModelTest, aFailureIsToldInTheLibrarysWords) {
   add(3);
   ASSERT_TRUE(waitUntil([&] { return model_->rowCount() == 1 && model_->at(0).isFailed(); }));
   EXPECT_EQ(model_->at(0).message, QStringLiteral("找不到MP4下载地址"));
-  EXPECT_EQ(model_->index(0).data(Qt::ToolTipRole).toString(), model_->at(0).message);
+  EXPECT_EQ(model_->index(0).data(Qt::ToolTipRole).toString(), QStringLiteral("<p>找不到MP4下载地址</p>"));
   EXPECT_EQ(model_->index(0).data(Qt::AccessibleTextRole).toString(),
             QStringLiteral("Film 3, Failed, 找不到MP4下载地址"));
 }
