@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "SiteAnswers.h"
+#include "SiteCallbacks.h"
 #include "ZRDownloadKit.h"
 
 namespace player {
@@ -25,17 +25,10 @@ class Library final {
   void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
 
  private:
-  ZRDictionary callbacks();
-  void answerPlaybackKey(ZRReplyCompletion completion);
-  void decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion completion);
-  void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
   void takeLogRecord(const ZRDictionary& record);
 
-  /// Lets the event loop do the work, unless this ends before. Any thread.
-  void post(std::function<void()> work);
-
-  zrdl::SiteAnswers answers_;
   const std::shared_ptr<ZRRunLoop> loop_;
+  zrdl::SiteCallbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
   std::function<void()> failureListener_;
   const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -7,7 +7,7 @@
 
 #include "Options.h"
 #include "Reporter.h"
-#include "SiteAnswers.h"
+#include "SiteCallbacks.h"
 #include "ZRDownloadKit.h"
 
 namespace zrdl {
@@ -37,15 +37,12 @@ class Host final {
 
  private:
   ZRDictionary callbacks();
-  void answerPlaybackKey(ZRReplyCompletion completion);
-  void decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion completion);
-  void answerMp4Info(const ZRDictionary& request, ZRReplyCompletion completion);
   void takeLogRecord(const ZRDictionary& record);
   void tellWhyThereIsNoStore();
 
-  SiteAnswers answers_;
   Reporter& reporter_;
   const std::shared_ptr<ZRDefaultRunLoop> loop_;
+  SiteCallbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
   std::function<void()> failureListener_;
   bool hasStore_ = true;
