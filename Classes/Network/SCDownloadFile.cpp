@@ -102,8 +102,8 @@ Failure SCDownloadFile::open(const std::string& name, int flags) {
 }
 
 // Another download of the same file may still write a part of its own: it keeps its file and loses its name.
-Failure SCDownloadFile::openNew() {
-  if (file_) return {};
+Failure SCDownloadFile::openNewPart() {
+  length_ = 0;
   Failure failure = open(partName_, O_WRONLY | O_CREAT | O_EXCL);
   if (!failure || ::unlinkat(folder_.get(), partName_.c_str(), 0) != 0) return failure;
   return open(partName_, O_WRONLY | O_CREAT | O_EXCL);
@@ -112,7 +112,7 @@ Failure SCDownloadFile::openNew() {
 // The old validator goes before the old bytes, and the new one comes after them: a crash in between leaves bytes
 // without a validator, never with a wrong one.
 Failure SCDownloadFile::startOver(const std::optional<SCValidator>& validator) {
-  if (!resume_) return openNew();
+  if (!resume_) return openNewPart();
   if (Failure failure = keepValidator(std::nullopt)) return failure;
   length_ = 0;
   writtenBack_ = 0;

@@ -33,10 +33,6 @@ class SCDownloadFile final {
   /// file.
   [[nodiscard]] Failure prepare();
 
-  /// Opens the empty file that the body will go to, if that is not done yet; only without resume. `startOver` does the
-  /// same: this chooses an earlier moment.
-  [[nodiscard]] Failure openNew();
-
   /// Bytes that the file system has; those in the buffer do not count.
   std::int64_t length() const noexcept { return length_; }
 
@@ -71,6 +67,7 @@ class SCDownloadFile final {
 
  private:
   Failure open(const std::string& name, int flags);
+  Failure openNewPart();
   bool partIsOurs() const;
   Failure readValidator();
   Failure keepValidator(const std::optional<SCValidator>& validator);

@@ -88,7 +88,6 @@ Exchange SCTransfer::nextExchange() {
 
 void SCTransfer::connected(Clock::time_point now) {
   stallDeadline_ = now + limits_.stallTimeout;
-  isFileDue_ = file_ && !spec_.target->resume;
 }
 
 bool SCTransfer::receiveHeadLine(std::string_view line, Clock::time_point now) {
@@ -234,15 +233,11 @@ SCTransfer::Clock::time_point SCTransfer::nextDeadline() const {
 std::optional<SCURLErrorCode> SCTransfer::tick(Clock::time_point now) {
   if (now >= wholeDeadline_) return Code::TimedOut;
   if (now >= stallDeadline_) return Code::NetworkConnectionLost;
-  std::optional<ZRError> failure;
-  const bool awaitsAnswer = fate_ == Fate::Unknown && !ticket_->isCancelled();
-  if (std::exchange(isFileDue_, false) && awaitsAnswer) failure = file_->openNew();
-  if (!failure && now >= flushDeadline_) {
-    flushDeadline_ = Clock::time_point::max();
-    failure = file_->flush();
-    addWritten();
-    postWritten(now);
-  }
+  if (now < flushDeadline_) return std::nullopt;
+  flushDeadline_ = Clock::time_point::max();
+  auto failure = file_->flush();
+  addWritten();
+  postWritten(now);
   if (!failure) return std::nullopt;
   fail(*std::move(failure));
   return Code::CannotWriteFile;

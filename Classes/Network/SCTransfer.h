@@ -54,8 +54,7 @@ class SCTransfer final {
   /// When `tick` wants to be called.
   Clock::time_point nextDeadline() const;
 
-  /// Opens the file while the answer is on its way, and writes what has waited long enough. Why the request must end
-  /// now, or nothing.
+  /// Writes what has waited long enough. Why the request must end now, or nothing.
   std::optional<SCURLErrorCode> tick(Clock::time_point now);
 
   /// The exchange is over, by `failure` or completely. The next one; nothing when the request has ended.
@@ -109,7 +108,6 @@ class SCTransfer final {
   bool sendsCallerHeaders_ = true;
   std::int64_t reported_ = 0;   // file length that progress has told or holds
   bool holdsProgress_ = false;  // added and not posted
-  bool isFileDue_ = false;      // the request has just been sent: time to open the file that its answer will need
   Clock::time_point lastProgress_{};
 
   // The exchange in hand.

@@ -196,9 +196,9 @@ TEST_F(ZRDefaultRunLoopTest, threadsMayPostCancelAndStop) {
       });
     }
   }
-  EXPECT_FALSE(loop_.isLoopThread());
   loop_.post([this] { loop_.stop(); });
   runner.join();
+  EXPECT_FALSE(loop_.isLoopThread());
   EXPECT_EQ(ran, kThreads * kRounds);
   EXPECT_GT(wakeups, 0);
   EXPECT_EQ(loop_.timeUntilNext(), std::nullopt);

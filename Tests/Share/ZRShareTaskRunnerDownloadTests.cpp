@@ -47,13 +47,19 @@ TEST_F(ZRShareTaskRunnerDownloadTest, sizeFromTheParametersIsKept) {
 
 TEST_F(ZRShareTaskRunnerDownloadTest, secondCoverRequestDoesNotSpoilTheFirst) {
   const auto number = std::make_shared<std::atomic<int>>(0);
-  device_.route("/coverImg.action", [this, number](const OriginRequest&, OriginConnection& out) {
-    if (++*number > 1) return out.respond(200, cover_);
+  const auto second = std::make_shared<OriginGate>();
+  device_.route("/coverImg.action", [this, number, second](const OriginRequest&, OriginConnection& out) {
+    if (++*number > 1) {
+      out.wait(*second);
+      return out.respond(200, cover_);
+    }
     out.send("HTTP/1.1 200 OK\r\nContent-Length: 900\r\n\r\n" + cover_.substr(0, 400));
     out.wait(gate_);
     out.send(cover_.substr(400));
   });
   const auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(file(".v1.jpg.part")); }));
+  second->open();
   ASSERT_TRUE(runUntil([&] { return task->isFinished() && readFile(file("v1.jpg")) == cover_; }));
   EXPECT_EQ(coverRequests(), 2U);
   gate_.open();
