@@ -51,7 +51,8 @@ class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
   void cancel(DelayedId id) override;
   bool isLoopThread() const override;
 
-  /// Runs until `stop` is called; sleeps while there is nothing to do.
+  /// Runs until `stop` is called; sleeps while there is nothing to do. After a wait of less than a millisecond it stays
+  /// awake for that long, so that replies which follow closely on each other do not wait for the thread to wake.
   void run();
 
   /// Ends `run` or `runUntil` after the work in hand. Any thread; without a running loop it ends the next run.
@@ -94,7 +95,8 @@ class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
   Turn beginTurn();
   bool runNext(const Turn& turn);
   bool takeNext(const Turn& turn, Work& work);
-  void sleepUntilDue(Clock::time_point deadline);
+  void waitUntilDue(Clock::time_point deadline);
+  Clock::time_point nextDue(Clock::time_point deadline) const;
   bool isStopped() const;
 
   // Any thread, under mutex_.
@@ -107,4 +109,5 @@ class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
   bool stopped_ = false;
   std::shared_ptr<const Work> wakeup_;
   std::thread::id thread_;
+  bool lastWaitWasShort_ = false;
 };

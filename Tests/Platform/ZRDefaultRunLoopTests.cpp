@@ -1,4 +1,5 @@
 #include <atomic>
+#include <semaphore>
 #include <string>
 #include <vector>
 
@@ -169,6 +170,27 @@ TEST_F(ZRDefaultRunLoopTest, droppedWorkMayCallBack) {
   delayed(*other);
   other->post([caller = std::make_shared<Caller>(*other)] {});
   other.reset();
+}
+
+TEST_F(ZRDefaultRunLoopTest, noReplyIsLostHoweverSoonItComes) {
+  constexpr int kRounds = 300;
+  std::counting_semaphore<> asked(0);
+  int replies = 0;
+  const auto reply = [&] {
+    ++replies;
+    asked.release();
+  };
+  std::jthread replying([&] {
+    for (int round = 0; round < kRounds; ++round) {
+      asked.acquire();
+      if (round % 3 == 0) loop_.post(reply);
+      if (round % 3 == 1) loop_.postDelayed(10us, reply);
+      if (round % 3 == 2) loop_.postDelayed(2ms, reply);
+    }
+  });
+  loop_.postDelayed(1h, [] {});
+  asked.release();
+  EXPECT_TRUE(loop_.runUntil([&] { return replies == kRounds; }, ZRDefaultRunLoop::Clock::now() + 1min));
 }
 
 TEST_F(ZRDefaultRunLoopTest, threadsMayPostCancelAndStop) {
