@@ -249,16 +249,14 @@ void ZRM3u8TaskRunner::segmentEnded(const SCNetworkApiResponseProtocol& response
   }
 }
 
-// The segment's row goes when the next request is on its way. It costs no time between the two then, and a process that
-// dies in between never lacks the address of the segment it stands at.
 void ZRM3u8TaskRunner::segmentCompleted() {
   _log(0, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_, ZRClock::secondsSince1970() - segmentStart_);
   resetRetryTimes();
+  deleteTSSQLWithIdx(currentSegment_);
   allDownloadedSegmentsBytes_ += currentSegmentBytes_;
   currentSegmentBytes_ = 0;
-  const std::int64_t completed = currentSegment_++;
+  ++currentSegment_;
   downloadNextTS();
-  deleteTSSQLWithIdx(completed);
 }
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {

@@ -46,6 +46,20 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, restartGoesOnAtTheSegmentThatWasInFlight) {
   EXPECT_EQ(requestsTo("/p.m3u8"), 1U);
 }
 
+TEST_F(ZRM3u8TaskRunnerSegmentTest, theStoreStandsAtTheSegmentThatIsAskedFor) {
+  serveSegments(3);
+  for (unsigned i = 0; i < 3; ++i) {
+    const std::string index = std::to_string(i);
+    origin_.route("/" + index + ".ts", [i, index](const OriginRequest&, OriginConnection& out) {
+      EXPECT_EQ(queried("SELECT currentSegment FROM task_meta_tb"), index);
+      EXPECT_EQ(queried("SELECT min(idx) FROM ts_meta_tb"), index);
+      out.respond(200, segment(i));
+    });
+  }
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+}
+
 TEST_F(ZRM3u8TaskRunnerSegmentTest, addressesOlderThanTwoHoursAreFetchedAgainForTheSameSegment) {
   struct Case {
     double later;
