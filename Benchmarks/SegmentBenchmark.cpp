@@ -11,10 +11,11 @@
 #include <fstream>
 #include <string>
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
 #include "BenchmarkHost.h"
 #include "Measured.h"
 #include "SendfileOrigin.h"
-#include "ZRDownloadDataBase.h"
 #include "ZRDownloadKit.h"
 
 namespace {
@@ -50,13 +51,13 @@ ZRDictionary options(const SendfileOrigin& origin, int segments) {
 }
 
 /// Addresses of a task that is not there, in one statement.
-void addOtherRows(ZRDownloadDataBaseProtocol& db, int rows) {
-  if (rows < 1) return;
-  const std::string count = std::to_string(rows);
-  if (!db.executeUpdate("WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i + 1 < " + count +
-                        ") INSERT INTO ts_meta_tb (idx,task_id,url) SELECT i, 999999, 'aHR0cDovLw==' FROM n")) {
-    std::puts("the rows could not be added");
-  }
+void addOtherRows(int rows) {
+  SQLite::Database db(ZRDownloadManager::downloadBasePath() + "/zrdownloadkit.db", SQLite::OPEN_READWRITE);
+  SQLite::Statement insert(db,
+                           "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i + 1 < ?) "
+                           "INSERT INTO ts_meta_tb (idx,task_id,url) SELECT i, 999999, 'aHR0cDovLw==' FROM n");
+  insert.bind(1, rows);
+  insert.exec();
 }
 
 }  // namespace
@@ -76,7 +77,7 @@ int main(int argc, char** argv) {
   const auto manager = ZRDownloadManager::sharedManager();
   manager->setup(options(origin, segments));
   const auto task = ZRDownloadTask::taskWithParams({{"vid", 1}, {"aid", 1}, {"site", 1}, {"version", 2}});
-  addOtherRows(*manager->db(), otherRows);
+  if (otherRows > 0) addOtherRows(otherRows);
   const double mainBefore = processorSecondsOfThread();
   const double processBefore = processorSecondsOfProcess();
   const auto start = Clock::now();

@@ -24,11 +24,8 @@ function(zr_add_kit name)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
   target_include_directories(${name} INTERFACE
-    $<BUILD_INTERFACE:${ZRDownloadKit_SOURCE_DIR}/Classes>
-    $<BUILD_INTERFACE:${ZRDownloadKit_SOURCE_DIR}/Classes/Platform>
-    $<BUILD_INTERFACE:${ZRDownloadKit_SOURCE_DIR}/Classes/Network>
-    $<BUILD_INTERFACE:${ZRDownloadKit_SOURCE_DIR}/Classes/Download>
-    $<BUILD_INTERFACE:${ZRDownloadKit_BINARY_DIR}/include>)
+    $<BUILD_INTERFACE:${ZRDownloadKit_BINARY_DIR}/include>
+    $<BUILD_INTERFACE:${ZRDownloadKit_BINARY_DIR}/include/ZRDownloadKit>)
   get_target_property(type ${name} TYPE)
   if(type STREQUAL SHARED_LIBRARY)
     # Nothing of a library that is linked in, and no instantiation of a standard template, becomes part of the interface.
