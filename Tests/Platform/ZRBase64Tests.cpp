@@ -10,23 +10,21 @@ std::string decoded(std::string_view text) {
   return {bytes.begin(), bytes.end()};
 }
 
-std::vector<std::uint8_t> bytesOf(const std::string& text) {
-  return {text.begin(), text.end()};
+std::string inLines(const std::string& text) {
+  return ZRBase64::encodeInLines(std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 
 }  // namespace
 
 TEST(ZRBase64, encodesTheVectorsOfRFC4648) {
-  const std::pair<const char*, const char*> vectors[] = {
-      {"", ""},
-      {"f", "Zg=="},
-      {"fo", "Zm8="},
-      {"foo", "Zm9v"},
-      {"foob", "Zm9vYg=="},
-      {"fooba", "Zm9vYmE="},
-      {"foobar", "Zm9vYmFy"},
-      {"\xFB\xEF\xFF", "++//"},
-  };
+  const std::pair<const char*, const char*> vectors[] = {{"", ""},
+                                                         {"f", "Zg=="},
+                                                         {"fo", "Zm8="},
+                                                         {"foo", "Zm9v"},
+                                                         {"foob", "Zm9vYg=="},
+                                                         {"fooba", "Zm9vYmE="},
+                                                         {"foobar", "Zm9vYmFy"},
+                                                         {"\xFB\xEF\xFF", "++//"}};
   for (const auto& [plain, encoded] : vectors) {
     EXPECT_EQ(ZRBase64::encode(std::string_view(plain)), encoded);
     EXPECT_EQ(decoded(encoded), plain);
@@ -36,12 +34,10 @@ TEST(ZRBase64, encodesTheVectorsOfRFC4648) {
 TEST(ZRBase64, breaksLinesAfter64CharactersButNotAtTheEnd) {
   const std::string line = ZRBase64::encode(patternBytes(48));
   ASSERT_EQ(line.size(), 64U);
-  EXPECT_EQ(ZRBase64::encodeInLines(bytesOf(patternBytes(48))), line);
-  EXPECT_EQ(ZRBase64::encodeInLines(bytesOf(patternBytes(48) + "f")), line + "\r\nZg==");
-  EXPECT_EQ(ZRBase64::encodeInLines({}), "");
-
-  const std::string long_ = patternBytes(1000);
-  EXPECT_EQ(decoded(ZRBase64::encodeInLines(bytesOf(long_))), long_);
+  EXPECT_EQ(inLines(patternBytes(48)), line);
+  EXPECT_EQ(inLines(patternBytes(48) + "f"), line + "\r\nZg==");
+  EXPECT_EQ(inLines(""), "");
+  EXPECT_EQ(decoded(inLines(patternBytes(1000))), patternBytes(1000));
 }
 
 TEST(ZRBase64, decodingSkipsWhatIsOutsideTheAlphabet) {

@@ -21,13 +21,3 @@ TEST(ZRDictionary, anAbsentValueRemovesAndTheNullMarkerStays) {
   EXPECT_TRUE(dictionary.contains("b"));
   EXPECT_TRUE(dictionary["b"].isNull());
 }
-
-TEST(ZRDictionary, copiesAreIndependent) {
-  ZRDictionary inner{{"x", 1}};
-  ZRDictionary outer{{"inner", inner}};
-  const ZRDictionary copy = outer;
-  inner.set("x", 2);
-  outer.set("inner", inner);
-  EXPECT_EQ((*copy["inner"].asDictionary())["x"], ZRValue(1));
-  EXPECT_EQ((*outer["inner"].asDictionary())["x"], ZRValue(2));
-}

@@ -2,57 +2,32 @@
 
 #include <gtest/gtest.h>
 
-#include "ZRField.h"
+#include "FieldRecord.h"
 
 namespace {
 
-struct Base {
-  std::int64_t pkid = 1;
-};
-
-struct Record : Base {
-  bool isVip = false;
-  std::int32_t part = 2;
-  std::uint64_t size = 3;
-  double duration = 4;
-  ZRText name{"before"};
-  std::optional<std::string> note{"before"};
-
-  static std::span<const ZRField<Record>> fields() {
-    static constexpr ZRField<Record> table[] = {
-        zrField<Record, &Record::pkid>("pkid"),         zrField<Record, &Record::isVip>("isVip"),
-        zrField<Record, &Record::part>("part"),         zrField<Record, &Record::size>("size"),
-        zrField<Record, &Record::duration>("duration"), zrField<Record, &Record::name>("name"),
-        zrField<Record, &Record::note>("note"),
-    };
-    return table;
-  }
-};
-
-void assignAll(Record& record, const ZRValue& value) {
-  for (const auto& field : Record::fields()) field.set(record, value);
+void assignAll(FieldRecord& record, const ZRValue& value) {
+  for (const auto& field : FieldRecord::fields()) field.set(record, value);
 }
 
 }  // namespace
 
 TEST(ZRField, readsAndWritesByName) {
-  Record record;
+  FieldRecord record;
   assignAll(record, "12.5");
-  const std::pair<const char*, ZRValue> expected[] = {
-      {"pkid", 12},       {"isVip", true},  {"part", 12},     {"size", 12U},
-      {"duration", 12.5}, {"name", "12.5"}, {"note", "12.5"},
-  };
+  const ZRDictionary expected{{"pkid", 12},       {"isVip", true},  {"part", 12},    {"size", 12U},
+                              {"duration", 12.5}, {"name", "12.5"}, {"note", "12.5"}};
   for (const auto& [name, value] : expected) {
-    const ZRField<Record>* field = zrFindField<Record>(name);
+    const ZRField<FieldRecord>* field = zrFindField<FieldRecord>(name);
     ASSERT_NE(field, nullptr) << name;
     EXPECT_EQ(field->get(record), value) << name;
   }
-  EXPECT_EQ(zrFindField<Record>("Pkid"), nullptr);
+  EXPECT_EQ(zrFindField<FieldRecord>("Pkid"), nullptr);
 }
 
 TEST(ZRField, absentAndNullLeaveNumbersAndReachTexts) {
   for (const ZRValue& value : {ZRValue(), ZRValue::null()}) {
-    Record record;
+    FieldRecord record;
     assignAll(record, value);
     EXPECT_EQ(record.pkid, 1);
     EXPECT_EQ(record.part, 2);
@@ -65,8 +40,8 @@ TEST(ZRField, absentAndNullLeaveNumbersAndReachTexts) {
 }
 
 TEST(ZRField, aNumberThatIsNotFiniteIsDropped) {
-  Record record;
-  zrFindField<Record>("duration")->set(record, std::numeric_limits<double>::infinity());
-  zrFindField<Record>("duration")->set(record, "1e999");
+  FieldRecord record;
+  assignAll(record, std::numeric_limits<double>::infinity());
+  assignAll(record, "1e999");
   EXPECT_EQ(record.duration, 4);
 }

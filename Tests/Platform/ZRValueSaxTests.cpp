@@ -79,21 +79,13 @@ TEST(ZRValueSax, refusesHostileCbor) {
       {"two items", "\x01\x01"},
       {"break alone", "\xFF"},
       {"head cut short", "\x1A\x01"},
-      {"text cut short",
-       "\x63"
-       "ab"},
-      {"text of 2^64-1 bytes",
-       "\x7B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
-       "a"},
+      {"text cut short", "\x63"s + "ab"},
+      {"text of 2^64-1 bytes", "\x7B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s + "a"},
       {"bytes of 2^63 bytes", "\x5B\x80\x00\x00\x00\x00\x00\x00\x00"s},
       {"list of 2^62 items", "\x9B\x40\x00\x00\x00\x00\x00\x00\x00\x01"s},
-      {"map of 2^62 pairs",
-       "\xBB\x40\x00\x00\x00\x00\x00\x00\x00\x61"
-       "a\x01"s},
+      {"map of 2^62 pairs", "\xBB\x40\x00\x00\x00\x00\x00\x00\x00\x61"s + "a\x01"},
       {"map with a number as key", "\xA1\x01\x01"},
-      {"text in pieces, each opened within the last", repeated("\x7F\x61"
-                                                               "a",
-                                                               1000000)},
+      {"text in pieces, each opened within the last", repeated("\x7F\x61"s + "a", 1000000)},
       {"bytes in pieces, each opened within the last", repeated("\x5F", 1000000)},
       {"a key in pieces", "\xA1"s + repeated("\x7F", 1000000)},
       {"a negative number below 64 bits", "\x3B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"},

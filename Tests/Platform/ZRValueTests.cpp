@@ -23,9 +23,7 @@ struct Coercion {
 }  // namespace
 
 TEST(ZRValue, coercesToNumbers) {
-  const Coercion table[] = {
-      {ZRValue(), false, 0, 0, 0},
-      {ZRValue::null(), false, 0, 0, 0},
+  std::vector<Coercion> table = {
       {true, true, 1, 1, 1},
       {-7, true, -7, 0, -7},
       {kMaxUnsigned, true, kMax, kMaxUnsigned, 0x1p64},
@@ -34,7 +32,6 @@ TEST(ZRValue, coercesToNumbers) {
       {0x1p63, true, kMax, 1ULL << 63U, 0x1p63},
       {1e300, true, kMax, kMaxUnsigned, 1e300},
       {-1e300, true, kMin, 0, -1e300},
-      {"", false, 0, 0, 0},
       {" \t\r\n 42 apples", true, 42, 42, 42},
       {"+12", true, 12, 12, 12},
       {"-12.75", true, -12, 0, -12.75},
@@ -45,19 +42,17 @@ TEST(ZRValue, coercesToNumbers) {
       {"1.5e3x", true, 1, 1, 1500},
       {".5", true, 0, 0, 0.5},
       {"1,5", true, 1, 1, 1},
-      {"0x10", false, 0, 0, 0},
-      {"--1", false, 0, 0, 0},
-      {"- 1", false, 0, 0, 0},
-      {"inf", false, 0, 0, 0},
-      {"nan", false, 0, 0, 0},
       {"1e999", true, 1, 1, kInfinity},
       {"-1e999", true, -1, 0, -kInfinity},
       {"1e-999", false, 1, 1, 0},
-      {"apples 42", false, 0, 0, 0},
-      {ZRValue::Bytes{'1'}, false, 0, 0, 0},
-      {ZRValue::List{ZRValue(1)}, false, 0, 0, 0},
-      {ZRDictionary{{"a", 1}}, false, 0, 0, 0},
   };
+  for (const ZRValue& nothing : {ZRValue(), ZRValue::null(), ZRValue(ZRValue::Bytes{'1'}),
+                                 ZRValue(ZRDictionary{{"a", 1}}), ZRValue(ZRValue::List{ZRValue(1)})}) {
+    table.push_back({nothing, false, 0, 0, 0});
+  }
+  for (const char* nothing : {"", "0x10", "--1", "- 1", "inf", "nan", "apples 42"}) {
+    table.push_back({nothing, false, 0, 0, 0});
+  }
   for (const Coercion& row : table) {
     SCOPED_TRACE(row.value.textValue().value_or("kind " + std::to_string(static_cast<int>(row.value.kind()))));
     EXPECT_EQ(row.value.boolValue(), row.asBool);
@@ -65,14 +60,10 @@ TEST(ZRValue, coercesToNumbers) {
     EXPECT_EQ(row.value.uint64Value(), row.asUint64);
     EXPECT_EQ(row.value.doubleValue(), row.asDouble);
   }
-}
-
-TEST(ZRValue, notANumberIsNothing) {
-  const ZRValue value(std::nan(""));
-  EXPECT_FALSE(value.boolValue());
-  EXPECT_EQ(value.int64Value(), 0);
-  EXPECT_EQ(value.uint64Value(), 0U);
-  EXPECT_EQ(value.textValue(), std::nullopt);
+  const ZRValue notANumber(std::nan(""));
+  EXPECT_FALSE(notANumber.boolValue());
+  EXPECT_EQ(notANumber.int64Value(), 0);
+  EXPECT_EQ(notANumber.uint64Value(), 0U);
 }
 
 TEST(ZRValue, wordsMeanYes) {
@@ -106,7 +97,8 @@ TEST(ZRValue, numbersReadAsTheShortestDecimal) {
       {725760000.25, "725760000.25"},
   };
   for (const auto& [value, text] : table) EXPECT_EQ(value.textValue(), text);
-  for (const ZRValue& value : {ZRValue(), ZRValue::null(), ZRValue(ZRValue::Bytes()), ZRValue(kInfinity)}) {
+  for (const ZRValue& value :
+       {ZRValue(), ZRValue::null(), ZRValue(ZRValue::Bytes()), ZRValue(kInfinity), ZRValue(std::nan(""))}) {
     EXPECT_EQ(value.textValue(), std::nullopt);
   }
 }
