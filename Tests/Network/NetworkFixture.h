@@ -1,21 +1,21 @@
 #pragma once
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "LoopbackOrigin.h"
 #include "SCNetworkAgent.h"
 #include "SCNetworkErrors.h"
 #include "TemporaryFolder.h"
 #include "ZRDefaultRunLoop.h"
+
+using namespace std::chrono_literals;
+using Code = SCURLErrorCode;
+
+inline void PrintTo(Code code, std::ostream* out) {
+  *out << static_cast<int>(code);
+}
 
 /// What the handlers of one request told.
 struct Outcome {
@@ -27,16 +27,11 @@ struct Outcome {
   std::int64_t received = 0;
   std::int64_t expected = 0;
 
-  /// The code of an error of the layer's transport domain; 0 without one.
-  std::int64_t code() const { return err && err->domain() == kSCURLErrorDomain ? err->code() : 0; }
-
-  /// The code of an error of the domain of HTTP statuses; 0 without one.
-  std::int64_t refusedStatus() const { return err && err->domain() == kSCHTTPErrorDomain ? err->code() : 0; }
+  /// The code of an error of that domain; 0 without one.
+  std::int64_t codeIn(std::string_view domain) const { return err && err->domain() == domain ? err->code() : 0; }
+  Code code() const { return static_cast<Code>(codeIn(kSCURLErrorDomain)); }
+  std::int64_t refusedStatus() const { return codeIn(kSCHTTPErrorDomain); }
 };
-
-inline std::int64_t codeOf(SCURLErrorCode code) {
-  return static_cast<std::int64_t>(code);
-}
 
 /// An agent with short limits on a loop of its own, an origin and a folder.
 class NetworkFixture : public testing::Test {
@@ -92,7 +87,7 @@ class NetworkFixture : public testing::Test {
 
   template <class Predicate>
   [[nodiscard]] bool runUntil(Predicate predicate) {
-    return loop_->runUntil(predicate, ZRDefaultRunLoop::Clock::now() + std::chrono::seconds(20));
+    return loop_->runUntil(predicate, ZRDefaultRunLoop::Clock::now() + 20s);
   }
 
   Outcome finish(const Recorded& outcome) {
@@ -108,16 +103,43 @@ class NetworkFixture : public testing::Test {
     EXPECT_EQ(run(plain(origin_.url("/settle"))).status, 200);
   }
 
-  /// The names of what lies in the folder, sorted.
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
-      names.push_back(entry.path().filename());
-    std::ranges::sort(names);
-    return names;
+  /// Answers with these bytes as they are, then closes the connection, or what else is told.
+  void serveRaw(const std::string& path, const std::string& bytes,
+                void (OriginConnection::*then)() = &OriginConnection::close) {
+    origin_.route(path, [=](const OriginRequest&, OriginConnection& out) {
+      out.send(bytes);
+      (out.*then)();
+    });
   }
 
-  using Names = std::vector<std::string>;
+  /// Answers with a whole body once the gate is open.
+  void serveLater(const std::string& path, OriginGate& gate) {
+    origin_.route(path, [this, &gate](const OriginRequest&, OriginConnection& out) {
+      out.wait(gate);
+      out.respond(200, body_);
+    });
+  }
+
+  /// Answers with the first bytes, and with the rest once the gate is open, or at once to a request for it.
+  void serveInTwo(const std::string& path, OriginGate& gate, const std::string& body, std::size_t first = 1000) {
+    origin_.route(path, [=, &gate](const OriginRequest& request, OriginConnection& out) {
+      if (request.header("Range")) return out.respondFile(request, {.bytes = body, .etag = "\"v1\""});
+      out.send(headOf(body.size()) + body.substr(0, first));
+      out.wait(gate);
+      out.send(body.substr(first));
+    });
+  }
+
+  static std::string headOf(std::size_t size) {
+    return "HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n";
+  }
+
+  /// The names of what lies in the folder.
+  std::set<std::string> files() const {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) names.insert(entry.path().filename());
+    return names;
+  }
 
   std::shared_ptr<ZRDefaultRunLoop> loop_ = std::make_shared<ZRDefaultRunLoop>();
   TemporaryFolder folder_;

@@ -1,14 +1,11 @@
 #include <cerrno>
 
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "NetworkFixture.h"
 #include "SCFailure.h"
-#include "SCNetworkDownloadApi.h"
 
-using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -18,240 +15,165 @@ class SCNetworkDownloadApiTest : public NetworkFixture {};
 
 }  // namespace
 
-TEST_F(SCNetworkDownloadApiTest, storesALargeBodyAndTellsEveryByte) {
+TEST_F(SCNetworkDownloadApiTest, aWholeBodyBecomesTheFileAndEveryByteIsTold) {
   const std::string large = patternBytes(5'000'123);
-  origin_.serveFile("/v", {.bytes = large});
-  writeFile(file_, old_);
-  const Outcome outcome = run(download(origin_.url("/v")));
-  EXPECT_FALSE(outcome.err);
-  EXPECT_EQ(outcome.status, 200);
-  EXPECT_EQ(readFile(file_), large);
-  EXPECT_EQ(outcome.chunks, 5'000'123);
-  EXPECT_EQ(outcome.received, 5'000'123);
-  EXPECT_EQ(outcome.expected, 5'000'123);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
+  origin_.serveFile("/large", {.bytes = large});
+  origin_.serve("/empty", "");
+  serveRaw("/untold", "HTTP/1.1 200 OK\r\n\r\n" + body_);
+  const std::tuple<const char*, std::string, std::int64_t> cases[] = {
+      {"/large", large, 5'000'123}, {"/empty", "", 0}, {"/untold", body_, 0}};
+  for (const auto& [path, bytes, expected] : cases) {
+    for (const bool resume : {false, true}) {
+      SCOPED_TRACE(path);
+      std::filesystem::remove(file_);
+      if (!resume) writeFile(file_, old_);
+      const Outcome outcome = run(download(origin_.url(path), resume));
+      EXPECT_FALSE(outcome.err);
+      EXPECT_EQ(outcome.status, 200);
+      EXPECT_EQ(readFile(file_), bytes);
+      EXPECT_EQ(outcome.chunks, static_cast<std::int64_t>(bytes.size()));
+      EXPECT_EQ(outcome.received, static_cast<std::int64_t>(bytes.size()));
+      EXPECT_EQ(outcome.expected, expected);
+      EXPECT_THAT(files(), ElementsAre("v.mp4"));
+    }
+  }
 }
 
-TEST_F(SCNetworkDownloadApiTest, asksOnlyForTheRest) {
-  origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
-  writeFile(file_, body_.substr(0, 1000));
-  writeFile(validatorFile_, "ETag: \"v1\"\n");
-  const Outcome outcome = run(download(origin_.url("/v"), true));
-  EXPECT_FALSE(outcome.err);
-  EXPECT_EQ(outcome.status, 206);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_EQ(outcome.chunks, 4000);
-  EXPECT_EQ(outcome.received, 5000);
-  EXPECT_EQ(outcome.expected, 5000);
-  EXPECT_EQ(origin_.requests()[0].header("Range"), "bytes=1000-");
-  EXPECT_EQ(origin_.requests()[0].header("If-Range"), "\"v1\"");
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
-}
-
-TEST_F(SCNetworkDownloadApiTest, withoutAValidatorAsksForTheRestAllTheSame) {
-  origin_.serveFile("/v", {.bytes = body_});
-  writeFile(file_, body_.substr(0, 1000));
-  writeFile(validatorFile_, "damaged");
-  EXPECT_FALSE(run(download(origin_.url("/v"), true)).err);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_EQ(origin_.requests()[0].header("If-Range"), std::nullopt);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
-}
-
-TEST_F(SCNetworkDownloadApiTest, aChangedFileIsFetchedWhole) {
-  writeFile(validatorFile_, "ETag: \"v1\"\n");
-  origin_.serveFile("/v", {.bytes = body_, .etag = "\"v2\""});
+TEST_F(SCNetworkDownloadApiTest, goesOnWhereItMayAndStartsOverWhereItMayNot) {
+  origin_.serveFile("/v1", {.bytes = body_, .etag = "\"v1\""});
+  origin_.serveFile("/v2", {.bytes = body_, .etag = "\"v2\""});
+  origin_.serveFile("/untagged", {.bytes = body_});
+  origin_.serveFile("/whole", {.bytes = body_, .ranges = false});
+  const std::string port = origin_.url("").substr(origin_.url("").rfind(':'));
+  origin_.redirect("/elsewhere", "http://localhost" + port + "/v1");
   // A server that knows nothing of If-Range shows by its tag that the rest belongs to another file.
-  origin_.route("/w", [&](OriginRequest request, OriginConnection& out) {
+  origin_.route("/careless", [&](OriginRequest request, OriginConnection& out) {
     std::erase_if(request.headers, [](const auto& field) { return field.first == "If-Range"; });
     out.respondFile(request, {.bytes = body_, .etag = "\"v2\""});
   });
-  for (const char* path : {"/v", "/w"}) {
-    writeFile(file_, old_);
+  struct Case {
+    const char* path;
+    std::string stored;
+    const char* validator;
+    int status;
+    std::int64_t chunks;
+    std::vector<std::string> asked;  // Range and If-Range of each request
+  };
+  const std::string part = body_.substr(0, 1000);
+  const char* const tag1 = "ETag: \"v1\"\n";
+  const Case cases[] = {
+      {"/v1", part, tag1, 206, 4000, {"bytes=1000- \"v1\""}},
+      {"/elsewhere", part, tag1, 206, 4000, {"bytes=1000- \"v1\"", "bytes=1000- \"v1\""}},
+      {"/v1", body_, tag1, 416, 0, {"bytes=5000- \"v1\""}},
+      {"/v2", old_, tag1, 200, 5000, {"bytes=1000- \"v1\""}},
+      {"/careless", old_, tag1, 200, 5000, {"bytes=1000- \"v1\"", "- -"}},
+      {"/untagged", part, "damaged", 206, 4000, {"bytes=1000- -"}},
+      {"/untagged", patternBytes(5001), "", 200, 5000, {"bytes=5001- -", "- -"}},
+      {"/whole", old_, "", 200, 5000, {"bytes=1000- -"}},
+  };
+  for (const auto& [path, stored, validator, status, chunks, asked] : cases) {
+    SCOPED_TRACE(path);
+    writeFile(file_, stored);
+    writeFile(validatorFile_, validator);
+    const std::size_t before = origin_.requests().size();
     const Outcome outcome = run(download(origin_.url(path), true));
     EXPECT_FALSE(outcome.err);
-    EXPECT_EQ(readFile(file_), body_);
-    EXPECT_EQ(outcome.chunks, 5000);
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.chunks, chunks);
     EXPECT_EQ(outcome.received, 5000);
-    writeFile(validatorFile_, "ETag: \"v1\"\n");
-  }
-  EXPECT_EQ(origin_.requestsTo("/w").size(), 2U);
-  EXPECT_EQ(origin_.requestsTo("/w")[1].header("Range"), std::nullopt);
-}
-
-TEST_F(SCNetworkDownloadApiTest, startsOverOnceWhenTheRangeIsAnsweredWrongly) {
-  origin_.route("/off", [&](const OriginRequest& request, OriginConnection& out) {
-    if (!request.header("Range")) return out.respond(200, body_);
-    out.respond(206, body_.substr(900), {{"Content-Range", "bytes 900-4999/5000"}});
-  });
-  origin_.serveFile("/whole", {.bytes = body_, .ranges = false});
-  origin_.serveFile("/shorter", {.bytes = body_.substr(0, 800)});
-  const std::pair<const char*, std::size_t> cases[] = {{"/off", 5000}, {"/whole", 5000}, {"/shorter", 800}};
-  for (const auto& [path, size] : cases) {
-    writeFile(file_, old_);
-    const Outcome outcome = run(download(origin_.url(path), true));
-    EXPECT_FALSE(outcome.err) << path;
-    EXPECT_EQ(outcome.status, 200) << path;
-    EXPECT_EQ(readFile(file_), body_.substr(0, size)) << path;
-    EXPECT_EQ(outcome.chunks, static_cast<std::int64_t>(size)) << path;
+    EXPECT_EQ(outcome.expected, 5000);
+    EXPECT_EQ(readFile(file_), body_);
+    EXPECT_THAT(files(), ElementsAre("v.mp4"));
+    std::vector<std::string> sent;
+    for (const OriginRequest& request : origin_.requests()) {
+      sent.push_back(request.header("Range").value_or("-") + " " + request.header("If-Range").value_or("-"));
+    }
+    EXPECT_EQ(std::vector(sent.begin() + static_cast<std::ptrdiff_t>(before), sent.end()), asked);
   }
   // A server that refuses the whole file as well is not asked a third time.
-  origin_.route("/never", [](const OriginRequest&, OriginConnection& out) { out.respond(416); });
+  origin_.serve("/never", "", 416);
   EXPECT_EQ(run(download(origin_.url("/never"), true)).refusedStatus(), 416);
   EXPECT_EQ(origin_.requestsTo("/never").size(), 2U);
 }
 
-TEST_F(SCNetworkDownloadApiTest, aCompleteFileIsASuccessWithoutAByte) {
-  origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
-  writeFile(file_, body_);
-  writeFile(validatorFile_, "ETag: \"v1\"\n");
-  const Outcome outcome = run(download(origin_.url("/v"), true));
-  EXPECT_FALSE(outcome.err);
-  EXPECT_EQ(outcome.status, 416);
-  EXPECT_EQ(outcome.chunks, 0);
-  EXPECT_EQ(outcome.received, 5000);
-  EXPECT_EQ(origin_.requests().size(), 1U);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
-}
-
 TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
-  origin_.route("/v", [&](const OriginRequest& request, OriginConnection& out) {
-    if (request.header("Range")) return out.respondFile(request, {.bytes = body_, .etag = "\"v1\""});
-    out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 2000));
-    out.close();
-  });
+  serveRaw("/v", headOf(5000) + body_.substr(0, 2000));
   const Outcome first = run(download(origin_.url("/v"), true));
-  EXPECT_EQ(first.code(), codeOf(SCURLErrorCode::NetworkConnectionLost));
+  EXPECT_EQ(first.code(), Code::NetworkConnectionLost);
   EXPECT_EQ(first.chunks, 2000);
   EXPECT_EQ(readFile(file_), body_.substr(0, 2000));
   EXPECT_THAT(files(), ElementsAre(".v.mp4.resume", "v.mp4"));
 
+  origin_.serve("/v", body_.substr(2000, 1000), 206, {{"Content-Range", "bytes 2000-2999/5000"}});
   const Outcome second = run(download(origin_.url("/v"), true));
-  EXPECT_FALSE(second.err);
-  EXPECT_EQ(second.chunks, 3000);
-  EXPECT_EQ(origin_.requests()[1].header("If-Range"), "\"v1\"");
+  EXPECT_EQ(second.code(), Code::NetworkConnectionLost) << "a piece of the rest is not the rest";
+  EXPECT_EQ(second.chunks, 1000);
+  EXPECT_EQ(readFile(file_), body_.substr(0, 3000));
+
+  origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
+  const Outcome third = run(download(origin_.url("/v"), true));
+  EXPECT_FALSE(third.err);
+  EXPECT_EQ(third.chunks, 2000);
+  EXPECT_EQ(origin_.requests()[2].header("If-Range"), "\"v1\"");
   EXPECT_EQ(readFile(file_), body_);
   EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
-TEST_F(SCNetworkDownloadApiTest, aPieceOfTheRestIsNotTheRest) {
-  origin_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
-    out.respond(206, body_.substr(1000, 1000), {{"Content-Range", "bytes 1000-1999/5000"}});
-  });
-  writeFile(file_, body_.substr(0, 1000));
-  const Outcome outcome = run(download(origin_.url("/v"), true));
-  EXPECT_EQ(outcome.code(), codeOf(SCURLErrorCode::NetworkConnectionLost));
-  EXPECT_EQ(outcome.chunks, 1000);
-  EXPECT_EQ(readFile(file_), body_.substr(0, 2000));
-}
-
 TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   limits_.stallTimeout = 150ms;
-  const std::string part = "HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 2000);
-  origin_.route("/end", [part](const OriginRequest&, OriginConnection& out) {
-    out.send(part);
-    out.close();
-  });
-  origin_.route("/reset", [part](const OriginRequest&, OriginConnection& out) {
-    out.send(part);
-    out.reset();
-  });
-  origin_.route("/stall", [part](const OriginRequest&, OriginConnection& out) {
-    out.send(part);
-    out.stall();
-  });
-  origin_.route("/silent", [&](const OriginRequest&, OriginConnection& out) { out.stall(); });
-  origin_.route("/chunks", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789");
-    out.close();
-  });
+  const std::string part = headOf(5000) + body_.substr(0, 2000);
+  serveRaw("/end", part);
+  serveRaw("/reset", part, &OriginConnection::reset);
+  serveRaw("/stall", part, &OriginConnection::stall);
+  serveRaw("/silent", "", &OriginConnection::stall);
+  serveRaw("/chunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789");
   for (const char* path : {"/end", "/reset", "/stall", "/silent", "/chunks"}) {
-    EXPECT_EQ(run(download(origin_.url(path))).code(), codeOf(SCURLErrorCode::NetworkConnectionLost)) << path;
+    EXPECT_EQ(run(download(origin_.url(path))).code(), Code::NetworkConnectionLost) << path;
     EXPECT_THAT(files(), IsEmpty()) << path;
   }
 }
 
 TEST_F(SCNetworkDownloadApiTest, answersThatAreNotTheFileLeaveFilesUntouched) {
-  origin_.serve("/404", "<html>no</html>", 404);
-  origin_.serve("/500", "<html>no</html>", 500);
-  origin_.route("/302", [](const OriginRequest&, OriginConnection& out) { out.respond(302, "<html>where?</html>"); });
   writeFile(file_, old_);
   for (const int status : {404, 500, 302}) {
+    origin_.serve("/v", "<html>no</html>", status);
     for (const bool resume : {false, true}) {
-      const Outcome outcome = run(download(origin_.url("/" + std::to_string(status)), resume));
+      const Outcome outcome = run(download(origin_.url("/v"), resume));
       EXPECT_EQ(outcome.refusedStatus(), status);
       EXPECT_EQ(outcome.status, status);
       EXPECT_EQ(readFile(file_), old_);
     }
   }
   // A part that nobody asked for, and a coding of the file in place of the file.
-  origin_.route("/206", [&](const OriginRequest&, OriginConnection& out) {
-    out.respond(206, body_, {{"Content-Range", "bytes 0-4999/9000"}});
-  });
-  origin_.route("/gzip", [&](const OriginRequest& request, OriginConnection& out) {
-    EXPECT_EQ(request.header("Accept-Encoding"), "identity");
-    out.respond(200, body_, {{"Content-Encoding", "gzip"}});
-  });
+  origin_.serve("/206", body_, 206, {{"Content-Range", "bytes 0-4999/9000"}});
+  origin_.serve("/gzip", body_, 200, {{"Content-Encoding", "gzip"}});
   for (const char* path : {"/206", "/gzip"}) {
-    EXPECT_EQ(run(download(origin_.url(path))).code(), codeOf(SCURLErrorCode::NetworkConnectionLost)) << path;
+    EXPECT_EQ(run(download(origin_.url(path))).code(), Code::NetworkConnectionLost) << path;
     EXPECT_EQ(readFile(file_), old_);
   }
+  EXPECT_EQ(origin_.requestsTo("/gzip")[0].header("Accept-Encoding"), "identity");
   EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
-TEST_F(SCNetworkDownloadApiTest, anEmptyBodyIsAnEmptyFile) {
-  origin_.serve("/v", "");
+TEST_F(SCNetworkDownloadApiTest, cancelCallsNoHandlerAndLeavesAPartOnlyForAResume) {
+  serveInTwo("/v", gate_, body_);
   for (const bool resume : {false, true}) {
-    std::filesystem::remove(file_);
-    EXPECT_FALSE(run(download(origin_.url("/v"), resume)).err);
-    EXPECT_TRUE(std::filesystem::exists(file_));
-    EXPECT_EQ(readFile(file_), "");
+    const auto request = download(origin_.url("/v"), resume);
+    const Recorded outcome = start(request);
+    ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
+    EXPECT_EQ(readFile(resume ? file_ : folder_ / ".v.mp4.part"), body_.substr(0, 1000));
+    request->cancel();
+    request->cancel();
+    if (!resume) settle();
+    EXPECT_EQ(files().empty(), !resume);
+    EXPECT_EQ(outcome->ends, 0);
+    EXPECT_EQ(outcome.use_count(), 1) << "the handlers are dropped";
   }
-}
-
-TEST_F(SCNetworkDownloadApiTest, aBodyThatEndsWithItsConnectionIsComplete) {
-  origin_.route("/v", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\n\r\n" + body_);
-    out.close();
-  });
-  const Outcome outcome = run(download(origin_.url("/v")));
-  EXPECT_FALSE(outcome.err);
-  EXPECT_EQ(outcome.expected, 0);
+  const Outcome second = run(download(origin_.url("/v"), true));  // at once: the calls keep their order
+  EXPECT_FALSE(second.err);
+  EXPECT_EQ(second.chunks, 4000);
   EXPECT_EQ(readFile(file_), body_);
-}
-
-TEST_F(SCNetworkDownloadApiTest, aSlowBodyIsWrittenAndToldWhileItArrives) {
-  origin_.route("/v", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 1000));
-    out.wait(gate_);
-    out.send(body_.substr(1000));
-  });
-  const Recorded outcome = start(download(origin_.url("/v"), true));
-  ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
-  EXPECT_EQ(readFile(file_), body_.substr(0, 1000));
-  EXPECT_EQ(outcome->expected, 5000);
-  gate_.open();
-  EXPECT_FALSE(finish(outcome).err);
-  EXPECT_EQ(outcome->chunks, 5000);
-  EXPECT_EQ(readFile(file_), body_);
-}
-
-TEST_F(SCNetworkDownloadApiTest, cancelCallsNoHandlerAndLeavesNoPart) {
-  origin_.route("/v", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 1000));
-    out.wait(gate_);
-  });
-  const auto request = download(origin_.url("/v"));
-  const Recorded outcome = start(request);
-  ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
-  EXPECT_THAT(files(), ElementsAre(".v.mp4.part"));
-  request->cancel();
-  request->cancel();
-  settle();
-  EXPECT_EQ(outcome->ends, 0);
-  EXPECT_THAT(files(), IsEmpty());
-  EXPECT_EQ(outcome.use_count(), 1) << "the handlers are dropped";
+  EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, handlersThatWerePostedBeforeTheCancelDoNotRun) {
@@ -266,28 +188,8 @@ TEST_F(SCNetworkDownloadApiTest, handlersThatWerePostedBeforeTheCancelDoNotRun) 
   EXPECT_EQ(outcome->chunks, 0);
 }
 
-TEST_F(SCNetworkDownloadApiTest, cancelKeepsThePartOfAResumedDownloadForTheNextRequest) {
-  origin_.route("/v", [&](const OriginRequest& request, OriginConnection& out) {
-    if (request.header("Range")) return out.respondFile(request, {.bytes = body_, .etag = "\"v1\""});
-    out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 1000));
-    out.wait(gate_);
-  });
-  const auto request = download(origin_.url("/v"), true);
-  const Recorded outcome = start(request);
-  ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
-  request->cancel();
-  const Outcome second = run(download(origin_.url("/v"), true));  // at once: the calls keep their order
-  EXPECT_FALSE(second.err);
-  EXPECT_EQ(second.chunks, 4000);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
-}
-
 TEST_F(SCNetworkDownloadApiTest, anAnswerAfterTheCancelTouchesNothing) {
-  origin_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
-    out.wait(gate_);
-    out.respond(200, body_);
-  });
+  serveLater("/v", gate_);
   for (const bool resume : {false, true}) {
     const auto request = download(origin_.url("/v"), resume);
     const Recorded outcome = start(request);
@@ -300,21 +202,14 @@ TEST_F(SCNetworkDownloadApiTest, anAnswerAfterTheCancelTouchesNothing) {
 }
 
 TEST_F(SCNetworkDownloadApiTest, twoDownloadsOfOneFileDoNotMix) {
-  const auto inTwoPieces = [](OriginGate& gate, const std::string& body) {
-    return [&gate, &body](const OriginRequest&, OriginConnection& out) {
-      out.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body.substr(0, 500));
-      out.wait(gate);
-      out.send(body.substr(500));
-    };
-  };
-  origin_.route("/first", inTwoPieces(gate_, old_));
-  origin_.route("/second", inTwoPieces(laterGate_, body_));
+  serveInTwo("/first", gate_, old_, 500);
+  serveInTwo("/second", laterGate_, body_, 500);
   const Recorded first = start(download(origin_.url("/first")));
   ASSERT_TRUE(runUntil([&] { return first->chunks == 500; }));
   const Recorded second = start(download(origin_.url("/second")));
   ASSERT_TRUE(runUntil([&] { return second->chunks == 500; }));
   gate_.open();
-  EXPECT_EQ(finish(first).code(), codeOf(SCURLErrorCode::CannotWriteFile)) << "its part has been replaced";
+  EXPECT_EQ(finish(first).code(), Code::CannotWriteFile) << "its part has been replaced";
   laterGate_.open();
   EXPECT_FALSE(finish(second).err);
   EXPECT_EQ(readFile(file_), body_);
@@ -322,10 +217,7 @@ TEST_F(SCNetworkDownloadApiTest, twoDownloadsOfOneFileDoNotMix) {
 }
 
 TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
-  origin_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
-    out.wait(gate_);
-    out.respond(200, body_);
-  });
+  serveLater("/v", gate_);
   const Recorded renaming = start(download(origin_.url("/v")));
   const auto request = download(origin_.url("/v"), true);
   request->setDownloadFilePath(folder_ / "w.mp4");
@@ -335,42 +227,33 @@ TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
   std::filesystem::create_directory(file_);
   std::filesystem::create_symlink(folder_ / "outside", folder_ / "w.mp4");
   gate_.open();
-  EXPECT_EQ(finish(renaming).code(), codeOf(SCURLErrorCode::CannotWriteFile));
-  EXPECT_EQ(finish(opening).code(), codeOf(SCURLErrorCode::CannotWriteFile));
+  EXPECT_EQ(finish(renaming).code(), Code::CannotWriteFile);
+  EXPECT_EQ(finish(opening).code(), Code::CannotWriteFile);
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
   EXPECT_THAT(files(), ElementsAre("outside", "v.mp4", "w.mp4"));
 }
 
-TEST_F(SCNetworkDownloadApiTest, whatIsNoRegularFileIsRefused) {
-  origin_.serve("/v", body_);
-  const auto refuses = [&](bool resume) {
-    return run(download(origin_.url("/v"), resume)).code() == codeOf(SCURLErrorCode::CannotWriteFile);
+TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
+  const auto codeFor = [&](const std::string& path, bool resume) {
+    const auto request = download(origin_.url("/v"), resume);
+    request->setDownloadFilePath(path);
+    return run(request).code();
   };
   writeFile(folder_ / "outside", old_);
+  std::filesystem::create_symlink(folder_ / "outside", folder_ / "link");
+  std::filesystem::create_directory(folder_ / "folder");
+  ASSERT_EQ(::mkfifo((folder_ / "fifo").c_str(), 0600), 0);
+  const auto before = files();
   for (const bool resume : {false, true}) {
-    std::filesystem::create_symlink(folder_ / "outside", file_);
-    EXPECT_TRUE(refuses(resume));
-    std::filesystem::remove(file_);
-    std::filesystem::create_directory(file_);
-    EXPECT_TRUE(refuses(resume));
-    std::filesystem::remove(file_);
-    ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
-    EXPECT_TRUE(refuses(resume));
-    std::filesystem::remove(file_);
+    for (const std::string& path :
+         {folder_ / "link", folder_ / "folder", folder_ / "fifo", folder_ / "missing/v.mp4", std::string(),
+          std::string("v.mp4"), folder_ / "", folder_ / "..", folder_ / std::string_view("a\0b", 3)}) {
+      EXPECT_EQ(codeFor(path, resume), Code::CannotWriteFile) << path;
+    }
   }
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
-  EXPECT_TRUE(origin_.requests().empty()) << "nothing is asked for what cannot be stored";
-}
-
-TEST_F(SCNetworkDownloadApiTest, aPathWithoutAFolderIsRefused) {
-  origin_.serve("/v", body_);
-  for (const std::string& path : {folder_ / "missing/v.mp4", std::string(), std::string("v.mp4"), folder_ / "",
-                                  folder_ / "..", folder_ / std::string_view("a\0b", 3)}) {
-    const auto request = download(origin_.url("/v"));
-    request->setDownloadFilePath(path);
-    EXPECT_EQ(run(request).code(), codeOf(SCURLErrorCode::CannotWriteFile)) << path;
-  }
-  EXPECT_THAT(files(), IsEmpty());
+  EXPECT_EQ(files(), before);
+  EXPECT_TRUE(origin_.requests().empty());
 }
 
 TEST_F(SCNetworkDownloadApiTest, aLinkInThePlaceOfAPartIsNotFollowed) {
@@ -385,35 +268,37 @@ TEST_F(SCNetworkDownloadApiTest, aLinkInThePlaceOfAPartIsNotFollowed) {
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
 }
 
-TEST_F(SCNetworkDownloadApiTest, aFolderRenamedAwayTakesItsDownloadAlong) {
-  origin_.route("/v", [&](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + body_.substr(0, 1000));
-    out.wait(gate_);
-    out.send(body_.substr(1000));
-  });
-  std::filesystem::create_directory(folder_ / "task");
-  const auto request = download(origin_.url("/v"));
-  request->setDownloadFilePath(folder_ / "task/v.mp4");
-  const Recorded outcome = start(request);
-  ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
-  std::filesystem::rename(folder_ / "task", folder_ / "aside");
-  std::filesystem::create_directory(folder_ / "task");
-  gate_.open();
-  EXPECT_FALSE(finish(outcome).err);
-  EXPECT_TRUE(std::filesystem::is_empty(folder_ / "task"));
-  EXPECT_EQ(readFile(folder_ / "aside/v.mp4"), body_);
+TEST_F(SCNetworkDownloadApiTest, aSlowBodyIsWrittenAndToldInItsFolderWhereverThatGoes) {
+  serveInTwo("/false", gate_, body_);
+  serveInTwo("/true", laterGate_, body_);
+  for (const bool resume : {false, true}) {
+    std::filesystem::create_directory(folder_ / "task");
+    const auto request = download(origin_.url(resume ? "/true" : "/false"), resume);
+    request->setDownloadFilePath(folder_ / "task/v.mp4");
+    const Recorded outcome = start(request);
+    ASSERT_TRUE(runUntil([&] { return outcome->chunks == 1000; }));
+    EXPECT_EQ(readFile(folder_ / (resume ? "task/v.mp4" : "task/.v.mp4.part")), body_.substr(0, 1000));
+    EXPECT_EQ(outcome->expected, 5000);
+    std::filesystem::rename(folder_ / "task", folder_ / "aside");
+    std::filesystem::create_directory(folder_ / "task");
+    (resume ? laterGate_ : gate_).open();
+    EXPECT_FALSE(finish(outcome).err);
+    EXPECT_EQ(outcome->chunks, 5000);
+    EXPECT_EQ(readFile(folder_ / "aside/v.mp4"), body_);
+    EXPECT_TRUE(std::filesystem::remove(folder_ / "task")) << "it is empty";
+    std::filesystem::remove_all(folder_ / "aside");
+  }
 }
 
 TEST_F(SCNetworkDownloadApiTest, aWriteThatFailsIsAnError) {
-  const std::string large = patternBytes(3'000'000);
-  origin_.serve("/v", large);
+  origin_.serve("/v", patternBytes(3'000'000));
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
   const rlimit small{100'000, before.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
   const Outcome outcome = run(download(origin_.url("/v")));
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-  EXPECT_EQ(outcome.code(), codeOf(SCURLErrorCode::CannotWriteFile));
+  EXPECT_EQ(outcome.code(), Code::CannotWriteFile);
   EXPECT_THAT(files(), IsEmpty());
 }
 

@@ -1,14 +1,11 @@
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "SCRangeDecision.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-using Action = SCRangeDecision::Action;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -23,14 +20,6 @@ SCAnswerHead headOf(const std::vector<std::string>& lines) {
   return head;
 }
 
-struct Case {
-  const char* what;
-  std::int64_t offset;
-  std::vector<std::string> lines;
-  Action action;
-  std::optional<std::int64_t> completeLength = {};
-};
-
 }  // namespace
 
 TEST(SCRangeDecision, asksForTheRestUnderTheStrongestCondition) {
@@ -43,60 +32,49 @@ TEST(SCRangeDecision, asksForTheRestUnderTheStrongestCondition) {
 }
 
 TEST(SCRangeDecision, everyAnswerToAPlainOrARangeRequest) {
-  const SCValidator known{"\"v1\"", ""};
-  const Case cases[] = {
-      {"whole", 0, {"HTTP/1.1 200 OK", "content-length: 5000"}, Action::StoreFromZero, 5000},
-      {"whole, length not told", 0, {"HTTP/2 200"}, Action::StoreFromZero},
-      {"chunked", 0, {"HTTP/1.1 200 OK", "Content-Length: 9", "Transfer-Encoding: chunked"}, Action::StoreFromZero},
-      {"whole in place of the rest", 1000, {"HTTP/1.1 200 OK", "Content-Length: 9"}, Action::StoreFromZero, 9},
-      {"the rest",
-       1000,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 1000-4999/5000", "Content-Length: 4000"},
-       Action::Append,
-       5000},
-      {"the rest, total unknown", 1000, {"HTTP/1.1 206 P", "Content-Range: Bytes 1000-4999/*"}, Action::Append, 5000},
-      {"a piece of the rest", 1000, {"HTTP/1.1 206 P", "Content-Range: bytes 1000-1999/5000"}, Action::Append, 5000},
-      {"same tag",
-       1000,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 1000-4999/5000", "ETag: \"v1\""},
-       Action::Append,
-       5000},
-      {"another tag",
-       1000,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 1000-4999/5000", "ETag: \"v2\""},
-       Action::StartOver},
-      {"wrong offset", 1000, {"HTTP/1.1 206 P", "Content-Range: bytes 999-4999/5000"}, Action::StartOver},
-      {"no range told", 1000, {"HTTP/1.1 206 P", "Content-Length: 4000"}, Action::StartOver},
-      {"length against range",
-       1000,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 1000-4999/5000", "Content-Length: 1"},
-       Action::StartOver},
-      {"several parts",
-       1000,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 1000-4999/5000", "Content-Type: multipart/byteranges; boundary=x"},
-       Action::StartOver},
-      {"part of what was not asked in parts",
-       0,
-       {"HTTP/1.1 206 P", "Content-Range: bytes 0-9/10"},
-       Action::RefuseAnswer},
-      {"nothing left", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */5000"}, Action::AlreadyComplete, 5000},
-      {"shorter there", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */4999"}, Action::StartOver},
-      {"nothing left, length not told", 5000, {"HTTP/1.1 416 R"}, Action::StartOver},
-      {"no range asked", 0, {"HTTP/1.1 416 R", "Content-Range: bytes */0"}, Action::RefuseStatus},
-      {"missing", 1000, {"HTTP/1.1 404 N", "Content-Length: 9"}, Action::RefuseStatus},
-      {"not modified", 0, {"HTTP/1.1 304 N"}, Action::RefuseStatus},
-      {"coded", 0, {"HTTP/1.1 200 OK", "Content-Encoding: gzip"}, Action::RefuseAnswer},
-      {"coded by itself", 0, {"HTTP/1.1 200 OK", "Content-Encoding: Identity"}, Action::StoreFromZero},
-      {"no content", 0, {"HTTP/1.1 204 N"}, Action::RefuseAnswer},
-      {"after an interim answer",
-       0,
-       {"HTTP/1.1 103 E", "Content-Length: 1", "", "HTTP/1.1 200 OK"},
-       Action::StoreFromZero},
+  using enum SCRangeDecision::Action;
+  struct Case {
+    const char* what;
+    std::int64_t offset;
+    std::vector<std::string> lines;
+    SCRangeDecision::Action action;
+    std::optional<std::int64_t> completeLength = {};
   };
+  const std::string whole = "HTTP/1.1 200 OK";
+  const std::string part = "HTTP/1.1 206 P";
+  const std::string rest = "Content-Range: bytes 1000-4999/5000";
+  const std::string several = "Content-Type: multipart/byteranges; boundary=x";
+  const Case cases[] = {
+      {"whole", 0, {whole, "content-length: 5000"}, StoreFromZero, 5000},
+      {"whole, length not told", 0, {"HTTP/2 200"}, StoreFromZero},
+      {"chunked", 0, {whole, "Content-Length: 9", "Transfer-Encoding: chunked"}, StoreFromZero},
+      {"whole in place of the rest", 1000, {whole, "Content-Length: 9"}, StoreFromZero, 9},
+      {"the rest", 1000, {part, rest, "Content-Length: 4000"}, Append, 5000},
+      {"the rest, total unknown", 1000, {part, "Content-Range: Bytes 1000-4999/*"}, Append, 5000},
+      {"a piece of the rest", 1000, {part, "Content-Range: bytes 1000-1999/5000"}, Append, 5000},
+      {"same tag", 1000, {part, rest, "ETag: \"v1\""}, Append, 5000},
+      {"another tag", 1000, {part, rest, "ETag: \"v2\""}, StartOver},
+      {"wrong offset", 1000, {part, "Content-Range: bytes 999-4999/5000"}, StartOver},
+      {"no range told", 1000, {part, "Content-Length: 4000"}, StartOver},
+      {"length against range", 1000, {part, rest, "Content-Length: 1"}, StartOver},
+      {"several parts", 1000, {part, rest, several}, StartOver},
+      {"part of what was not asked in parts", 0, {part, "Content-Range: bytes 0-9/10"}, RefuseAnswer},
+      {"nothing left", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */5000"}, AlreadyComplete, 5000},
+      {"shorter there", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */4999"}, StartOver},
+      {"nothing left, length not told", 5000, {"HTTP/1.1 416 R"}, StartOver},
+      {"no range asked", 0, {"HTTP/1.1 416 R", "Content-Range: bytes */0"}, RefuseStatus},
+      {"missing", 1000, {"HTTP/1.1 404 N", "Content-Length: 9"}, RefuseStatus},
+      {"not modified", 0, {"HTTP/1.1 304 N"}, RefuseStatus},
+      {"coded", 0, {whole, "Content-Encoding: gzip"}, RefuseAnswer},
+      {"coded by itself", 0, {whole, "Content-Encoding: Identity"}, StoreFromZero},
+      {"no content", 0, {"HTTP/1.1 204 N"}, RefuseAnswer},
+      {"after an interim answer", 0, {"HTTP/1.1 103 E", "Content-Length: 1", "", whole}, StoreFromZero},
+  };
+  const SCValidator known{"\"v1\"", ""};
   for (const Case& one : cases) {
     const SCRangeDecision decision = SCRangeDecision::decide(one.offset, known, headOf(one.lines));
     EXPECT_EQ(decision.action, one.action) << one.what;
-    if (one.action == Action::Append || one.action == Action::StoreFromZero) {
+    if (one.action == Append || one.action == StoreFromZero) {
       EXPECT_EQ(decision.completeLength, one.completeLength) << one.what;
     }
   }
@@ -129,9 +107,8 @@ TEST(SCValidator, survivesItsFileAndNothingElseDoes) {
     EXPECT_EQ(SCValidator::fromFile(validator.fileText()), validator);
   }
   for (const std::string& text :
-       {std::string(), std::string("\n"), std::string("ETag: \"a\""), std::string("ETag: \"a\n"),
-        std::string("ETag: W/\"a\"\n"), std::string("ETag: \"a\"\r\nX: y\"\n"), std::string("Last-Modified: now\n"),
-        std::string("ETag: \"a\0\"\n", 11), std::string(3000, 'x') + "\n"}) {
+       {""s, "\n"s, "ETag: \"a\""s, "ETag: \"a\n"s, "ETag: W/\"a\"\n"s, "ETag: \"a\"\r\nX: y\"\n"s,
+        "Last-Modified: now\n"s, "ETag: \"a\0\"\n"s, std::string(3000, 'x') + "\n"}) {
     EXPECT_FALSE(SCValidator::fromFile(text)) << text;
   }
 }

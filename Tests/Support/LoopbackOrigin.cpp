@@ -2,49 +2,50 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <cstdio>
+#include <sstream>
 #include <stdexcept>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <strings.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-/// A TCP socket bound to a port of `address` that the system picks.
-int boundSocket(const std::string& address, std::uint16_t& port) {
+/// What a TLS client begins with.
+constexpr char kTlsHandshake = 0x16;
+
+sockaddr* anyAddress(sockaddr_in& name) {
+  return reinterpret_cast<sockaddr*>(&name);
+}
+
+int newSocket(int flags = 0) {
+  return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
+}
+
+/// A TCP socket bound to a port of `address` that the system picks, and its name.
+std::pair<int, sockaddr_in> boundSocket(const std::string& address) {
   sockaddr_in name{};
   name.sin_family = AF_INET;
   ::inet_pton(AF_INET, address.c_str(), &name.sin_addr);
   socklen_t size = sizeof name;
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (::bind(fd, reinterpret_cast<sockaddr*>(&name), size) != 0 ||
-      ::getsockname(fd, reinterpret_cast<sockaddr*>(&name), &size) != 0) {
+  const int fd = newSocket();
+  if (::bind(fd, anyAddress(name), size) != 0 || ::getsockname(fd, anyAddress(name), &size) != 0) {
     throw std::runtime_error("no loopback port");
   }
-  port = ntohs(name.sin_port);
-  return fd;
-}
-
-void makePipe(int& readEnd, int& writeEnd) {
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  readEnd = ends[0];
-  writeEnd = ends[1];
+  return {fd, name};
 }
 
 /// The first byte asked for by "bytes=N-"; nothing for every other field.
 std::optional<std::size_t> openRangeStart(const std::optional<std::string>& range) {
-  if (!range || !range->starts_with("bytes=") || !range->ends_with('-')) return std::nullopt;
   std::size_t start = 0;
-  const char* const end = range->data() + range->size() - 1;
-  const auto [stop, error] = std::from_chars(range->data() + 6, end, start);
-  if (error != std::errc{} || stop != end) return std::nullopt;
-  return start;
+  int length = -1;
+  const bool isRange = range && std::sscanf(range->c_str(), "bytes=%zu-%n", &start, &length) == 1;
+  return isRange && length == static_cast<int>(range->size()) ? std::optional(start) : std::nullopt;
 }
 
 }  // namespace
@@ -60,19 +61,17 @@ std::optional<std::string> OriginRequest::header(std::string_view name) const {
   return std::nullopt;
 }
 
-OriginGate::OriginGate() {
-  int writeEnd = -1;
-  makePipe(readEnd_, writeEnd);
-  writeEnd_ = writeEnd;
+OriginGate::OriginGate() : fd_(::eventfd(0, EFD_CLOEXEC)) {
+  if (fd_ < 0) throw std::runtime_error("no eventfd");
 }
 
 OriginGate::~OriginGate() {
   open();
-  ::close(readEnd_);
+  ::close(fd_);
 }
 
 void OriginGate::open() {
-  if (const int fd = writeEnd_.exchange(-1); fd >= 0) ::close(fd);
+  ::eventfd_write(fd_, 1);
 }
 
 void OriginConnection::respond(int status, std::string_view body, const Headers& headers) {
@@ -99,7 +98,7 @@ void OriginConnection::respondFile(const OriginRequest& request, const OriginFil
 
 void OriginConnection::send(std::string_view bytes) {
   while (socket_ >= 0 && !bytes.empty()) {
-    std::array<pollfd, 2> fds{{{socket_, POLLOUT, 0}, {stopFd_, POLLIN, 0}}};
+    std::array<pollfd, 2> fds{{{socket_, POLLOUT, 0}, {end_.fd_, POLLIN, 0}}};
     ::poll(fds.data(), fds.size(), -1);
     const ssize_t sent =
         fds[1].revents != 0 ? -1 : ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -111,7 +110,7 @@ void OriginConnection::send(std::string_view bytes) {
 /// Waits for `fd` or the socket; false when the client or the test is gone.
 bool OriginConnection::waitReadable(int fd) {
   if (socket_ < 0) return false;
-  std::array<pollfd, 3> fds{{{socket_, POLLIN, 0}, {stopFd_, POLLIN, 0}, {fd, POLLIN, 0}}};
+  std::array<pollfd, 3> fds{{{socket_, POLLIN, 0}, {end_.fd_, POLLIN, 0}, {fd, POLLIN, 0}}};
   ::poll(fds.data(), fds.size(), -1);
   char peeked = 0;
   const bool gone = fds[0].revents != 0 && ::recv(socket_, &peeked, 1, MSG_PEEK) <= 0;
@@ -120,7 +119,7 @@ bool OriginConnection::waitReadable(int fd) {
 }
 
 void OriginConnection::wait(OriginGate& gate) {
-  waitReadable(gate.readEnd_);
+  waitReadable(gate.fd_);
 }
 
 void OriginConnection::stall() {
@@ -147,39 +146,39 @@ std::optional<OriginRequest> OriginConnection::readRequest() {
     const ssize_t got = ::recv(socket_, piece.data(), piece.size(), 0);
     if (got <= 0) return std::nullopt;
     unread_.append(piece.data(), static_cast<std::size_t>(got));
+    if (unread_.starts_with(kTlsHandshake)) {
+      respond(400);
+      stall();
+    }
   }
-  std::string head = unread_.substr(0, end + 2);
+  std::istringstream head(unread_.substr(0, end));
   unread_.erase(0, end + 4);
   OriginRequest request;
-  for (std::size_t at = 0, line = 0; (line = head.find("\r\n", at)) != std::string::npos; at = line + 2) {
-    const std::string text = head.substr(at, line - at);
-    const std::size_t colon = text.find(':');
-    if (at != 0) {
-      const std::size_t value = text.find_first_not_of(": ", colon);
-      request.headers.emplace_back(text.substr(0, colon), value == std::string::npos ? "" : text.substr(value));
-      continue;
-    }
-    const std::size_t space = text.find(' ');
-    request.method = text.substr(0, space);
-    request.target = text.substr(space + 1, text.rfind(' ') - space - 1);
+  std::string line;
+  head >> request.method >> request.target;
+  std::getline(head, line);
+  while (std::getline(head, line)) {
+    if (line.ends_with('\r')) line.pop_back();
+    const std::size_t colon = std::min(line.find(':'), line.size());
+    const std::size_t value = std::min(line.find_first_not_of(": ", colon), line.size());
+    request.headers.emplace_back(line.substr(0, colon), line.substr(value));
   }
   return request;
 }
 
 LoopbackOrigin::LoopbackOrigin(const std::string& address) : address_(address) {
-  listener_ = boundSocket(address_, port_);
-  if (::listen(listener_, SOMAXCONN) != 0) throw std::runtime_error("cannot listen");
-  makePipe(stopRead_, stopWrite_);
+  const auto [listener, name] = boundSocket(address_);
+  if (::listen(listener, SOMAXCONN) != 0) throw std::runtime_error("cannot listen");
+  listener_ = sockets_.emplace_back(listener);
+  port_ = ntohs(name.sin_port);
   acceptThread_ = std::thread([this] { acceptLoop(); });
 }
 
 LoopbackOrigin::~LoopbackOrigin() {
-  ::close(stopWrite_);
+  end_.open();
   acceptThread_.join();
   for (std::thread& thread : threads_) thread.join();
-  for (const int fd : {listener_, stopRead_, refused_}) {
-    if (fd >= 0) ::close(fd);
-  }
+  for (const int fd : sockets_) ::close(fd);
 }
 
 void LoopbackOrigin::route(const std::string& path, Handler handler) {
@@ -187,9 +186,10 @@ void LoopbackOrigin::route(const std::string& path, Handler handler) {
   routes_[path] = std::move(handler);
 }
 
-void LoopbackOrigin::serve(const std::string& path, std::string body, int status) {
-  route(path,
-        [body = std::move(body), status](const OriginRequest&, OriginConnection& out) { out.respond(status, body); });
+void LoopbackOrigin::serve(const std::string& path, std::string body, int status, OriginConnection::Headers headers) {
+  route(path, [=, body = std::move(body), headers = std::move(headers)](const OriginRequest&, OriginConnection& out) {
+    out.respond(status, body, headers);
+  });
 }
 
 void LoopbackOrigin::serveFile(const std::string& path, OriginFile file) {
@@ -199,12 +199,7 @@ void LoopbackOrigin::serveFile(const std::string& path, OriginFile file) {
 }
 
 void LoopbackOrigin::redirect(const std::string& path, const std::string& location, int status) {
-  route(path, [=](const OriginRequest&, OriginConnection& out) { out.respond(status, "", {{"Location", location}}); });
-}
-
-void LoopbackOrigin::greet(std::string bytes) {
-  const std::lock_guard lock(mutex_);
-  greeting_ = std::move(bytes);
+  serve(path, "", status, {{"Location", location}});
 }
 
 std::string LoopbackOrigin::url(std::string_view path) const {
@@ -233,15 +228,24 @@ std::size_t LoopbackOrigin::connections() const {
 }
 
 std::uint16_t LoopbackOrigin::refusedPort() {
-  std::uint16_t port = 0;
-  if (refused_ >= 0) ::close(refused_);
-  refused_ = boundSocket(address_, port);  // bound, never listening
-  return port;
+  const auto [bound, name] = boundSocket(address_);  // never listening
+  sockets_.push_back(bound);
+  return ntohs(name.sin_port);
+}
+
+std::uint16_t LoopbackOrigin::unansweringPort() {
+  auto [listener, name] = boundSocket(address_);
+  sockets_.push_back(listener);
+  if (::listen(listener, 0) != 0) throw std::runtime_error("cannot listen");
+  for (int i = 0; i < 4; ++i) {
+    (void)::connect(sockets_.emplace_back(newSocket(SOCK_NONBLOCK)), anyAddress(name), sizeof name);
+  }
+  return ntohs(name.sin_port);
 }
 
 void LoopbackOrigin::acceptLoop() {
   for (;;) {
-    std::array<pollfd, 2> fds{{{listener_, POLLIN, 0}, {stopRead_, POLLIN, 0}}};
+    std::array<pollfd, 2> fds{{{listener_, POLLIN, 0}, {end_.fd_, POLLIN, 0}}};
     ::poll(fds.data(), fds.size(), -1);
     if (fds[1].revents != 0) return;
     const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
@@ -252,27 +256,17 @@ void LoopbackOrigin::acceptLoop() {
 }
 
 void LoopbackOrigin::serveConnection(int socket) {
-  OriginConnection connection(socket, stopRead_);
-  std::string greeting;
-  {
-    const std::lock_guard lock(mutex_);
-    greeting = greeting_;
-  }
-  if (!greeting.empty()) {
-    connection.send(greeting);
-    connection.stall();
-  }
+  OriginConnection connection(socket, end_);
   while (const std::optional<OriginRequest> request = connection.readRequest()) answer(*request, connection);
   connection.close();
 }
 
 void LoopbackOrigin::answer(const OriginRequest& request, OriginConnection& out) {
   Handler handler = [](const OriginRequest&, OriginConnection& to) { to.respond(404); };
-  {
-    const std::lock_guard lock(mutex_);
-    if (const auto found = routes_.find(request.path()); found != routes_.end()) handler = found->second;
-    requests_.push_back(request);
-  }
+  std::unique_lock lock(mutex_);
+  if (const auto found = routes_.find(request.path()); found != routes_.end()) handler = found->second;
+  requests_.push_back(request);
+  lock.unlock();
   arrived_.notify_all();
   handler(request, out);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -41,8 +40,8 @@ class OriginGate final {
 
  private:
   friend class OriginConnection;
-  int readEnd_ = -1;  // readable once the gate is open
-  std::atomic<int> writeEnd_ = -1;
+  friend class LoopbackOrigin;
+  const int fd_;  // readable once the gate is open
 };
 
 /// What `LoopbackOrigin::serveFile` says about the version of its bytes; empty texts are not sent.
@@ -80,13 +79,13 @@ class OriginConnection final {
 
  private:
   friend class LoopbackOrigin;
-  OriginConnection(int socket, int stopFd) : socket_(socket), stopFd_(stopFd) {}
+  OriginConnection(int socket, const OriginGate& end) : socket_(socket), end_(end) {}
 
   bool waitReadable(int fd);
   std::optional<OriginRequest> readRequest();
 
   int socket_;
-  int stopFd_;  // readable once the origin ends
+  const OriginGate& end_;  // of the origin
   std::string unread_;
 };
 
@@ -102,7 +101,8 @@ class OriginConnection final {
 ///     });
 ///     request->setUrlString(origin.url("/a.mp4"));
 ///
-/// Routes are found by path, the query left out; an unknown path is answered by 404. Handlers run on the connection's
+/// Routes are found by path, the query left out; an unknown path is answered by 404, and a greeting in TLS by a plain
+/// 400. Handlers run on the connection's
 /// thread; everything else may be called from any thread. The destructor ends every connection and joins the threads.
 class LoopbackOrigin final {
  public:
@@ -115,16 +115,12 @@ class LoopbackOrigin final {
 
   /// Sets or replaces the answer to `path`.
   void route(const std::string& path, Handler handler);
-  void serve(const std::string& path, std::string body, int status = 200);
+  void serve(const std::string& path, std::string body, int status = 200, OriginConnection::Headers headers = {});
   void serveFile(const std::string& path, OriginFile file);
   void redirect(const std::string& path, const std::string& location, int status = 302);
 
-  /// From now on says `bytes` to every new connection and reads nothing: no HTTP server, nor a TLS one.
-  void greet(std::string bytes);
-
   /// `http://127.0.0.1:PORT` and the path.
   std::string url(std::string_view path) const;
-  std::uint16_t port() const noexcept { return port_; }
 
   /// Every request so far, in the order of arrival.
   std::vector<OriginRequest> requests() const;
@@ -141,6 +137,9 @@ class LoopbackOrigin final {
   /// A port of the same address that refuses connections as long as this origin lives.
   std::uint16_t refusedPort();
 
+  /// One that answers none: its queue of one is full and nobody takes from it.
+  std::uint16_t unansweringPort();
+
  private:
   void acceptLoop();
   void serveConnection(int socket);
@@ -150,15 +149,13 @@ class LoopbackOrigin final {
   std::string address_;
   std::uint16_t port_ = 0;
   int listener_ = -1;
-  int stopRead_ = -1;
-  int stopWrite_ = -1;
-  int refused_ = -1;
+  OriginGate end_;
+  std::vector<int> sockets_;  // all that are no connections
 
   // Any thread, under mutex_.
   mutable std::mutex mutex_;
   mutable std::condition_variable arrived_;
   std::map<std::string, Handler, std::less<>> routes_;
-  std::string greeting_;
   std::vector<OriginRequest> requests_;
   std::vector<std::thread> threads_;
 

@@ -52,16 +52,10 @@ class ManualRunLoop final : public ZRRunLoop {
   /// Lets `duration` pass. Everything that falls due on the way runs in order, each at its own time, with what it posts
   /// in turn.
   void advance(Duration duration) {
-    const Duration end = now() + duration;
+    const Duration end = now_ + duration;
     for (Work work; takeNext(end, work); work = nullptr) work();
     const std::lock_guard lock(mutex_);
     now_ = std::max(now_, end);
-  }
-
-  /// How much time has passed since the loop was made.
-  Duration now() const {
-    const std::lock_guard lock(mutex_);
-    return now_;
   }
 
   /// How many delayed calls have neither run nor been cancelled.
@@ -87,7 +81,7 @@ class ManualRunLoop final : public ZRRunLoop {
 
   const std::thread::id thread_ = std::this_thread::get_id();
 
-  // Any thread, under mutex_.
+  // Any thread, under mutex_; the loop's own, which alone moves the clock, reads it without.
   mutable std::mutex mutex_;
   std::deque<Work> ready_;
   std::map<std::pair<Duration, DelayedId>, Work> delayed_;
