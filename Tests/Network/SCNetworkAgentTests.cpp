@@ -220,19 +220,17 @@ TEST_F(SCNetworkAgentTest, cancelInsideAProgressHandlerIsTheLastCall) {
 }
 
 TEST_F(SCNetworkAgentTest, theHostsObjectsGoOnTheLoopsThread) {
-  class Watched final : public SCNetworkResponseParser {
-   public:
-    explicit Watched(std::thread::id& last) : last_(last) {}
-    ~Watched() override { last_ = std::this_thread::get_id(); }
+  struct Throwing final : SCNetworkResponseParser {
     std::variant<SCParserResult, ZRError> parse(std::string_view) const override { throw std::runtime_error("host"); }
-
-   private:
-    std::thread::id& last_;
+  };
+  std::thread::id last;
+  const auto deleter = [&last](const Throwing* parser) {
+    last = std::this_thread::get_id();
+    delete parser;
   };
   origin_.serve("/a", "{}");
-  std::thread::id last;
   auto request = plain(origin_.url("/a"));
-  request->setResponseParser(std::make_shared<Watched>(last));
+  request->setResponseParser(std::shared_ptr<const Throwing>(new Throwing, deleter));
   EXPECT_EQ(run(std::exchange(request, nullptr)).code(), Code::CannotParseResponse);
   ASSERT_TRUE(runUntil([&] { return last != std::thread::id(); }));
   EXPECT_EQ(last, std::this_thread::get_id());

@@ -93,18 +93,13 @@ TEST_F(ZRDefaultRunLoopTest, stopEndsTheRunAfterTheWorkInHand) {
 }
 
 TEST_F(ZRDefaultRunLoopTest, whatACancelledCallHeldMayCallBack) {
-  struct Caller {
-    ZRRunLoop& loop;
-    ZRRunLoop::DelayedId id = 0;
-    ~Caller() {
-      loop.cancel(id);
-      loop.post([] {});
-    }
-  };
-  std::shared_ptr<Caller> caller(new Caller{loop_});
-  Caller& kept = *caller;
-  kept.id = loop_.postDelayed(1h, [caller = std::move(caller)] {});
-  loop_.cancel(kept.id);
+  ZRRunLoop::DelayedId id = 0;
+  std::shared_ptr<void> caller(&id, [&](void*) {
+    loop_.cancel(id);
+    loop_.post([] {});
+  });
+  id = loop_.postDelayed(1h, [caller = std::move(caller)] {});
+  loop_.cancel(id);
   EXPECT_EQ(loop_.timeUntilNext(), 0ns) << "posted by what the cancelled call held";
   loop_.drain();
   EXPECT_EQ(loop_.timeUntilNext(), std::nullopt) << "nothing of the call is left";

@@ -29,11 +29,9 @@ class ZRHostInfoTest : public testing::Test {
 TEST_F(ZRHostInfoTest, defaultsAreBelowTheHomeFolder) {
   const ZRHostInfo info = ZRHostInfo::defaults();
   EXPECT_EQ(info.bundleIdentifier, "PlatformTests");
-  EXPECT_EQ(info.shortVersion, std::nullopt);
   EXPECT_EQ(info.homeFolder, home_.path());
   EXPECT_EQ(info.applicationSupportFolder, home_ / ".local/share");
   EXPECT_EQ(info.moviesFolder, home_ / "Videos");
-  EXPECT_EQ(info.videoInfoBaseURL, "");
 }
 
 TEST_F(ZRHostInfoTest, absoluteFoldersInTheEnvironmentWin) {
