@@ -223,17 +223,25 @@ TEST_F(SCNetworkAgentTest, theHostsObjectsGoOnTheLoopsThread) {
   struct Throwing final : SCNetworkResponseParser {
     std::variant<SCParserResult, ZRError> parse(std::string_view) const override { throw std::runtime_error("host"); }
   };
-  std::thread::id last;
-  const auto deleter = [&last](const Throwing* parser) {
-    last = std::this_thread::get_id();
-    delete parser;
+  std::set<std::thread::id> threads;
+  int gone = 0;
+  const auto parsing = [&] {
+    const auto request = plain(origin_.url("/a"));
+    request->setResponseParser(std::shared_ptr<const Throwing>(new Throwing, [&](const Throwing* parser) {
+      threads.insert(std::this_thread::get_id());
+      ++gone;
+      delete parser;
+    }));
+    return request;
   };
   origin_.serve("/a", "{}");
-  auto request = plain(origin_.url("/a"));
-  request->setResponseParser(std::shared_ptr<const Throwing>(new Throwing, deleter));
-  EXPECT_EQ(run(std::exchange(request, nullptr)).code(), Code::CannotParseResponse);
-  ASSERT_TRUE(runUntil([&] { return last != std::thread::id(); }));
-  EXPECT_EQ(last, std::this_thread::get_id());
+  EXPECT_EQ(run(parsing()).code(), Code::CannotParseResponse);
+  auto cancelled = parsing();
+  agent().execApi(cancelled);
+  cancelled->cancel();
+  cancelled.reset();  // what the agent holds is the last of it
+  ASSERT_TRUE(runUntil([&] { return gone == 2; }));
+  EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
 }
 
 TEST(SCNetworkBaseApi, descriptionHoldsNoKey) {

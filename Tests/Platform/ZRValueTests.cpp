@@ -1,5 +1,6 @@
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -12,13 +13,8 @@ constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::uint64_t kMaxUnsigned = std::numeric_limits<std::uint64_t>::max();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-struct Coercion {
-  ZRValue value;
-  bool asBool;
-  std::int64_t asInt64;
-  std::uint64_t asUint64;
-  double asDouble;
-};
+/// A value, and what it is as a boolean, signed, unsigned and as a double.
+using Coercion = std::tuple<ZRValue, bool, std::int64_t, std::uint64_t, double>;
 
 }  // namespace
 
@@ -53,12 +49,12 @@ TEST(ZRValue, coercesToNumbers) {
   for (const char* nothing : {"", "0x10", "--1", "- 1", "inf", "nan", "apples 42"}) {
     table.push_back({nothing, false, 0, 0, 0});
   }
-  for (const Coercion& row : table) {
-    SCOPED_TRACE(row.value.textValue().value_or("kind " + std::to_string(static_cast<int>(row.value.kind()))));
-    EXPECT_EQ(row.value.boolValue(), row.asBool);
-    EXPECT_EQ(row.value.int64Value(), row.asInt64);
-    EXPECT_EQ(row.value.uint64Value(), row.asUint64);
-    EXPECT_EQ(row.value.doubleValue(), row.asDouble);
+  for (const auto& [value, asBool, asInt64, asUint64, asDouble] : table) {
+    SCOPED_TRACE(value.textValue().value_or("kind " + std::to_string(static_cast<int>(value.kind()))));
+    EXPECT_EQ(value.boolValue(), asBool);
+    EXPECT_EQ(value.int64Value(), asInt64);
+    EXPECT_EQ(value.uint64Value(), asUint64);
+    EXPECT_EQ(value.doubleValue(), asDouble);
   }
   const ZRValue notANumber(std::nan(""));
   EXPECT_FALSE(notANumber.boolValue());
