@@ -29,8 +29,10 @@ TEST(ZRBackgroundQueue, doesWorkInOrderOnOneThreadOfItsOwnThatGivesWay) {
   EXPECT_EQ(threads.size(), 1U);
   EXPECT_FALSE(threads.contains(std::this_thread::get_id()));
   EXPECT_EQ(held.use_count(), 1) << "an idle queue holds nothing of its work";
+#ifdef __linux__  // where a thread has a priority of its own
   EXPECT_GT(priority, std::min(own, 9));
   EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), own);
+#endif
 }
 
 TEST(ZRBackgroundQueue, finishesItsQueueBeforeItGoes) {

@@ -6,6 +6,8 @@
 #include "TemporaryFolder.h"
 #include "ZRHost.h"
 
+#ifdef __linux__
+
 namespace {
 
 /// A home folder of its own, with every variable that says otherwise unset.
@@ -53,6 +55,8 @@ TEST_F(ZRHostInfoTest, readsTheVideosFolderOfTheUserDirectories) {
   EXPECT_EQ(moviesFor("XDG_VIDEOS_DIR=\"$HOME/\""), home_.path());
   EXPECT_EQ(moviesFor("XDG_VIDEOS_DIR=\"$HOMEWARD/x\"\nXDG_VIDEOS_DIR=\"films\"\nXDG_VIDEOS_DIR="), home_ / "Videos");
 }
+
+#endif
 
 TEST(ZRHost, measuresAVolumeOrSaysWhyNot) {
   const TemporaryFolder folder;
