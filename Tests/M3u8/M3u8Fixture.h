@@ -4,23 +4,23 @@
 #include <string>
 #include <vector>
 
-#include "LibraryFixture.h"
 #include "LoopbackOrigin.h"
-#include "ZRDownloadDataBase.h"
-#include "ZRHost.h"
+#include "RunnerFixture.h"
 #include "ZRM3u8TaskRunner.h"
 
 /// The HLS runner's world for one test: an origin that serves the record, the playlist and the segments, and a host
 /// that has a key and "decrypts" the playlist into `tsArr_`.
-class M3u8Fixture : public LibraryFixture {
+class M3u8Fixture : public RunnerFixture {
  protected:
+  using Runner = ZRM3u8TaskRunner;
+
   M3u8Fixture() {
     ZRHostInfo info = ZRHost::current();
     info.videoInfoBaseURL = origin_.url("/v4/video/info");
     info.shortVersion = "9.9";
     ZRHost::setCurrent(info);
     ZRClock::setSource([this] { return now_; });
-    serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\"");
+    serveHlsRecord();
     origin_.serve("/p.m3u8", "encrypted");
     manager()->setup(hlsHost());
   }
@@ -48,17 +48,20 @@ class M3u8Fixture : public LibraryFixture {
     decrypted_.push_back(readFile(*request["contentPath"].textValue()));
     if (decryptionFailures_ > 0) {
       --decryptionFailures_;
-      reply(std::nullopt, ZRError("host", 7, "no"));
-    } else {
-      writeFile(*request["localPath"].textValue(), "#EXTM3U");
-      reply(ZRDictionary{{"tsArr", tsArr_}}, std::nullopt);
+      return reply(std::nullopt, ZRError("host", 7, "no"));
     }
+    writeFile(*request["localPath"].textValue(), "#EXTM3U");
+    reply(ZRDictionary{{"tsArr", tsArr_}}, std::nullopt);
   }
 
   /// What the service says of video 7; `fields` are members of a JSON object.
   void serveRecord(const std::string& fields) {
-    origin_.serve("/v4/video/info/7.json",
-                  "{\"status\": 200, \"data\": {\"videoId\": 99, \"aid\": 3, " + fields + "}}");
+    origin_.serve("/v4/video/info/7.json", R"({"status": 200, "data": {"videoId": 99, "aid": 3, )" + fields + "}}");
+  }
+
+  /// A record with the playlist's address, and `more` members.
+  void serveHlsRecord(const std::string& more = {}) {
+    serveRecord(R"("url_high": ")" + origin_.url("/p.m3u8?a=1") + '"' + more);
   }
 
   static std::string segment(unsigned seed, std::size_t size = 376) {
@@ -69,6 +72,7 @@ class M3u8Fixture : public LibraryFixture {
 
   /// Serves `count` good segments and names them in the playlist.
   void serveSegments(unsigned count) {
+    tsArr_.clear();
     for (unsigned i = 0; i < count; ++i) {
       const std::string path = "/" + std::to_string(i) + ".ts";
       origin_.serve(path, segment(i));
@@ -76,44 +80,14 @@ class M3u8Fixture : public LibraryFixture {
     }
   }
 
-  /// Segment 1 begins and waits for `gate_`.
-  void holdSegmentOne() {
-    origin_.route("/1.ts", [this](const OriginRequest&, OriginConnection& out) {
-      const std::string bytes = segment(1);
-      out.send("HTTP/1.1 200 OK\r\nContent-Length: 376\r\n\r\n" + bytes.substr(0, 100));
-      out.wait(gate_);
-      out.send(bytes.substr(100));
-    });
-  }
-
-  static std::shared_ptr<ZRM3u8TaskRunner> make() {
-    return ZRM3u8TaskRunner::taskWithParams({{"aid", 3}, {"vid", 7}, {"site", 1}, {"version", 1}});
-  }
-
-  static std::shared_ptr<ZRM3u8TaskRunner> add() {
-    const auto task = make();
-    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
-    return task;
-  }
-
-  static std::shared_ptr<ZRM3u8TaskRunner> firstUnfinished() {
-    return std::dynamic_pointer_cast<ZRM3u8TaskRunner>(manager()->allUnFinishTaskArr().at(0));
-  }
+  static ZRDictionary params(int version = 1) { return {{"aid", 3}, {"vid", 7}, {"site", 1}, {"version", version}}; }
+  static std::shared_ptr<Runner> add() { return addTaskOf<Runner>(params()); }
 
   std::size_t requestsTo(const std::string& path) const { return origin_.requestsTo(path).size(); }
   std::size_t recordRequests() const { return requestsTo("/v4/video/info/7.json"); }
 
   std::size_t countLogged(std::uint64_t level, const std::string& msg) const {
     return static_cast<std::size_t>(std::count(log_.begin(), log_.end(), LogLine{level, msg}));
-  }
-
-  /// The first value of a query as text.
-  static std::string queried(const std::string& sql) {
-    std::string text = "no row";
-    manager()->db()->executeQuery(sql, [&text](ZRResultSet* rows) {
-      if (rows != nullptr && rows->next()) text = rows->textForColumnIndex(0).value_or("NULL");
-    });
-    return text;
   }
 
   std::string file(const std::string& name) const { return downloadFolder() + "/7-1/" + name; }
@@ -124,7 +98,7 @@ class M3u8Fixture : public LibraryFixture {
   std::optional<ZRDictionary> keyReply_ = ZRDictionary{{"mkey", "K"}, {"cookie", "c=1"}};
   std::optional<ZRError> keyError_;
   ZRValue::List tsArr_;
-  int decryptionFailures_ = 0;
+  unsigned decryptionFailures_ = 0;
   std::vector<ZRDictionary> keyRequests_;
   std::vector<std::string> decrypted_;  // what was found at each contentPath
 };

@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "M3u8Fixture.h"
+#include "ZRM3u8Rules.h"
 
 namespace fs = std::filesystem;
 
@@ -9,22 +10,22 @@ namespace {
 /// The way to the playlist, and videos that are one MP4 file.
 class ZRM3u8TaskRunnerNetworkTest : public M3u8Fixture {
  protected:
-  static bool isStuckIn(const ZRM3u8TaskRunner& task, ZRM3u8Phase phase) {
+  static bool isStuckIn(const Runner& task, ZRM3u8Phase phase) {
     return task.isExecuting() && task.executingPhase() == static_cast<std::uint64_t>(phase);
   }
 
-  std::string mp4Record(const std::string& more) { return "\"uploadFrom\": 266, \"file_size_high\": 5000" + more; }
+  std::string thumbnail() const { return R"(, "tv_preview_pic": ")" + origin_.url("/t.jpg") + '"'; }
+
+  const std::string oneFile_ = R"("uploadFrom": 266, "file_size_high": 5000)";
 };
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, walksFromTheIdToAPlayableFolder) {
   manager()->setup(hlsHost({{"m3u8_cdn_params", ZRDictionary{{"cdn", "x y"}}}}));
-  serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\", \"tv_preview_pic\": \"" + origin_.url("/t.jpg") +
-              "\", \"file_size_high\": 960");
+  serveHlsRecord(thumbnail() + R"(, "file_size_high": 960)");
   origin_.serve("/t.jpg", "thumbnail");
   serveSegments(2);
-  const std::string odd = "/2's%20\xC3\xA9.ts";
   origin_.serve("/2's%20%C3%A9.ts", segment(2));
-  tsArr_.emplace_back(origin_.url(odd + "?x='%27"));
+  tsArr_.emplace_back(origin_.url("/2's%20\xC3\xA9.ts?x='%27"));
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return task->isFinished() && fs::exists(file("7-1.jpg")); }));
 
@@ -57,75 +58,68 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, walksFromTheIdToAPlayableFolder) {
   EXPECT_EQ(manager()->relativeMoviePathWithTaskId("1"), "7-1/7-1.local.m3u8");
 }
 
-TEST_F(ZRM3u8TaskRunnerNetworkTest, keyAndCookieAreSentOnlyWhenThereAreAny) {
+TEST_F(ZRM3u8TaskRunnerNetworkTest, nothingEmptyIsSentAndNothingThatIsThereIsFetched) {
   keyReply_ = ZRDictionary{{"mkey", ""}};
+  writeFile(file("7-1.jpg"), "old");
+  serveHlsRecord(thumbnail());
   const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));  // an empty list of segments is done at once
+  ASSERT_TRUE(finishes(task));  // an empty list of segments is done at once
   EXPECT_EQ(task->totalSegment(), 0);
+  EXPECT_EQ(requestsTo("/t.jpg"), 0U);
   const OriginRequest playlist = origin_.requests().back();
   EXPECT_EQ(playlist.target, "/p.m3u8?a=1");
   EXPECT_EQ(playlist.header("Cookie"), std::nullopt);
 }
 
-TEST_F(ZRM3u8TaskRunnerNetworkTest, existingThumbnailIsNotAskedForAgain) {
-  writeFile(file("7-1.jpg"), "old");
-  serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\", \"tv_preview_pic\": \"" + origin_.url("/t.jpg") +
-              "\"");
-  const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
-  EXPECT_EQ(requestsTo("/t.jpg"), 0U);
+TEST_F(ZRM3u8TaskRunnerNetworkTest, keyIsAppendedWithoutLookingForAQuery) {
+  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p?a=1&", "K"), "http://h/p?a=1&mkey=K");
+  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p.m3u8", "K"), "http://h/p.m3u8&mkey=K");
+  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p?a=1&", ""), "http://h/p?a=1&");
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, failedDecryptionIsRepeatedAndAtTheEndOfTheBudgetWithANewRecord) {
-  struct Case {
-    int failures;
-    std::size_t records;
-    bool finishes;
-  };
-  for (const Case& c : {Case{1, 1, true}, Case{2, 1, true}, Case{3, 2, true}, Case{4, 2, false}}) {
-    decryptionFailures_ = c.failures;
+  for (const auto& [failures, records] : {std::pair(1U, 1U), std::pair(2U, 1U), std::pair(3U, 2U), std::pair(4U, 2U)}) {
+    const bool isFinal = failures == 4;
+    decryptionFailures_ = failures;
     decrypted_.clear();
     log_.clear();
     const std::size_t before = recordRequests();
     const auto task = add();
-    ASSERT_TRUE(runUntil([&] { return task->isFinished() || task->isErrored(); }));
-    EXPECT_EQ(task->isFinished(), c.finishes);
-    EXPECT_EQ(recordRequests() - before, c.records);
-    EXPECT_EQ(decrypted_.size(), static_cast<std::size_t>(c.finishes ? c.failures + 1 : c.failures));
-    EXPECT_EQ(countLogged(2, "decodeError:" + ZRError("host", 7, "no").description()),
-              static_cast<std::size_t>(std::min(c.failures, 3)));
-    if (!c.finishes) {
-      EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"));
+    if (isFinal) {
+      expectError(task, {ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"});
+    } else {
+      ASSERT_TRUE(finishes(task));
     }
+    EXPECT_EQ(recordRequests() - before, records);
+    EXPECT_EQ(decrypted_.size(), isFinal ? 4U : failures + 1);
+    EXPECT_EQ(countLogged(2, "decodeError:" + ZRError("host", 7, "no").description()), std::min(failures, 3U));
     EXPECT_FALSE(fs::exists(file("7-1.net.m3u8")));
     manager()->removeTask(task);
   }
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, missingAddressRollsBackToANewRecordThreeTimes) {
-  std::size_t before = 0;
-  for (const std::string& record : {std::string("\"url_high\": \"\""), mp4Record("")}) {
+  for (const std::string& record : {std::string(R"("url_high": "")"), oneFile_}) {
+    const std::size_t before = recordRequests();
+    log_.clear();
     serveRecord(record);
     const auto task = add();
-    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-    EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::ResourceUnusable, "找不到M3U8地址"));
+    expectError(task, {ZRErrorCode::ResourceUnusable, "找不到M3U8地址"});
     EXPECT_EQ(recordRequests() - before, 4U);
     EXPECT_EQ(countLogged(1, "roll back setp 1."), 3U);
-    before = recordRequests();
-    log_.clear();
     manager()->removeTask(task);
   }
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, refusedRecordIsPassedOnAndTheTaskStays) {
-  origin_.serve("/v4/video/info/7.json", "{\"status\": 403, \"data\": {}}");
+  origin_.serve("/v4/video/info/7.json", R"({"status": 403, "data": {}})");
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return !messages(2).empty(); }));
   EXPECT_EQ(messages(2)[0].substr(0, 7), "ts:0/0;");
   EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseLoadVideoInfo));
 }
 
-TEST_F(ZRM3u8TaskRunnerNetworkTest, hostWithoutACallbackLeavesTheTaskInThePlaylistsPhase) {
+TEST_F(ZRM3u8TaskRunnerNetworkTest, hostWithoutACallbackLeavesTheTaskInThePlaylistsPhaseUntilTheKeyFails) {
   manager()->setup(hlsHost({{"fetch_mky_handler", ZRValue::null()}}));
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist); }));
@@ -136,22 +130,18 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, hostWithoutACallbackLeavesTheTaskInThePlayli
   ASSERT_TRUE(runUntil([&] { return fs::exists(file("7-1.net.m3u8")); }));
   loop_->drain();
   EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist));
-}
-
-TEST_F(ZRM3u8TaskRunnerNetworkTest, keyErrorIsTheTasksError) {
   keyError_ = ZRError("host", 104, "no key");
-  const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(*task->err(), *keyError_);
+  manager()->resumeTask(task);
+  expectError(task, *keyError_);
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
   std::vector<ZRReplyCompletion> keys;
   std::vector<ZRReplyCompletion> playlists;
-  manager()->setup(hlsHost(
-      {{"fetch_mky_handler", ZRFetchMkeyHandler([&](const auto&, const auto& reply) { keys.push_back(reply); })},
-       {"decryption_handler",
-        ZRDecryptionHandler([&](const auto&, const auto& reply) { playlists.push_back(reply); })}}));
+  const auto keep = [](std::vector<ZRReplyCompletion>& replies) {
+    return ZRRequestHandler([&replies](const auto&, const auto& reply) { replies.push_back(reply); });
+  };
+  manager()->setup(hlsHost({{"fetch_mky_handler", keep(keys)}, {"decryption_handler", keep(playlists)}}));
   serveSegments(2);
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return keys.size() == 1; }));
@@ -167,21 +157,25 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
   manager()->resumeTask(task);
   keys[2](ZRDictionary(), std::nullopt);
   ASSERT_TRUE(runUntil([&] { return playlists.size() == 2; }));
-  const ZRDictionary urls{{"tsArr", tsArr_}};
-  playlists[0](urls, std::nullopt);
+  playlists[0](ZRDictionary{{"tsArr", tsArr_}}, std::nullopt);
   playlists[0](std::nullopt, ZRError("host", 103, "again"));
   playlists[1](std::nullopt, ZRError("host", 103, "its file is gone"));  // the segments are under way
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
-  EXPECT_EQ(origin_.requestsTo("/0.ts").size() + origin_.requestsTo("/1.ts").size(), 2U);
+  ASSERT_TRUE(finishes(task));
+  EXPECT_EQ(requestsTo("/0.ts") + requestsTo("/1.ts"), 2U);
 }
 
-TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedAndNeedsNoPlaylist) {
+TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedWhenTheDiskHasRoomAndNeedsNoPlaylist) {
   const std::string bytes = patternBytes(5000);
   writeFile(file("7-1.mp4"), bytes.substr(0, 2000));
-  serveRecord(mp4Record(", \"url_high_mp4\": \"" + origin_.url("/v.mp4") + "\""));
   origin_.serveFile("/v.mp4", {.bytes = bytes, .etag = "\"v\""});
+  serveRecord(oneFile_);  // without an address: the disk is looked at first
+  fillDisk();
   const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  expectError(task, diskFull_);
+  setFreeBytes(std::uint64_t{100} << 30);
+  serveRecord(oneFile_ + R"(, "url_high_mp4": ")" + origin_.url("/v.mp4") + '"');
+  manager()->resumeTask(task);
+  ASSERT_TRUE(finishes(task));
   EXPECT_EQ(origin_.requests().back().header("Range"), "bytes=2000-");
   EXPECT_EQ(readFile(file("7-1.mp4")), bytes);
   EXPECT_EQ(task->downloadedBytes(), 5000U);
@@ -190,14 +184,6 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedAndNeedsNoPlaylist) {
   EXPECT_EQ(task->localFullFilePath(), file("7-1.mp4"));
   EXPECT_EQ(task->localRelativeFilePath(), "7-1/7-1.local.m3u8");
   EXPECT_TRUE(keyRequests_.empty());
-}
-
-TEST_F(ZRM3u8TaskRunnerNetworkTest, fullDiskStopsBeforeTheOneFile) {
-  setFreeBytes(std::uint64_t{1} << 30);
-  serveRecord(mp4Record(""));  // the disk is looked at first
-  const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 
 namespace {
 
-using Runner = ZRM3u8TaskRunner;
-
 /// Tasks that are stored and never run.
 class ZRM3u8TaskRunnerORMTest : public M3u8Fixture {
  protected:
@@ -14,7 +12,6 @@ class ZRM3u8TaskRunnerORMTest : public M3u8Fixture {
     origin_.serve("/v4/video/info/7.json", "", 500);
   }
 
-  static bool update(const std::string& sql) { return manager()->db()->executeUpdate(sql); }
   static std::string rows() {
     return queried("SELECT group_concat(task_id || ':' || idx, ' ') FROM (SELECT * FROM ts_meta_tb ORDER BY pkid)");
   }
@@ -34,9 +31,10 @@ TEST_F(ZRM3u8TaskRunnerORMTest, statementsToTheLetter) {
   EXPECT_EQ(Runner::deleteTSSQLWithTaskId("5", 2), "DELETE from ts_meta_tb WHERE task_id = 5 and idx = 2");
   EXPECT_EQ(Runner::deleteAllTSSQLWithTaskIds({5, 6}), "DELETE from ts_meta_tb WHERE task_id IN ( 5,6 )");
   EXPECT_EQ(Runner::deleteAllTSSQLWithTaskId(5), "DELETE from ts_meta_tb WHERE task_id = 5");
-  EXPECT_EQ(make()->queryPrimaryKeySQL(), "SELECT pkid from task_meta_tb WHERE vid = 7 and version = 1");
-  for (const char* table : {"task_meta_tb", "ts_meta_tb"}) {
-    EXPECT_EQ(queried("SELECT count(*) FROM sqlite_master WHERE tbl_name = '" + std::string(table) + "'"), "2");
+  EXPECT_EQ(Runner::taskWithParams(params())->queryPrimaryKeySQL(),
+            "SELECT pkid from task_meta_tb WHERE vid = 7 and version = 1");
+  for (const std::string table : {"task_meta_tb", "ts_meta_tb"}) {
+    EXPECT_EQ(queried("SELECT count(*) FROM sqlite_master WHERE tbl_name = '" + table + "'"), "2");
   }
   EXPECT_TRUE(logged(1, "m3:0/0"));
 }
@@ -55,10 +53,9 @@ TEST_F(ZRM3u8TaskRunnerORMTest, storedPlaylistReplacesTheTasksRowsAndNoOthers) {
 }
 
 TEST_F(ZRM3u8TaskRunnerORMTest, taskThatWasNeverInsertedOnlyStoresAddresses) {
-  const auto task = make();
+  const auto task = Runner::taskWithParams(params());
   task->setDb(manager()->db());
   task->updateAllTsURL({"x"});
-  EXPECT_EQ(rows(), "0:0");
   EXPECT_EQ(task->queryCurrentDownloadSegmentUrl(), std::nullopt);
   task->syncStateToDB();
   task->cleanDownloadFiles();
@@ -68,7 +65,7 @@ TEST_F(ZRM3u8TaskRunnerORMTest, taskThatWasNeverInsertedOnlyStoresAddresses) {
 TEST_F(ZRM3u8TaskRunnerORMTest, rowHoldsTheArchivedRecordInLines) {
   const auto task = add();
   EXPECT_TRUE(task->existInDB());
-  EXPECT_EQ(manager()->addTask(make()), ZRAddTaskResult::Exists);
+  EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params())), ZRAddTaskResult::Exists);
   const std::string text = queried("SELECT videoInfo FROM task_meta_tb");
   EXPECT_EQ(text.substr(64, 2), "\r\n");
   const auto restored = ZRKeyedArchive::unarchive<ZRDownloadVideoInfo>(ZRBase64::decode(text));
@@ -78,48 +75,38 @@ TEST_F(ZRM3u8TaskRunnerORMTest, rowHoldsTheArchivedRecordInLines) {
   EXPECT_EQ(task->sqlValueForKey("taskState"), "(null)");
 }
 
-TEST_F(ZRM3u8TaskRunnerORMTest, stateFollowsFromThePhaseAndIdsFromTheRecord) {
-  for (const int version : {1, 2, 21}) {
-    const auto task = Runner::taskWithParams({{"vid", 7}, {"site", 1}, {"version", version}, {"aid", 3}});
-    ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
-  }
-  ZRDownloadManager::shutdown();
-  manager()->setup(options({{"max_concurrent_count", 0}}));
+TEST_F(ZRM3u8TaskRunnerORMTest, stateFollowsFromThePhaseAndIdsFromTheRecordAndDamageDoesNoHarm) {
+  for (const int version : {1, 2, 21, 31}) addTaskOf<Runner>(params(version));
+  restart({{"max_concurrent_count", 0}});  // the end of a waiting task's process writes its row
   ASSERT_TRUE(update("UPDATE task_meta_tb SET executingPhase = 2, currentSegment = 9, vid = 55 WHERE pkid = 1"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET executingPhase = 3 WHERE pkid = 2"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET videoInfo = '', executingPhase = NULL WHERE pkid = 3"));
+  ASSERT_TRUE(
+      update("UPDATE task_meta_tb SET videoInfo = 'oWF4', stamp = 9e999, currentSegment = -5, totalSegment = 'many',"
+             "executingPhase = -1, allDownloadedSegmentsBytes = -1, albumPic = x'00' WHERE pkid = 4"));
   restart();
-  EXPECT_TRUE(logged(1, "m3:1/3"));
+  EXPECT_TRUE(logged(1, "m3:1/4"));
   ASSERT_EQ(manager()->allFinishedTaskArr().size(), 1U);
   EXPECT_TRUE(manager()->allFinishedTaskArr()[0]->isFinished());
   EXPECT_EQ(manager()->allFinishedTaskArr()[0]->taskId(), "2");
-  const auto task = firstUnfinished();
+  const auto task = unfinishedOf<Runner>();
   EXPECT_TRUE(task->isPaused());
   EXPECT_EQ(task->currentSegment(), 9);
   EXPECT_EQ(task->vid(), 7);
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
   EXPECT_TRUE(task->albumPic().isAbsent());
-  const auto without = std::dynamic_pointer_cast<Runner>(manager()->allUnFinishTaskArr().at(1));
+  const auto without = unfinishedOf<Runner>(1);
   EXPECT_EQ(without->videoInfo(), nullptr);
   EXPECT_EQ(without->sqlValueForKey("videoInfo"), "''");
-}
-
-TEST_F(ZRM3u8TaskRunnerORMTest, damagedRowLoadsWithoutHarm) {
-  (void)add();
-  restart();  // the end of a waiting task's process writes its row
-  ASSERT_TRUE(
-      update("UPDATE task_meta_tb SET videoInfo = 'oWF4', stamp = 9e999, currentSegment = -5, totalSegment = 'many',"
-             "executingPhase = -1, allDownloadedSegmentsBytes = -1, albumPic = x'00'"));
-  restart();
-  const auto task = firstUnfinished();
-  EXPECT_EQ(task->videoInfo(), nullptr);
-  EXPECT_EQ(task->stamp(), 0);
-  EXPECT_EQ(task->currentSegment(), -5);
-  EXPECT_EQ(task->executingPhase(), 0U);
-  task->setValueForKey(9, "vid");
-  task->setValueForKey(9, "nonsense");
-  EXPECT_EQ(task->valueForKey("vid"), ZRValue(0));
-  EXPECT_TRUE(task->valueForKey("nonsense").isAbsent());
+  const auto damaged = unfinishedOf<Runner>(2);
+  EXPECT_EQ(damaged->videoInfo(), nullptr);
+  EXPECT_EQ(damaged->stamp(), 0);
+  EXPECT_EQ(damaged->currentSegment(), -5);
+  EXPECT_EQ(damaged->executingPhase(), 0U);
+  damaged->setValueForKey(9, "vid");
+  damaged->setValueForKey(9, "nonsense");
+  EXPECT_EQ(damaged->valueForKey("vid"), ZRValue(0));
+  EXPECT_TRUE(damaged->valueForKey("nonsense").isAbsent());
 }
 
 }  // namespace

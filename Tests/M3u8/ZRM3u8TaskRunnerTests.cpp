@@ -5,22 +5,20 @@ namespace {
 using ZRM3u8TaskRunnerTest = M3u8Fixture;
 
 TEST_F(ZRM3u8TaskRunnerTest, refusesParametersOneAfterTheOther) {
-  struct Case {
-    ZRDictionary params;
-    const char* message;
-  };
-  for (const Case& c : {Case{{}, "视频vid不合法"}, Case{{{"vid", 0}, {"site", 1}, {"version", 1}}, "视频vid不合法"},
-                        Case{{{"vid", 1}, {"site", 0}, {"version", 0}}, "视频site不合法"},
-                        Case{{{"vid", 1}, {"site", 1}, {"version", -1}}, "视频version不合法"}}) {
+  const std::pair<ZRDictionary, const char*> refused[] = {{{}, "视频vid不合法"},
+                                                          {{{"vid", 0}, {"site", 1}, {"version", 1}}, "视频vid不合法"},
+                                                          {{{"vid", 1}, {"site", 0}, {"version", 0}}, "视频site不合法"},
+                                                          {params(-1), "视频version不合法"}};
+  for (const auto& [params, message] : refused) {
     log_.clear();
-    EXPECT_EQ(ZRM3u8TaskRunner::taskWithParams(c.params), nullptr);
-    EXPECT_EQ(log_, std::vector<LogLine>({{2, c.message}}));
+    EXPECT_EQ(Runner::taskWithParams(params), nullptr);
+    EXPECT_EQ(log_, std::vector<LogLine>({{2, message}}));
   }
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
-  const auto task = ZRM3u8TaskRunner::taskWithParams(
-      {{"aid", 3}, {"vid", "7"}, {"site", 1}, {"version", 21}, {"albumPic", "http://a"}});
+  const auto task =
+      Runner::taskWithParams({{"aid", 3}, {"vid", "7"}, {"site", 1}, {"version", 21}, {"albumPic", "http://a"}});
   task->setPkid(5);
   EXPECT_EQ(task->taskId(), "5");
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
@@ -32,12 +30,12 @@ TEST_F(ZRM3u8TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
   const ZRDictionary info = *task->videoInfoDic();
   EXPECT_EQ(info["version"], ZRValue(21));
   EXPECT_EQ(std::prev(info.end())->first, "albumCover");
-  EXPECT_FALSE(make()->videoInfoDic()->contains("albumCover"));
+  EXPECT_FALSE(Runner::taskWithParams(params())->videoInfoDic()->contains("albumCover"));
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, albumsAreTasksOfThisKindWithTheSameIdAboveNothing) {
   const auto inAlbum = [](int aid) {
-    return ZRM3u8TaskRunner::taskWithParams({{"aid", aid}, {"vid", 7}, {"site", 1}, {"version", 1}});
+    return Runner::taskWithParams({{"aid", aid}, {"vid", 7}, {"site", 1}, {"version", 1}});
   };
   const auto mp4 = ZRDownloadTask::taskWith73Params({{"vid", 3}, {"version", 1}});
   const ZRTaskList tasks{inAlbum(0), inAlbum(3), mp4, inAlbum(4), inAlbum(3)};
@@ -47,16 +45,17 @@ TEST_F(ZRM3u8TaskRunnerTest, albumsAreTasksOfThisKindWithTheSameIdAboveNothing) 
 
 TEST_F(ZRM3u8TaskRunnerTest, preloadKeepsTheRecordAndTheTasksOwnId) {
   manager()->setMaxConcurrentOperationCount(0);
-  serveRecord("\"video_name\": \"片\", \"uploadFrom\": 265");
-  const auto task = add();
+  serveRecord(R"("video_name": "片", "uploadFrom": 265)");
+  auto task = add();
   ASSERT_TRUE(runUntil([&] { return task->executingPhase() == 1; }));  // also for a video that is one file
   EXPECT_TRUE(task->isWaiting());
   EXPECT_EQ(task->vid(), 7);
   EXPECT_EQ((*task->videoInfoDic())["title"], ZRValue("片"));
   task->preloadVideoInfoIfNeed();  // not in phase 0: asks for nothing
   restart();
-  EXPECT_EQ(firstUnfinished()->executingPhase(), 1U);
-  EXPECT_EQ((*firstUnfinished()->videoInfoDic())["title"], ZRValue("片"));
+  task = unfinishedOf<Runner>();
+  EXPECT_EQ(task->executingPhase(), 1U);
+  EXPECT_EQ((*task->videoInfoDic())["title"], ZRValue("片"));
   EXPECT_EQ(recordRequests(), 1U);
 }
 
@@ -64,29 +63,28 @@ TEST_F(ZRM3u8TaskRunnerTest, startReplacesAPreloadUnderWay) {
   manager()->setMaxConcurrentOperationCount(0);
   origin_.route("/v4/video/info/7.json", [this](const OriginRequest&, OriginConnection& out) {
     out.wait(gate_);
-    out.respond(200, "{\"status\": \"200\", \"data\": {}}");
+    out.respond(200, R"({"status": "200", "data": {}})");
   });
   const auto task = add();
   ASSERT_TRUE(origin_.waitForRequests(1));
-  serveRecord("\"url_high\": \"" + origin_.url("/p.m3u8?a=1") + "\"");
+  serveHlsRecord();
   manager()->setMaxConcurrentOperationCount(1);
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  ASSERT_TRUE(finishes(task));
   gate_.open();
   loop_->drain();
   EXPECT_EQ(task->executingPhase(), 3U);  // a late preload would take it back to 1
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
-  const auto task = std::make_shared<ZRM3u8TaskRunner>();
-  EXPECT_EQ(task->videoInfoDic(), std::nullopt);
-  EXPECT_EQ(task->currentDownloadProgress(), 0);
-  EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/0-0/0-0.local.m3u8");
-  EXPECT_EQ(task->description(), "【vid:0,aid:0,ts:0】");
   for (const int phase : {0, 1, 2, 3, 4, 5}) {
-    const auto each = std::make_shared<ZRM3u8TaskRunner>();
-    each->setValueForKey(phase, "executingPhase");
-    each->resume();  // without store, agent and callbacks
-    EXPECT_TRUE(each->isExecuting());
+    const auto task = std::make_shared<Runner>();
+    EXPECT_EQ(task->videoInfoDic(), std::nullopt);
+    EXPECT_EQ(task->currentDownloadProgress(), 0);
+    EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/0-0/0-0.local.m3u8");
+    EXPECT_EQ(task->description(), "【vid:0,aid:0,ts:0】");
+    task->setValueForKey(phase, "executingPhase");
+    task->resume();  // without store, agent and callbacks
+    EXPECT_TRUE(task->isExecuting());
   }
 }
 

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "LibraryFixture.h"
+#include "ZRDownloadDataBase.h"
+
+/// What the tests of the three runners share: a look into the store, and the ends that a task comes to.
+class RunnerFixture : public LibraryFixture {
+ protected:
+  /// The first value of a query as text.
+  static std::string queried(const std::string& sql) {
+    std::string text = "no row";
+    manager()->db()->executeQuery(sql, [&text](ZRResultSet* rows) {
+      if (rows != nullptr && rows->next()) text = rows->textForColumnIndex(0).value_or("NULL");
+    });
+    return text;
+  }
+
+  static bool update(const std::string& sql) { return manager()->db()->executeUpdate(sql); }
+
+  template <class Runner>
+  static std::shared_ptr<Runner> addTaskOf(const ZRDictionary& params) {
+    const auto task = Runner::taskWithParams(params);
+    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+    return task;
+  }
+
+  template <class Runner>
+  static std::shared_ptr<Runner> unfinishedOf(std::size_t at = 0) {
+    return std::dynamic_pointer_cast<Runner>(manager()->allUnFinishTaskArr().at(at));
+  }
+
+  /// False when the task did not finish in time.
+  [[nodiscard]] bool finishes(const std::shared_ptr<const ZRDownloadTask>& task) {
+    return runUntil([&task] { return task->isFinished(); });
+  }
+
+  /// Runs the loop until the task has failed, which must be with `error`.
+  void expectError(const std::shared_ptr<const ZRDownloadTask>& task, const ZRError& error) {
+    ASSERT_TRUE(runUntil([&task] { return task->isErrored(); })) << error.description();
+    EXPECT_EQ(task->err(), error);
+  }
+
+  static void fillDisk() { setFreeBytes(std::uint64_t{1} << 30); }
+
+  const ZRError diskFull_{ZRErrorCode::DiskFull, "磁盘空间不足"};
+  const ZRError connectionLost_{ZRErrorCode::ConnectionLost, "失去网络连接"};
+  const ZRError unreachable_{ZRErrorCode::CannotReachServer, "无法连接到服务器"};
+};
