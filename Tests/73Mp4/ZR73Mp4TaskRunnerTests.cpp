@@ -1,21 +1,26 @@
-#include "LibraryFixture.h"
+#include "RunnerFixture.h"
 #include "ZR73Mp4TaskRunner.h"
 
 namespace {
 
-class ZR73Mp4TaskRunnerTest : public LibraryFixture {
+/// A host that keeps every request for metadata until the test answers it.
+class ZR73Mp4TaskRunnerTest : public RunnerFixture {
  protected:
-  /// A host that keeps every request for metadata until the test answers it.
-  ZRDictionary listening() {
-    return options(
+  using Runner = ZR73Mp4TaskRunner;
+
+  ZR73Mp4TaskRunnerTest() {
+    manager()->setup(options(
         {{"fetch_73Info_Handler", ZRFetch73InfoHandler([this](const ZRDictionary& request, ZRReplyCompletion reply) {
             asked_.push_back(request);
             replies_.push_back(std::move(reply));
-          })}});
+          })}}));
   }
 
-  static std::shared_ptr<ZR73Mp4TaskRunner> make(const ZRDictionary& params = {{"vid", 123}, {"version", 2}}) {
-    return ZR73Mp4TaskRunner::taskWithParams(params);
+  static ZRDictionary params(std::int64_t vid = 123) { return {{"vid", vid}, {"version", 2}}; }
+  static std::shared_ptr<Runner> add(std::int64_t vid = 123) { return addTaskOf<Runner>(params(vid)); }
+
+  static std::string column(const std::string& expression) {
+    return queried("SELECT " + expression + " FROM task_73_meta_tb");
   }
 
   std::vector<ZRDictionary> asked_;
@@ -23,21 +28,18 @@ class ZR73Mp4TaskRunnerTest : public LibraryFixture {
 };
 
 TEST_F(ZR73Mp4TaskRunnerTest, refusesParametersOneAfterTheOther) {
-  manager()->setup(options());
-  struct Case {
-    ZRDictionary params;
-    const char* message;
-  };
-  for (const Case& c :
-       {Case{{{"vid", 0}, {"version", 2}}, "视频vid不合法"}, Case{{{"vid", 5}, {"version", 0}}, "视频version不合法"},
-        Case{{{"vid", 5}, {"version", -1}}, "视频version不合法"}, Case{{}, "视频vid不合法"},
-        Case{{{"vid", ZRDictionary()}, {"version", 1}}, "视频vid不合法"},
-        Case{{{"vid", "12"}, {"version", "high"}}, "视频version不合法"}}) {
+  const std::pair<ZRDictionary, const char*> refused[] = {{{{"vid", 0}, {"version", 2}}, "视频vid不合法"},
+                                                          {{{"vid", 5}, {"version", 0}}, "视频version不合法"},
+                                                          {{{"vid", 5}, {"version", -1}}, "视频version不合法"},
+                                                          {{}, "视频vid不合法"},
+                                                          {{{"vid", ZRDictionary()}, {"version", 1}}, "视频vid不合法"},
+                                                          {{{"vid", "12"}, {"version", "high"}}, "视频version不合法"}};
+  for (const auto& [params, message] : refused) {
     log_.clear();
-    EXPECT_EQ(ZRDownloadTask::taskWith73Params(c.params), nullptr);
-    EXPECT_EQ(log_, std::vector<LogLine>({{2, c.message}}));
+    EXPECT_EQ(ZRDownloadTask::taskWith73Params(params), nullptr);
+    EXPECT_EQ(log_, std::vector<LogLine>({{2, message}}));
   }
-  const auto coerced = make({{"vid", "12"}, {"version", 2.9}, {"cover", "http://c"}});
+  const auto coerced = Runner::taskWithParams({{"vid", "12"}, {"version", 2.9}, {"cover", "http://c"}});
   ASSERT_NE(coerced, nullptr);
   EXPECT_EQ(coerced->vid(), 12);
   EXPECT_EQ(coerced->version(), 2);
@@ -45,7 +47,7 @@ TEST_F(ZR73Mp4TaskRunnerTest, refusesParametersOneAfterTheOther) {
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
-  const auto task = make({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
+  const auto task = Runner::taskWithParams({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
   task->setPkid(5);
   EXPECT_EQ(task->taskId(), "73-5");
   EXPECT_EQ(task->localRelativeFilePath(), "73-123-2/123-2.mp4");
@@ -59,10 +61,8 @@ TEST_F(ZR73Mp4TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {
-  manager()->setup(listening());
   manager()->setMaxConcurrentOperationCount(0);
-  const auto task = make({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  const auto task = addTaskOf<Runner>({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
   ASSERT_EQ(asked_, std::vector<ZRDictionary>({{{"vid", 123}, {"version", 2}}}));
   replies_[0](ZRDictionary{{"title", "片"}, {"url", "http://v"}, {"duration", "90"}, {"fileSize", 5000}}, std::nullopt);
   EXPECT_EQ(*task->videoName().string(), "片");
@@ -75,35 +75,25 @@ TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {
   EXPECT_EQ(asked_.size(), 2U);
 }
 
-TEST_F(ZR73Mp4TaskRunnerTest, onlyTheNewestMetadataRequestCounts) {
-  manager()->setup(listening());
-  const auto task = make();
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+TEST_F(ZR73Mp4TaskRunnerTest, onlyTheNewestReplyCountsAndAPausedTaskOnlyKeepsItsMetadata) {
+  const auto task = add();
   manager()->pauseTask(task);
   manager()->resumeTask(task);
   ASSERT_EQ(replies_.size(), 2U);
   replies_[0](std::nullopt, ZRError("host", 106, "late"));
   EXPECT_TRUE(task->isExecuting());
-  replies_[1](std::nullopt, ZRError("host", 106, "gone"));
-  EXPECT_TRUE(task->isErrored());
-  EXPECT_EQ(task->err()->localizedDescription(), "gone");
-}
-
-TEST_F(ZR73Mp4TaskRunnerTest, replyForAPausedTaskOnlyKeepsTheMetadata) {
-  manager()->setup(listening());
-  const auto task = make();
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
   manager()->pauseTask(task);
-  replies_[0](ZRDictionary{{"title", "片"}, {"url", "http://v"}}, std::nullopt);
+  replies_[1](ZRDictionary{{"title", "片"}, {"url", "http://v"}}, std::nullopt);
   EXPECT_TRUE(task->isPaused());
   EXPECT_EQ(task->executingPhase(), 0U);
   EXPECT_EQ(*task->videoName().string(), "片");
+  manager()->resumeTask(task);
+  replies_.at(2)(std::nullopt, ZRError("host", 106, "gone"));
+  expectError(task, ZRError("host", 106, "gone"));
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, replyMayComeFromAnotherThreadAndAfterTheTask) {
-  manager()->setup(listening());
-  auto task = make();
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  auto task = add();
   std::thread([this] { replies_[0](ZRDictionary{{"title", "片"}}, ZRError("host", 105, "off")); }).join();
   EXPECT_TRUE(task->videoName().isAbsent());
   ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
@@ -113,38 +103,25 @@ TEST_F(ZR73Mp4TaskRunnerTest, replyMayComeFromAnotherThreadAndAfterTheTask) {
   replies_[0](ZRDictionary{{"title", "again"}}, std::nullopt);
 }
 
-TEST_F(ZR73Mp4TaskRunnerTest, missingAddressFailsAtOnceWithoutRetries) {
+TEST_F(ZR73Mp4TaskRunnerTest, missingAddressAndFullDiskFailAtOnceWithoutRetries) {
+  const ZRError noAddress(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址");
   for (const ZRDictionary& metadata : {ZRDictionary{{"title", "t"}}, ZRDictionary{{"url", ZRValue::null()}},
                                        ZRDictionary{{"url", ZRValue::List{"http://v"}}}}) {
-    restart({});
-    manager()->setup(listening());
-    const auto task = make();
-    ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+    asked_.clear();
+    const auto task = add();
     replies_.back()(metadata, std::nullopt);
-    ASSERT_TRUE(task->isErrored());
-    EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址"));
+    expectError(task, noAddress);
     EXPECT_EQ(asked_.size(), 1U);
     manager()->removeTask(task);
-    asked_.clear();
   }
-}
-
-TEST_F(ZR73Mp4TaskRunnerTest, fullDiskStopsEveryTaskBeforeTheDownload) {
-  manager()->setup(listening());
-  setFreeBytes(std::uint64_t{1} << 30);
-  const auto task = make();
-  const auto other = make({{"vid", 124}, {"version", 2}});
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
-  ASSERT_EQ(manager()->addTask(other), ZRAddTaskResult::Added);
-  replies_[0](ZRDictionary{{"url", "http://127.0.0.1:1/v"}}, std::nullopt);
-  EXPECT_EQ(*task->err(), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
-  EXPECT_TRUE(other->isErrored());
+  fillDisk();
+  const auto task = add();
+  replies_.back()(ZRDictionary{{"url", "http://127.0.0.1:1/v"}}, std::nullopt);
+  expectError(task, diskFull_);
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, delayedRetryRepeatsThePhaseUnlessTheStateChanges) {
-  manager()->setup(listening());
-  const auto task = make();
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  const auto task = add();
   task->justDelayRetry();
   ASSERT_TRUE(runUntil([this] { return asked_.size() == 2; }));
   EXPECT_TRUE(logged(1, "delyRetry start " + task->description() + "..."));
@@ -152,6 +129,97 @@ TEST_F(ZR73Mp4TaskRunnerTest, delayedRetryRepeatsThePhaseUnlessTheStateChanges) 
   EXPECT_TRUE(loop_->timeUntilNext().has_value());
   manager()->pauseTask(task);
   EXPECT_EQ(loop_->timeUntilNext(), std::nullopt);  // neither the retry nor the speed timer is left
+}
+
+// The row.
+
+TEST_F(ZR73Mp4TaskRunnerTest, textColumnsGoThroughTheirThreeStates) {
+  manager()->setMaxConcurrentOperationCount(0);
+  add();
+  EXPECT_EQ(column("videoName"), "NULL");
+  restart();
+  EXPECT_TRUE(unfinishedOf<Runner>()->videoName().isNull());
+  unfinishedOf<Runner>()->syncStateToDB();
+  EXPECT_EQ(column("videoName || '|' || cover"), "|");  // both hold the empty string now
+  EXPECT_EQ(column("videoUrl"), "NULL");
+  restart();
+  EXPECT_EQ(*unfinishedOf<Runner>()->videoName().string(), "");
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, metadataSurvivesARestartButForTheAddress) {
+  manager()->setMaxConcurrentOperationCount(0);
+  add();
+  replies_[0](ZRDictionary{{"title", "片名"}, {"url", "http://v"}, {"cover", "http://c"}, {"fileSize", 1LL << 40}},
+              std::nullopt);
+  EXPECT_EQ(column("site"), "3");
+  restart();
+  const auto task = unfinishedOf<Runner>();
+  EXPECT_EQ(*task->videoName().string(), "片名");
+  EXPECT_EQ(*task->cover().string(), "http://c");
+  EXPECT_EQ(task->fileSize(), 1LL << 40);
+  EXPECT_EQ(task->vid(), 123);
+  EXPECT_TRUE(task->vidoeUrl().isAbsent());
+  EXPECT_EQ(task->executingPhase(), 0U);
+  EXPECT_GT(task->timestamp(), 0);
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, unfinishedTasksComeBackPausedInRowOrderWithoutBeingWritten) {
+  manager()->setMaxConcurrentOperationCount(0);
+  for (int vid = 1; vid <= 5; ++vid) add(vid);
+  auto tasks = manager()->allUnFinishTaskArr();
+  tasks[0]->invokeCompletionNotifi();
+  tasks[3]->invokeCompletionNotifi();
+  manager()->resumeTask(tasks[1]);
+  restart();
+  ASSERT_TRUE(update("UPDATE task_73_meta_tb SET taskState = 2, activeTimestamp = 9 WHERE vid = 2"));
+  ASSERT_TRUE(update("UPDATE task_73_meta_tb SET taskState = 7 WHERE vid = 3"));
+  log_.clear();
+  restart();
+  EXPECT_TRUE(logged(1, "73:2/5"));
+  std::string order;
+  for (const auto& task : manager()->allUnFinishTaskArr()) {
+    EXPECT_TRUE(task->isPaused());
+    EXPECT_NE(task->networkAgent(), nullptr);
+    order += task->taskId() + " ";
+  }
+  for (const auto& task : manager()->allFinishedTaskArr()) order += task->taskId() + " ";
+  EXPECT_EQ(order, "73-2 73-3 73-5 73-1 73-4 ");
+  EXPECT_EQ(column("max(taskState) || '/' || max(activeTimestamp = 9)"), "7/1");
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, sameVideoIsStoredOnceAndAnotherVersionBesideIt) {
+  add();
+  EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params())), ZRAddTaskResult::Exists);
+  addTaskOf<Runner>({{"vid", 123}, {"version", 1}});
+  manager()->removeTask(unfinishedOf<Runner>());
+  EXPECT_EQ(column("count(*) || version"), "11");
+  add();
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, quoteKeepsTheTaskOutOfTheStoreOrLeavesTheRowAsItWas) {
+  for (const char* cover : {"it's", "x','y", "a'||'b"}) {
+    const auto task = Runner::taskWithParams({{"vid", 1}, {"version", 1}, {"cover", cover}});
+    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Refused);
+  }
+  EXPECT_EQ(column("count(*)"), "0");
+  const auto task = add();
+  replies_[0](ZRDictionary{{"title", "it's"}, {"fileSize", 9}}, std::nullopt);
+  EXPECT_EQ(*task->videoName().string(), "it's");
+  EXPECT_EQ(column("fileSize || coalesce(videoName, 'NULL')"), "0NULL");
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, rowsOfAForeignTableLoadWithoutHarm) {
+  ASSERT_TRUE(update("DROP TABLE task_73_meta_tb"));
+  ASSERT_TRUE(update("CREATE TABLE task_73_meta_tb (pkid TEXT, vid, version, stamp, fileSize, taskState)"));
+  ASSERT_TRUE(update("INSERT INTO task_73_meta_tb VALUES ('x', x'00', 1e99, 9e999, 'many', -1)"));
+  restart();
+  const auto task = unfinishedOf<Runner>();
+  EXPECT_EQ(task->pkid(), 0);
+  EXPECT_EQ(task->fileSize(), 0);
+  EXPECT_EQ(task->valueForKey("stamp"), ZRValue(0.0));
+  EXPECT_TRUE(task->valueForKey("nonsense").isAbsent());
+  task->setValueForKey(4, "site");
+  EXPECT_EQ(task->valueForKey("site"), ZRValue(3));
 }
 
 }  // namespace
