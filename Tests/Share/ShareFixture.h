@@ -1,20 +1,19 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "LibraryFixture.h"
 #include "LoopbackOrigin.h"
-#include "ZRDownloadDataBase.h"
+#include "RunnerFixture.h"
 #include "ZRShareTaskRunner.h"
 
 /// The share runner's world for one test: a device that shares one video, on 127.0.0.2, and a share service on
 /// 127.0.0.3 that knows the device's address and passes its answers on. The device has no subtitles unless it is told.
-class ShareFixture : public LibraryFixture {
+class ShareFixture : public RunnerFixture {
  protected:
+  using Runner = ZRShareTaskRunner;
+
   ShareFixture() {
     device_.serve("/ping", R"({"status": 200})");
     device_.serve("/albumdetail.action", R"({"status": 200, "data": {"shareUrl": ")" + relay_.url("/share") + "\"}}");
@@ -69,24 +68,14 @@ class ShareFixture : public LibraryFixture {
     return all;
   }
 
-  static std::shared_ptr<ZRShareTaskRunner> add(const ZRDictionary& params) {
-    const auto task = ZRShareTaskRunner::taskWithParams(params);
-    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
-    return task;
-  }
+  static std::shared_ptr<Runner> add(const ZRDictionary& params) { return addTaskOf<Runner>(params); }
 
   /// A task that is found through the share service.
-  std::shared_ptr<ZRShareTaskRunner> addShared() {
-    return add(params({{"lanOnly", false}, {"shareUrl", relay_.url("/share")}}));
-  }
+  std::shared_ptr<Runner> addShared() { return add(params({{"lanOnly", false}, {"shareUrl", relay_.url("/share")}})); }
 
   /// Keeps the task's errors in place of the manager, which would act on them.
-  void catchErrors(ZRShareTaskRunner& task) {
+  void catchErrors(Runner& task) {
     task.addErrorNotifi([this](const auto&, const ZRError& error) { errors_.push_back(error); });
-  }
-
-  static std::shared_ptr<ZRShareTaskRunner> firstUnfinished() {
-    return std::dynamic_pointer_cast<ZRShareTaskRunner>(manager()->allUnFinishTaskArr().at(0));
   }
 
   static std::size_t requests(const LoopbackOrigin& origin, const std::string& path) {
@@ -94,14 +83,6 @@ class ShareFixture : public LibraryFixture {
   }
 
   std::size_t detailRequests() const { return requests(device_, "/video.action"); }
-
-  static std::string queried(const std::string& sql) {
-    std::string text = "no row";
-    manager()->db()->executeQuery(sql, [&text](ZRResultSet* rows) {
-      if (rows != nullptr && rows->next()) text = rows->textForColumnIndex(0).value_or("NULL");
-    });
-    return text;
-  }
 
   std::string shares() const { return home_ / "movies/Oxwell"; }
   std::string file(const std::string& name, const std::string& folder = "a1/v1") const {
@@ -114,5 +95,6 @@ class ShareFixture : public LibraryFixture {
   OriginGate gate_;
   LoopbackOrigin device_{"127.0.0.2"};
   LoopbackOrigin relay_{"127.0.0.3"};
+  const ZRError offline_{ZRErrorCode::HostOffline, "主机已下线"};
   std::vector<ZRError> errors_;
 };

@@ -16,33 +16,30 @@ class ZRShareTaskRunnerDownloadTest : public ShareFixture {
     return numbers;
   }
 
+  bool hasCover() const { return readFile(file("v1.jpg")) == cover_; }
   std::size_t coverRequests() const { return requests(device_, "/coverImg.action"); }
   std::size_t videoRequests() const { return requests(device_, "/v"); }
 };
 
-TEST_F(ZRShareTaskRunnerDownloadTest, subtitlesComeFromTheLastThenTheVideo) {
+TEST_F(ZRShareTaskRunnerDownloadTest, lanOnlyTaskAsksForTheDetailThenSubtitlesFromTheLastThenTheVideo) {
   serveSubtitles(3);
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  const auto task = add(params({{"shareUrl", relay_.url("/share")}}));
+  ASSERT_TRUE(runUntil([&] { return task->isFinished() && hasCover(); }));
+  EXPECT_EQ(device_.requests().front().target, "/video.action?videoId=v1");
+  EXPECT_EQ(requests(device_, "/ping") + relay_.requests().size(), 0U);
   EXPECT_EQ(subtitlesAskedFor(), "210");
   for (const char* name : {"0.srt", "1.srt", "2.srt"}) EXPECT_EQ(readFile(file(name)), "subtitle " + std::string(name));
   EXPECT_EQ(readFile(file("movie")), bytes_);
-  ASSERT_TRUE(runUntil([&] { return readFile(file("v1.jpg")) == cover_; }));
   EXPECT_EQ(device_.requestsTo("/coverImg.action").front().target, "/coverImg.action?videoId=v1");
   EXPECT_EQ(task->currentDownloadProgress(), 1.0F);
   EXPECT_EQ(task->shareDownloadModel()->fileSize(), 5000);
   EXPECT_EQ(task->transferedPerSecond(), 5000);
   EXPECT_EQ(task->executingPhase(), 3U);
   EXPECT_EQ(manager()->relativeMoviePathWithTaskId("share-1"), "a1/v1/movie");
+  EXPECT_TRUE(logged(0, "shareDownloadVideo:SCNetworkBaseApi GET " + device_.url("/video.action")));
   EXPECT_TRUE(logged(0, "shareDownloadSubtitle:SCNetworkDownloadApi GET " + device_.url("/2.srt")));
   EXPECT_TRUE(logged(0, "shareDownloadCoverImg:SCNetworkDownloadApi GET " + device_.url("/coverImg.action")));
   EXPECT_TRUE(logged(1, "finish" + task->description()));
-}
-
-TEST_F(ZRShareTaskRunnerDownloadTest, sizeFromTheParametersIsKept) {
-  const auto task = add(params({{"fileSize", 2500}}));
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
-  EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, secondCoverRequestDoesNotSpoilTheFirst) {
@@ -60,32 +57,32 @@ TEST_F(ZRShareTaskRunnerDownloadTest, secondCoverRequestDoesNotSpoilTheFirst) {
   const auto task = add(params());
   ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(file(".v1.jpg.part")); }));
   second->open();
-  ASSERT_TRUE(runUntil([&] { return task->isFinished() && readFile(file("v1.jpg")) == cover_; }));
+  ASSERT_TRUE(runUntil([&] { return task->isFinished() && hasCover(); }));
   EXPECT_EQ(coverRequests(), 2U);
   gate_.open();
-  const auto again = add(params({{"vid", "v2"}}));
-  ASSERT_TRUE(runUntil([&] { return again->isFinished(); }));
-  EXPECT_EQ(readFile(file("v1.jpg")), cover_);
+  ASSERT_TRUE(finishes(add(params({{"vid", "v2"}}))));
+  EXPECT_TRUE(hasCover());
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDisk) {
   serveSubtitles(2);
   writeFile(file("1.srt"), "old");
   const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return readFile(file("v1.jpg")) == cover_; }));
+  ASSERT_TRUE(runUntil([&] { return hasCover(); }));
   EXPECT_TRUE(task->isExecuting());
   EXPECT_EQ(task->executingPhase(), 1U);
   EXPECT_EQ(subtitlesAskedFor(), "");
   EXPECT_EQ(videoRequests(), 0U);
 }
 
-TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkipped) {
+TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkippedAndTheGivenSizeIsKept) {
   serveSubtitles(2);
   device_.serve("/1.srt", "", 404);
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  const auto task = add(params({{"fileSize", 2500}}));
+  ASSERT_TRUE(finishes(task));
   EXPECT_EQ(subtitlesAskedFor(), "11110");
   EXPECT_FALSE(std::filesystem::exists(file("1.srt")));
+  EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, retryOfAnEarlierSubtitleEndsAtTheLastOne) {
@@ -101,35 +98,33 @@ TEST_F(ZRShareTaskRunnerDownloadTest, addressThatIsMissingIsAskedForAgain) {
   device_.route("/video.action", [this](const OriginRequest&, OriginConnection& out) {
     out.respond(200, detailRequests() < 3 ? R"({"status": 200, "data": {}})" : detail_);
   });
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  ASSERT_TRUE(finishes(add(params())));
   EXPECT_EQ(detailRequests(), 3U);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor) {
-  setFreeBytes(std::uint64_t{1} << 30);
+  fillDisk();
   for (const unsigned subtitles : {0U, 1U}) {
     serveSubtitles(subtitles);
     const auto task = add(params());
-    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-    EXPECT_EQ(task->err(), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
-    EXPECT_EQ(subtitlesAskedFor(), "");
-    EXPECT_EQ(videoRequests(), 0U);
+    expectError(task, diskFull_);
     manager()->removeTask(task);
   }
+  EXPECT_EQ(subtitlesAskedFor(), "");
+  EXPECT_EQ(videoRequests(), 0U);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheCover) {
   serveHalf();
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && readFile(file("v1.jpg")) == cover_; }));
+  auto task = add(params());
+  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && hasCover(); }));
   restart();
   const std::size_t covers = coverRequests();
   device_.serveFile("/v", {.bytes = bytes_, .etag = "\"v1\""});
-  const auto loaded = firstUnfinished();
-  EXPECT_EQ(loaded->executingPhase(), 0U);
-  manager()->resumeTask(loaded);
-  ASSERT_TRUE(runUntil([&] { return loaded->isFinished(); }));
+  task = unfinishedOf<Runner>();
+  EXPECT_EQ(task->executingPhase(), 0U);
+  manager()->resumeTask(task);
+  ASSERT_TRUE(finishes(task));
   EXPECT_EQ(detailRequests(), 2U);
   EXPECT_EQ(device_.requestsTo("/v").back().header("Range"), "bytes=2500-");
   EXPECT_EQ(readFile(file("movie")), bytes_);
@@ -142,8 +137,7 @@ TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesR
   ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500; }));
   device_.route("/video.action", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
   gate_.open();
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(task->err(), ZRError(ZRErrorCode::ConnectionLost, "失去网络连接"));
+  expectError(task, connectionLost_);
   EXPECT_EQ(task->executingPhase(), 0U);
   EXPECT_EQ(std::filesystem::file_size(file("movie")), 2500U);
 }

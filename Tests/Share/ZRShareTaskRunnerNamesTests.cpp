@@ -1,7 +1,6 @@
 #include <set>
 
 #include "ShareFixture.h"
-#include "ZRBackgroundQueue.h"
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
@@ -15,6 +14,7 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
     writeFile(home_ / "movies/mine.mkv", "mine");
     writeFile(file("keep", "a1/other"), "another task's");
     before_ = outsideTheTask();
+    device_.serve("/s", "subtitle");
   }
 
   std::string folder() const { return shares() + "/a1/v1"; }
@@ -32,84 +32,79 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
     return paths;
   }
 
-  /// Runs the task until it is refused, and removes it; all it may have touched is its own folder.
-  void expectRefused(const ZRDictionary& params) {
-    const auto task = add(params);
-    ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-    EXPECT_EQ(task->err(), refusal_);
-    EXPECT_EQ(requests(device_, "/v"), 0U);
-    EXPECT_EQ(detailRequests(), 1U);
-    expectNothingElseTouched(*task);
-    manager()->removeTask(task);
-    ZRBackgroundQueue::shared().waitUntilIdle();
-    expectNothingElseTouched(*task);
-  }
-
-  void expectNothingElseTouched(ZRShareTaskRunner& task) {
-    (void)task.videoInfoDic();
-    (void)task.localFullFilePath();
+  void expectNothingElseTouched() {
     EXPECT_EQ(outsideTheTask(), before_);
     EXPECT_EQ(readFile(home_ / "movies/mine.mkv"), "mine");
     EXPECT_EQ(readFile(file("keep", "a1/other")), "another task's");
   }
 
-  const std::optional<ZRError> refusal_ = ZRError(ZRErrorCode::ResourceUnusable, "找不到share下载地址");
+  /// Removes the task; all that it has touched, in its life and at its end, is its own folder.
+  void removeHarmlessly(const std::shared_ptr<Runner>& task) {
+    (void)task->videoInfoDic();
+    (void)task->localFullFilePath();
+    expectNothingElseTouched();
+    manager()->removeTask(task);
+    ZRBackgroundQueue::shared().waitUntilIdle();
+    expectNothingElseTouched();
+  }
+
+  /// Runs the task until it is refused, and removes it.
+  void expectRefused(const ZRDictionary& params) {
+    const auto task = add(params);
+    expectError(task, refusal_);
+    EXPECT_EQ(requests(device_, "/v") + requests(device_, "/s"), 0U);
+    EXPECT_EQ(detailRequests(), 1U);
+    removeHarmlessly(task);
+  }
+
+  const ZRError refusal_{ZRErrorCode::ResourceUnusable, "找不到share下载地址"};
   std::set<std::string> before_;
 };
 
 class HostileName : public ZRShareTaskRunnerNamesTest, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(HostileName, ofAVideoIsRefusedBeforeAnythingIsStored) {
-  serveSubtitles(1);
+  serveDetail("[" + subtitle("0.srt", "/s") + "]");
   expectRefused(params({{"videoName", GetParam()}}));
-  EXPECT_EQ(requests(device_, "/0.srt") + requests(device_, "/coverImg.action"), 0U);
+  EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
 }
 
 TEST_P(HostileName, ofASubtitleIsRefused) {
   std::string escaped;
   for (const char c : GetParam()) escaped += c == '\0' ? "\\u0000" : std::string(1, c);
-  device_.serve("/s", "subtitle");
   serveDetail("[" + subtitle(escaped, "/s") + "]");
   expectRefused(params());
-  EXPECT_EQ(requests(device_, "/s"), 0U);
 }
 
 TEST_P(HostileName, asAnIdIsRefused) {
   const bool storable = GetParam().find('\0') == std::string::npos;
   for (const char* key : {"vid", "albumId"}) {
-    const auto task = ZRShareTaskRunner::taskWithParams(params({{key, GetParam()}}));
+    const auto task = Runner::taskWithParams(params({{key, GetParam()}}));
     ASSERT_EQ(manager()->addTask(task), storable ? ZRAddTaskResult::Added : ZRAddTaskResult::Refused);
-    ASSERT_TRUE(runUntil([&] { return task->isErrored() || !storable; }));
-    EXPECT_EQ(task->err(), storable ? refusal_ : std::nullopt);
-    expectNothingElseTouched(*task);
-    manager()->removeTask(task);
-    ZRBackgroundQueue::shared().waitUntilIdle();
-    expectNothingElseTouched(*task);
+    if (storable) expectError(task, refusal_);
+    removeHarmlessly(task);
   }
   EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(ZRShareTaskRunnerNamesTest, HostileName,
-                         ::testing::Values(".."s, "."s, ""s, "/"s, "../other/keep"s, "a/../../x"s, "../../../mine.mkv"s,
-                                           "x\0y"s, std::string(300, 'x')));
+                         ::testing::Values(".."s, "."s, ""s, "/"s, "a/.."s, "/.."s, "\0"s, "../other/keep"s,
+                                           "a/../../x"s, "../../../mine.mkv"s, "x\0y"s, std::string(300, 'x')));
 
 TEST_F(ZRShareTaskRunnerNamesTest, absentVideoNameIsRefused) {
   expectRefused(params({{"videoName", ZRValue()}}));
 }
 
 TEST_F(ZRShareTaskRunnerNamesTest, slashesAreFoldersInsideTheTasksOwn) {
-  device_.serve("/s", "subtitle");
   for (const auto& [name, stored] : {std::pair("/movie", "movie"), std::pair("/etc/movie", "etc/movie"),
                                      std::pair("a/../movie", "movie"), std::pair("a/b/movie", "a/b/movie")}) {
     serveDetail("[" + subtitle("/sub/"s + name + ".srt", "/s") + "]");
     const auto task = add(params({{"videoName", name}}));
-    ASSERT_TRUE(runUntil([&] { return task->isFinished(); })) << name;
+    ASSERT_TRUE(finishes(task)) << name;
     EXPECT_EQ(readFile(file(stored)), bytes_);
     EXPECT_EQ(readFile(file("sub/"s + stored + ".srt")), "subtitle");
     EXPECT_EQ(task->localRelativeFilePath(), "a1/v1/"s + stored);
-    EXPECT_EQ(outsideTheTask(), before_);
-    manager()->removeTask(task);
-    ZRBackgroundQueue::shared().waitUntilIdle();
+    removeHarmlessly(task);
   }
 }
 
@@ -119,21 +114,16 @@ TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
   fs::create_symlink(home_ / "movies/mine.mkv", file("link"));
   fs::create_symlink(home_ / "movies/new", file("dangling"));
   for (const char* name : {"link", "dangling", "folder", "folder/new", "folder/deep/new"}) {
-    const auto task = add(params({{"videoName", name}}));
-    ASSERT_TRUE(runUntil([&] { return task->isErrored(); })) << name;
-    EXPECT_EQ(task->err(), refusal_);
-    EXPECT_EQ(outsideTheTask(), before_);
-    EXPECT_EQ(readFile(home_ / "movies/mine.mkv"), "mine");
-    ASSERT_TRUE(manager()->db()->executeUpdate("DELETE FROM task_share_meta_tb"));  // the links are to stay
+    expectError(add(params({{"videoName", name}})), refusal_);
+    expectNothingElseTouched();
+    ASSERT_TRUE(update("DELETE FROM task_share_meta_tb"));  // the links are to stay
   }
 }
 
 TEST_F(ZRShareTaskRunnerNamesTest, subtitleInTheVideosPlaceIsPassedOver) {
-  device_.serve("/s", "subtitle");
   serveDetail("[" + subtitle("good", "/s") + "," + subtitle("movie", "/s") + "," + subtitle(".movie.resume", "/s") +
               "]");
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  ASSERT_TRUE(finishes(add(params())));
   EXPECT_EQ(readFile(file("movie")), bytes_);
   EXPECT_EQ(readFile(file("good")), "subtitle");
   EXPECT_EQ(requests(device_, "/s"), 1U);
@@ -142,10 +132,8 @@ TEST_F(ZRShareTaskRunnerNamesTest, subtitleInTheVideosPlaceIsPassedOver) {
 TEST_F(ZRShareTaskRunnerNamesTest, idsThatNameAFileOfAnotherTaskTouchNothing) {
   writeFile(file("movie"), bytes_);
   const auto task = add(params({{"albumId", "a1/v1"}, {"vid", "movie"}}));
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(task->err(), refusal_);
-  manager()->removeTask(task);
-  ZRBackgroundQueue::shared().waitUntilIdle();
+  expectError(task, refusal_);
+  removeHarmlessly(task);
   EXPECT_EQ(readFile(file("movie")), bytes_);
 }
 

@@ -5,13 +5,6 @@ namespace {
 /// How the device is found and asked for its detail.
 class ZRShareTaskRunnerNetworkTest : public ShareFixture {
  protected:
-  /// The targets that `origin` was asked for so far.
-  static std::vector<std::string> targets(const LoopbackOrigin& origin) {
-    std::vector<std::string> all;
-    for (const OriginRequest& request : origin.requests()) all.push_back(request.target);
-    return all;
-  }
-
   bool runUntilErrors(std::size_t count) {
     return runUntil([&] { return errors_.size() == count; });
   }
@@ -19,15 +12,14 @@ class ZRShareTaskRunnerNetworkTest : public ShareFixture {
 
 TEST_F(ZRShareTaskRunnerNetworkTest, lanAddressIsUsedWhenItAnswersThePing) {
   for (const std::string& lan : {device_.url(""), device_.url("/")}) {
-    serveLookup("\"lan\": \"" + lan + "\", \"url\": \"" + relay_.url("") + "\"");
+    serveLookup(R"("lan": ")" + lan + R"(", "url": ")" + relay_.url("") + '"');
     const std::size_t before = device_.requests().size();
     const auto task = addShared();
-    ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+    ASSERT_TRUE(finishes(task));
     EXPECT_EQ(task->shareDownloadModel()->host(), device_.url("/"));
-    const auto asked = targets(device_);
-    EXPECT_EQ(asked.at(before), "/ping");
-    EXPECT_EQ(asked.at(before + 1), "/video.action?videoId=v1");
-    EXPECT_EQ(targets(relay_).back(), "/share?from=mac");
+    EXPECT_EQ(device_.requests().at(before).target, "/ping");
+    EXPECT_EQ(device_.requests().at(before + 1).target, "/video.action?videoId=v1");
+    EXPECT_EQ(relay_.requests().back().target, "/share?from=mac");
     manager()->removeTask(task);
   }
 }
@@ -35,7 +27,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, lanAddressIsUsedWhenItAnswersThePing) {
 TEST_F(ZRShareTaskRunnerNetworkTest, silentDeviceIsReachedThroughTheRelay) {
   device_.route("/ping", [](const OriginRequest&, OriginConnection& out) { out.stall(); });
   const auto task = addShared();
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+  ASSERT_TRUE(finishes(task));
   EXPECT_EQ(task->shareDownloadModel()->host(), relay_.url("/"));
   EXPECT_EQ(requests(device_, "/ping"), 1U);
   EXPECT_EQ(requests(relay_, "/video.action"), 1U);
@@ -45,33 +37,24 @@ TEST_F(ZRShareTaskRunnerNetworkTest, silentDeviceIsReachedThroughTheRelay) {
 TEST_F(ZRShareTaskRunnerNetworkTest, hostStaysWhenNoAddressHelps) {
   const std::string silent = "http://127.0.0.2:" + std::to_string(device_.refusedPort());
   device_.serve("/ping", R"({"status": 500})");
-  for (const std::string& fields : {std::string(), "\"lan\": \"" + silent + "\"",
-                                    "\"lan\": \"" + device_.url("") + "\"", std::string(R"("lan": 7, "url": null)")}) {
+  for (const std::string& fields : {std::string(), R"("lan": ")" + silent + '"', R"("lan": ")" + device_.url("") + '"',
+                                    std::string(R"("lan": 7, "url": null)")}) {
     serveLookup(fields);
     const auto task = addShared();
-    ASSERT_TRUE(runUntil([&] { return task->isFinished(); })) << fields;
+    ASSERT_TRUE(finishes(task)) << fields;
     EXPECT_EQ(task->shareDownloadModel()->host(), device_.url("/"));
     manager()->removeTask(task);
   }
 }
 
-TEST_F(ZRShareTaskRunnerNetworkTest, lanOnlyAsksForTheDetailAtOnce) {
-  const auto task = add(params({{"shareUrl", relay_.url("/share")}}));
-  ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
-  EXPECT_EQ(targets(device_).front(), "/video.action?videoId=v1");
-  EXPECT_EQ(requests(device_, "/ping"), 0U);
-  EXPECT_TRUE(relay_.requests().empty());
-  EXPECT_TRUE(logged(0, "shareDownloadVideo:SCNetworkBaseApi GET " + device_.url("/video.action")));
-}
-
 TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
   for (const ZRValue& shareUrl : {ZRValue(), ZRValue("")}) {
     const auto task = add(params({{"lanOnly", false}, {"shareUrl", shareUrl}}));
-    ASSERT_TRUE(runUntil([&] { return task->isFinished(); }));
+    ASSERT_TRUE(finishes(task));
     EXPECT_EQ(task->shareDownloadModel()->shareUrl(), relay_.url("/share"));
     manager()->removeTask(task);
   }
-  EXPECT_EQ(targets(device_).front(), "/albumdetail.action?albumId=a1");
+  EXPECT_EQ(device_.requests().front().target, "/albumdetail.action?albumId=a1");
   EXPECT_EQ(requests(device_, "/albumdetail.action"), 2U);
 }
 
@@ -79,8 +62,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
   device_.serve("/albumdetail.action", R"({"status": 404})");
   for (const std::string& host : {device_.url(""), std::string("no url"), std::string("file:///etc"), std::string()}) {
     const auto task = add(params({{"lanOnly", false}, {"host", host}}));
-    ASSERT_TRUE(runUntil([&] { return task->isErrored(); })) << host;
-    EXPECT_EQ(task->err(), ZRError(ZRErrorCode::HostOffline, "主机已下线"));
+    expectError(task, offline_);
     manager()->removeTask(task);
   }
   EXPECT_EQ(detailRequests(), 0U);
@@ -95,7 +77,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, failedHostLookupIsReportedAsItIs) {
   task->shareDownloadModel()->setShareUrl("http://127.0.0.3:" + std::to_string(relay_.refusedPort()));
   task->resume();
   ASSERT_TRUE(runUntilErrors(2));
-  EXPECT_EQ(errors_[1], ZRError(ZRErrorCode::CannotReachServer, "无法连接到服务器"));
+  EXPECT_EQ(errors_[1], unreachable_);
   EXPECT_EQ(detailRequests(), 0U);
 }
 
@@ -106,51 +88,50 @@ TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupKeepsItsTaskUntilItHasRun) {
   });
   auto task = add(params({{"lanOnly", false}}));
   manager()->removeTask(task);
-  const std::weak_ptr<ZRShareTaskRunner> weak = std::exchange(task, nullptr);
+  const std::weak_ptr<Runner> weak = std::exchange(task, nullptr);
   EXPECT_FALSE(weak.expired());
   gate_.open();
   EXPECT_TRUE(runUntil([&] { return weak.expired(); }));
 }
 
 TEST_F(ZRShareTaskRunnerNetworkTest, failedDetailIsFinalOrTriedFourTimes) {
-  struct Case {
-    int status;
-    const char* body;
-    std::size_t requests;
-    std::int64_t code;
-    const char* message;
-  };
-  for (const Case& c :
-       {Case{200, R"({"status": 500})", 1, 105, "主机已下线"}, Case{404, "", 1, 105, "主机已下线"},
-        Case{200, R"({"status": 201})", 1, 106, "文件已删除"}, Case{200, R"({"status": 202})", 1, 106, "文件已删除"},
-        Case{200, R"({"status": "203"})", 1, 106, "文件已删除"}, Case{200, R"({"status": 204})", 4, 105, "主机已下线"},
-        Case{200, "no JSON", 4, 105, "主机已下线"}, Case{200, R"({"status": 200, "data": 5})", 4, 105, "主机已下线"},
-        Case{503, "", 4, 503, "HTTP status 503"}}) {
-    device_.serve("/video.action", c.body, c.status);
+  const auto expectFailure = [this](int status, const char* body, std::size_t requests, int code, const char* message) {
+    SCOPED_TRACE(body);
+    device_.serve("/video.action", body, status);
     const std::size_t before = detailRequests();
     const auto task = add(params());
-    catchErrors(*task);
-    ASSERT_TRUE(runUntilErrors(1)) << c.body;
-    EXPECT_EQ(detailRequests() - before, c.requests) << c.body;
-    EXPECT_EQ(errors_[0].code(), c.code) << c.body;
-    EXPECT_EQ(errors_[0].localizedDescription(), c.message);
     errors_.clear();
+    catchErrors(*task);
+    ASSERT_TRUE(runUntilErrors(1));
+    EXPECT_EQ(detailRequests() - before, requests);
+    EXPECT_EQ(errors_[0].code(), code);
+    EXPECT_EQ(errors_[0].localizedDescription(), message);
     manager()->removeTask(task);
+  };
+  for (const char* body : {"", R"({"status": 202})"}) expectFailure(404, body, 1, 105, "主机已下线");
+  for (const char* body : {R"({"status": 500})", R"({"status": "500"})"})
+    expectFailure(200, body, 1, 105, "主机已下线");
+  for (const char* body : {R"({"status": 201})", R"({"status": 202})", R"({"status": "203"})"}) {
+    expectFailure(200, body, 1, 106, "文件已删除");
   }
+  for (const char* body :
+       {R"({"status": 204})", R"({"status": true})", R"([500])", "no JSON", R"({"status": 200, "data": 5})"}) {
+    expectFailure(200, body, 4, 105, "主机已下线");
+  }
+  expectFailure(503, "", 4, 503, "HTTP status 503");
 }
 
 TEST_F(ZRShareTaskRunnerNetworkTest, loadedTaskIsNotTriedAgainBeforeASuccess) {
   manager()->setMaxConcurrentOperationCount(0);
   add(params({{"host", "http://127.0.0.2:" + std::to_string(device_.refusedPort())}}));
   restart();
-  const auto task = firstUnfinished();
+  const auto task = unfinishedOf<Runner>();
   manager()->resumeTask(task);
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(task->err(), ZRError(ZRErrorCode::CannotReachServer, "无法连接到服务器"));
+  expectError(task, unreachable_);
   EXPECT_EQ(std::ranges::count_if(messages(0), [](const auto& m) { return m.starts_with("shareDownloadVideo:"); }), 1);
   task->shareDownloadModel()->setHost(device_.url(""));
   manager()->resumeTask(task);
-  EXPECT_TRUE(runUntil([&] { return task->isFinished(); }));
+  EXPECT_TRUE(finishes(task));
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
 }
 

@@ -6,7 +6,7 @@ namespace {
 using ZRShareTaskRunnerTest = ShareFixture;
 
 TEST_F(ZRShareTaskRunnerTest, namesFollowFromTheParameters) {
-  const auto task = ZRShareTaskRunner::taskWithParams(params({{"videoName", "电影"}}));
+  const auto task = Runner::taskWithParams(params({{"videoName", "电影"}}));
   task->setPkid(5);
   EXPECT_EQ(task->taskId(), "share-5");
   EXPECT_EQ(task->localRelativeFilePath(), "a1/v1/电影");
@@ -19,7 +19,7 @@ TEST_F(ZRShareTaskRunnerTest, namesFollowFromTheParameters) {
 }
 
 TEST_F(ZRShareTaskRunnerTest, missingParametersLeaveTheTaskUsable) {
-  const auto task = ZRShareTaskRunner::taskWithParams({});
+  const auto task = Runner::taskWithParams({});
   EXPECT_EQ(task->videoInfoDic(), std::nullopt);
   EXPECT_EQ(task->localFullFilePath(), std::nullopt);
   EXPECT_EQ(task->localRelativeFilePath(), std::nullopt);
@@ -33,7 +33,7 @@ TEST_F(ZRShareTaskRunnerTest, missingParametersLeaveTheTaskUsable) {
 
 TEST_F(ZRShareTaskRunnerTest, siblingsAreTheSharesOfTheSameAlbum) {
   const auto make = [&](const ZRValue& vid, const ZRValue& album) -> std::shared_ptr<ZRDownloadTask> {
-    return ZRShareTaskRunner::taskWithParams(params({{"vid", vid}, {"albumId", album}}));
+    return Runner::taskWithParams(params({{"vid", vid}, {"albumId", album}}));
   };
   const auto task = make("1", "7");
   const auto sibling = make("2", 7);
@@ -48,7 +48,7 @@ TEST_F(ZRShareTaskRunnerTest, newParametersReplaceFourFieldsAndAreStored) {
   const auto task = add(params({{"duration", 90}}));
   task->syncToDBWithShareParams({{"host", "http://new"}, {"videoName", "New"}, {"vid", "x"}, {"duration", 1}});
   restart();
-  const auto& model = *firstUnfinished()->shareDownloadModel();
+  const auto& model = *unfinishedOf<Runner>()->shareDownloadModel();
   EXPECT_EQ(model.host(), "http://new");
   EXPECT_EQ(model.videoName(), "New");
   EXPECT_EQ(model.deviceName(), std::nullopt);
