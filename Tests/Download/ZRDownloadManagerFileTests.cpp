@@ -1,7 +1,6 @@
 #include <filesystem>
 
 #include "LibraryFixture.h"
-#include "ProbeTask.h"
 #include "ZRRemovedFolders.h"
 
 namespace fs = std::filesystem;
@@ -22,27 +21,14 @@ TEST_F(ZRDownloadManagerFileTest, foldersAreMadeWhereTheyBelong) {
   EXPECT_EQ(ZRDownloadManager::pathByRelativeShareBasePath(std::nullopt), home_ / "movies");
 }
 
-TEST_F(ZRDownloadManagerFileTest, fileInPlaceOfAFolderIsDeleted) {
+TEST_F(ZRDownloadManagerFileTest, fileInTheFoldersPlaceIsDeletedAndAFolderThatCannotBeMadeIsNamedAllTheSame) {
   writeFile(downloadFolder(), "in the way");
   EXPECT_EQ(ZRDownloadManager::downloadBasePath(), downloadFolder());
   EXPECT_TRUE(fs::is_directory(downloadFolder()));
-}
-
-TEST_F(ZRDownloadManagerFileTest, folderThatCannotBeMadeIsNamedAllTheSame) {
+  fs::remove_all(home_ / "support");
   writeFile(home_ / "support", "a file where the host's folder should be");
   EXPECT_EQ(ZRDownloadManager::downloadBasePath(), downloadFolder());
   EXPECT_FALSE(fs::exists(downloadFolder()));
-}
-
-TEST_F(ZRDownloadManagerFileTest, onlyFinishedTasksHaveAMoviePath) {
-  manager()->setup(options());
-  const auto task = std::make_shared<ProbeTask>("a");
-  ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
-  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("a"), std::nullopt);
-  task->invokeCompletionNotifi();
-  EXPECT_EQ(manager()->relativeMoviePathWithTaskId("a"), "a.mp4");
-  EXPECT_EQ(manager()->fullMoviePathWithTaskId("a"), "/full/a.mp4");
-  EXPECT_EQ(manager()->fullMoviePathWithTaskId("b"), std::nullopt);
 }
 
 TEST_F(ZRDownloadManagerFileTest, removedFolderIsFreeAtOnceAndGoneLater) {
@@ -56,18 +42,16 @@ TEST_F(ZRDownloadManagerFileTest, removedFolderIsFreeAtOnceAndGoneLater) {
 }
 
 TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
-  const std::string stale = downloadFolder() + "/.removing-1/0.ts";
-  const std::string staleShare = home_ / "movies/Oxwell/album/.removing-2/v.mp4";
-  const std::string outside = home_ / "outside/.removing-3/keep.txt";
-  for (const std::string& file : {stale, staleShare, outside, downloadFolder() + "/73-1-2/1-2.mp4"})
-    writeFile(file, "x");
+  const std::string stale[] = {downloadFolder() + "/.removing-1/0.ts", home_ / "movies/Oxwell/album/.removing-2/v.mp4"};
+  const std::string kept[] = {home_ / "outside/.removing-3/keep.txt", downloadFolder() + "/73-1-2/1-2.mp4"};
+  for (const auto& files : {stale, kept}) {
+    for (int i = 0; i < 2; ++i) writeFile(files[i], "x");
+  }
   fs::create_directory_symlink(home_ / "outside", home_ / "movies/Oxwell/link");
   manager()->setup(options());
   ZRBackgroundQueue::shared().waitUntilIdle();
-  EXPECT_FALSE(fs::exists(stale));
-  EXPECT_FALSE(fs::exists(staleShare));
-  EXPECT_TRUE(fs::exists(outside));
-  EXPECT_TRUE(fs::exists(downloadFolder() + "/73-1-2/1-2.mp4"));
+  for (const std::string& file : stale) EXPECT_FALSE(fs::exists(file)) << file;
+  for (const std::string& file : kept) EXPECT_TRUE(fs::exists(file)) << file;
 }
 
 }  // namespace

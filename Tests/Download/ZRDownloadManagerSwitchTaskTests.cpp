@@ -5,12 +5,16 @@ namespace {
 
 class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
  protected:
+  using Tasks = std::vector<std::shared_ptr<ProbeTask>>;
+
   ZRDownloadManagerSwitchTaskTest() {
     ZRClock::setSource([this] { return 978307200 + ++now_; });  // no two tasks begin to wait at once
   }
 
-  std::vector<std::shared_ptr<ProbeTask>> add(int count) {
-    std::vector<std::shared_ptr<ProbeTask>> tasks;
+  /// Tasks "a", "b" and so on of a host with that many slots.
+  Tasks add(int count, int slots = 3) {
+    manager()->setup(options({{"max_concurrent_count", slots}}));
+    Tasks tasks;
     for (int i = 0; i < count; ++i) {
       tasks.push_back(std::make_shared<ProbeTask>(std::string(1, static_cast<char>('a' + i))));
       EXPECT_EQ(manager()->addTask(tasks.back()), ZRAddTaskResult::Added);
@@ -19,7 +23,7 @@ class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
     return tasks;
   }
 
-  static std::string states(const std::vector<std::shared_ptr<ProbeTask>>& tasks) {
+  static std::string states(const Tasks& tasks) {
     std::string text;
     for (const auto& task : tasks) text += "PWXEF"[static_cast<std::size_t>(task->taskState())];
     return text;
@@ -28,37 +32,25 @@ class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
   double now_ = 0;
 };
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, resumedWaitingTaskDisplacesTheLongestAdmitted) {
-  manager()->setup(options());
+TEST_F(ZRDownloadManagerSwitchTaskTest, resumedTaskGoesOnInPlaceOrDisplacesTheLongestAdmittedOrOnlyWaits) {
   const auto tasks = add(4);
   ASSERT_EQ(states(tasks), "XXXW");
-  manager()->resumeTask(tasks[3]);
-  EXPECT_EQ(states(tasks), "WXXX");
-  EXPECT_TRUE(logged(0, "wait a then resume:d"));
-}
-
-TEST_F(ZRDownloadManagerSwitchTaskTest, resumedPausedTaskOnlyWaits) {
-  manager()->setup(options());
-  const auto tasks = add(4);
-  manager()->pauseTask(tasks[3]);
-  ASSERT_EQ(states(tasks), "XXXP");
-  manager()->resumeTask(tasks[3]);
-  EXPECT_EQ(states(tasks), "XXXW");
-  EXPECT_TRUE(logged(0, "wait:d"));
-}
-
-TEST_F(ZRDownloadManagerSwitchTaskTest, resumingAnAdmittedTaskResumesItInPlace) {
-  manager()->setup(options());
-  const auto tasks = add(4);
   manager()->resumeTask(tasks[1]);
   EXPECT_EQ(states(tasks), "XXXW");
   EXPECT_EQ(tasks[1]->resumes, 2);
   EXPECT_TRUE(logged(0, "already in queue，reume it !"));
+  manager()->resumeTask(tasks[3]);
+  EXPECT_EQ(states(tasks), "WXXX");
+  EXPECT_TRUE(logged(0, "wait a then resume:d"));
+  manager()->pauseTask(tasks[0]);
+  ASSERT_EQ(states(tasks), "PXXX");
+  manager()->resumeTask(tasks[0]);
+  EXPECT_EQ(states(tasks), "WXXX");
+  EXPECT_TRUE(logged(0, "wait:a"));
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestThenFirstInTheList) {
-  manager()->setup(options({{"max_concurrent_count", 1}}));
-  const auto tasks = add(4);
+  const auto tasks = add(4, 1);
   tasks[1]->setActiveTimestamp(100);
   tasks[2]->setActiveTimestamp(50);
   tasks[3]->setActiveTimestamp(50);
@@ -71,7 +63,6 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestTh
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, loweredLimitSendsTheNewestBackAndARaisedOneStartsThemAgain) {
-  manager()->setup(options());
   const auto tasks = add(4);
   manager()->setMaxConcurrentOperationCount(1);
   EXPECT_EQ(states(tasks), "XWWW");
@@ -84,7 +75,6 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, loweredLimitSendsTheNewestBackAndARaised
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, pauseAllPausesEveryUnfinishedTaskAndStartsNothing) {
-  manager()->setup(options());
   const auto tasks = add(5);
   tasks[0]->invokeErrorNotifi({ZRErrorCode::ConnectionLost, ""});
   tasks[1]->invokeCompletionNotifi();
@@ -93,36 +83,18 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, pauseAllPausesEveryUnfinishedTaskAndStar
   EXPECT_EQ(states(tasks), "PFPPP");
   manager()->starTasks({tasks[4], tasks[1], tasks[3]});
   EXPECT_EQ(states(tasks), "PFPXX");  // also the slot of the errored one is free again
-}
-
-TEST_F(ZRDownloadManagerSwitchTaskTest, startingNoTasksFillsFreeSlots) {
-  manager()->setup(options({{"max_concurrent_count", 0}}));
-  const auto tasks = add(2);
-  manager()->setup(options({{"max_concurrent_count", 1}}));
-  manager()->starTasks({});
-  EXPECT_EQ(states(tasks), "XW");
-}
-
-TEST_F(ZRDownloadManagerSwitchTaskTest, finishedTaskCannotBeResumedOrPaused) {
-  manager()->setup(options());
-  const auto tasks = add(1);
-  tasks[0]->invokeCompletionNotifi();
-  manager()->resumeTask(tasks[0]);
-  manager()->pauseTask(tasks[0]);
-  EXPECT_EQ(states(tasks), "F");
-  EXPECT_EQ(manager()->allFinishedTaskArr().size(), 1U);
+  manager()->resumeTask(tasks[1]);
+  manager()->pauseTask(tasks[1]);
+  EXPECT_EQ(states(tasks), "PFPXX");
+  EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList({tasks[1]}));
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, longRowOfTasksThatFailAtOnceCostsNoStack) {
-  manager()->setup(options({{"max_concurrent_count", 0}, {"logger_handler", ZRValue()}}));
-  std::vector<std::shared_ptr<ProbeTask>> tasks;
-  for (int i = 0; i < 5000; ++i) {
-    tasks.push_back(std::make_shared<ProbeTask>("t"));
-    tasks.back()->failOnResume = ZRError(ZRErrorCode::ResourceUnusable, "");
-    ASSERT_EQ(manager()->addTask(tasks.back()), ZRAddTaskResult::Added);
-  }
+  const auto tasks = add(5000, 0);
+  for (const auto& task : tasks) task->failOnResume = ZRError(ZRErrorCode::ResourceUnusable, "");
+  manager()->setLoggerHandler({});
   manager()->setMaxConcurrentOperationCount(2);
-  for (const auto& task : tasks) ASSERT_TRUE(task->isErrored());
+  EXPECT_EQ(states(tasks), std::string(5000, 'E'));
 }
 
 }  // namespace

@@ -6,21 +6,19 @@ namespace {
 
 class ZRDownloadManagerTest : public LibraryFixture {
  protected:
-  std::shared_ptr<ProbeTask> add(const std::string& name, std::int64_t album = 0) {
+  static std::shared_ptr<ProbeTask> add(const std::string& name, std::int64_t album = 0) {
     auto task = std::make_shared<ProbeTask>(name, album);
     EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
     return task;
   }
 
-  std::vector<std::string> observed(const char* name) {
-    tokens_.push_back(ZRNotificationCenter::defaultCenter().addObserver(name, [this](const ZRNotification& posted) {
-      posted_.push_back(posted.name + ":" + posted.objectAs<ZRDownloadTask>()->taskId());
-    }));
-    return posted_;
+  void setupWithSlots(int slots) { manager()->setup(options({{"max_concurrent_count", slots}})); }
+
+  static ZRNotificationCenter::Token observe(const char* name, std::function<void(const ZRNotification&)> observer) {
+    return ZRNotificationCenter::defaultCenter().addObserver(name, std::move(observer));
   }
 
-  std::vector<ZRNotificationCenter::Token> tokens_;
-  std::vector<std::string> posted_;
+  static ZRDictionary report(unsigned stype) { return {{"stype", stype}, {"version", 21}}; }
 };
 
 TEST_F(ZRDownloadManagerTest, isOneObjectUntilItIsShutDown) {
@@ -42,51 +40,47 @@ TEST_F(ZRDownloadManagerTest, optionsOfAnotherTypeCountAsAbsent) {
   EXPECT_EQ(manager()->maxConcurrentOperationCount(), 44);  // 8 bits of it
 }
 
-TEST_F(ZRDownloadManagerTest, secondSetupReplacesOptionsAndTouchesNoTask) {
+TEST_F(ZRDownloadManagerTest, secondSetupReplacesOptionsAndTouchesNoTaskUntilOneIsStarted) {
   manager()->setup(options({{"max_concurrent_count", 1}, {"ignore_h265", true}}));
   const auto running = add("a");
   const auto waiting = add("b");
   const auto db = manager()->db();
-  manager()->setup(options({{"max_concurrent_count", 2}}));
+  setupWithSlots(2);
   EXPECT_EQ(manager()->db(), db);
   EXPECT_FALSE(manager()->ignoreH265());
   EXPECT_EQ(manager()->maxConcurrentOperationCount(), 2);
   EXPECT_TRUE(running->isExecuting());
   EXPECT_TRUE(waiting->isWaiting());
   EXPECT_EQ(manager()->allUnFinishTaskArr().size(), 2U);
+  manager()->starTasks({});  // fills free slots all the same
+  EXPECT_TRUE(waiting->isExecuting());
 }
 
-TEST_F(ZRDownloadManagerTest, addedTaskIsStartedReportedAndAnnounced) {
+TEST_F(ZRDownloadManagerTest, addedTaskIsStartedReportedAndAnnouncedAndARefusedOneLeavesNoTrace) {
+  std::vector<std::string> announced;
+  const auto token = observe(kZRDownloadTaskCreatedSuccNotifi, [&announced](const ZRNotification& posted) {
+    announced.push_back(posted.name + ":" + posted.objectAs<ZRDownloadTask>()->taskId());
+  });
   manager()->setup(options());
-  observed(kZRDownloadTaskCreatedSuccNotifi);
   const auto task = add("a");
   EXPECT_TRUE(task->isExecuting());
   EXPECT_EQ(task->preloads, 0);
   EXPECT_NE(task->networkAgent(), nullptr);
   EXPECT_EQ(task->db(), manager()->db());
   EXPECT_TRUE(logged(1, "add:a"));
-  EXPECT_EQ(reports_, std::vector<ZRDictionary>({{{"stype", 201U}, {"version", 21}}}));
-  EXPECT_EQ(posted_, std::vector<std::string>({"kZRDownloadTaskCreatedSuccNotifi:a"}));
 
-  EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Exists);
-  EXPECT_EQ(posted_.size(), 1U);
-  EXPECT_EQ(manager()->allUnFinishTaskArr().size(), 1U);
-}
-
-TEST_F(ZRDownloadManagerTest, refusedTaskLeavesNoTrace) {
-  manager()->setup(options());
-  observed(kZRDownloadTaskCreatedSuccNotifi);
-  const auto task = std::make_shared<ProbeTask>("a");
-  task->refuseInsert = true;
-  EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Refused);
+  const auto refused = std::make_shared<ProbeTask>("b");
+  refused->refuseInsert = true;
+  EXPECT_EQ(manager()->addTask(refused), ZRAddTaskResult::Refused);
   EXPECT_EQ(manager()->addTask(nullptr), ZRAddTaskResult::Refused);
-  EXPECT_TRUE(manager()->allUnFinishTaskArr().empty());
-  EXPECT_TRUE(reports_.empty());
-  EXPECT_TRUE(posted_.empty());
+  EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Exists);
+  EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList({task}));
+  EXPECT_EQ(reports_, std::vector<ZRDictionary>({report(201)}));
+  EXPECT_EQ(announced, std::vector<std::string>({"kZRDownloadTaskCreatedSuccNotifi:a"}));
 }
 
 TEST_F(ZRDownloadManagerTest, withoutSlotsTasksWaitAndPreload) {
-  manager()->setup(options({{"max_concurrent_count", 0}}));
+  setupWithSlots(0);
   const auto task = add("a");
   EXPECT_TRUE(task->isWaiting());
   EXPECT_EQ(task->preloads, 1);
@@ -113,58 +107,42 @@ TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
 }
 
 TEST_F(ZRDownloadManagerTest, completedTaskGivesItsSlotAwayBeforeItIsAnnounced) {
-  manager()->setup(options({{"max_concurrent_count", 1}}));
+  setupWithSlots(1);
   const auto done = add("a");
   const auto next = add("b");
   bool nextRunsWhenAnnounced = false;
-  const auto token = ZRNotificationCenter::defaultCenter().addObserver(
-      kZRDownloadTaskFinishedNotifi, [&](const ZRNotification&) { nextRunsWhenAnnounced = next->isExecuting(); });
+  const auto token = observe(kZRDownloadTaskFinishedNotifi,
+                             [&](const ZRNotification&) { nextRunsWhenAnnounced = next->isExecuting(); });
   reports_.clear();
   done->invokeCompletionNotifi();
   EXPECT_TRUE(done->isFinished());
   EXPECT_TRUE(nextRunsWhenAnnounced);
   EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList({done}));
   EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList({next}));
-  EXPECT_EQ(reports_, std::vector<ZRDictionary>({{{"stype", 202U}, {"version", 21}}}));
+  EXPECT_EQ(reports_, std::vector<ZRDictionary>({report(202)}));
 }
 
 TEST_F(ZRDownloadManagerTest, errorCodeDecidesTheFateOfAllTasks) {
-  using S = ZRTaskState;
-  struct Case {
-    std::int64_t code;
-    S failing, waiting;
-  };
-  for (const Case& c :
-       {Case{100, S::Errored, S::Errored}, Case{102, S::Errored, S::Errored}, Case{101, S::Errored, S::Waiting},
-        Case{103, S::Errored, S::Executing}, Case{104, S::Errored, S::Executing}, Case{105, S::Errored, S::Executing},
-        Case{106, S::Errored, S::Executing}, Case{404, S::Executing, S::Waiting},
-        Case{-1001, S::Executing, S::Waiting}}) {
-    SCOPED_TRACE(c.code);
+  using enum ZRTaskState;
+  for (const auto& [code, failingEnds, waitingEnds] :
+       {std::tuple(100, Errored, Errored), std::tuple(102, Errored, Errored), std::tuple(101, Errored, Waiting),
+        std::tuple(103, Errored, Executing), std::tuple(104, Errored, Executing), std::tuple(105, Errored, Executing),
+        std::tuple(106, Errored, Executing), std::tuple(404, Executing, Waiting),
+        std::tuple(-1001, Executing, Waiting)}) {
+    SCOPED_TRACE(code);
     ZRDownloadManager::shutdown();
-    manager()->setup(options({{"max_concurrent_count", 1}}));
+    setupWithSlots(1);
     const auto failing = add("a");
     const auto waiting = add("b");
-    const ZRError error("elsewhere", c.code, "why");  // the domain does not count
-    failing->invokeErrorNotifi(error);
-    EXPECT_EQ(failing->taskState(), c.failing);
-    EXPECT_EQ(waiting->taskState(), c.waiting);
-    EXPECT_EQ(failing->err().has_value(), c.failing == S::Errored);
+    failing->invokeErrorNotifi(ZRError("elsewhere", code, "why"));  // the domain does not count
+    EXPECT_EQ(failing->taskState(), failingEnds);
+    EXPECT_EQ(waiting->taskState(), waitingEnds);
+    EXPECT_EQ(failing->err().has_value(), failingEnds == Errored);
   }
 }
 
-TEST_F(ZRDownloadManagerTest, connectionLossKeepsTheSlot) {
-  manager()->setup(options({{"max_concurrent_count", 1}}));
-  const auto lost = add("a");
-  lost->invokeErrorNotifi({ZRErrorCode::ConnectionLost, ""});
-  const auto waiting = add("b");
-  EXPECT_TRUE(waiting->isWaiting());
-  manager()->removeTask(lost);  // errored, so it stays in the executing list
-  EXPECT_TRUE(waiting->isWaiting());
-  EXPECT_EQ(lost->cleans, 1);
-}
-
-TEST_F(ZRDownloadManagerTest, removedTaskFreesItsSlot) {
-  manager()->setup(options({{"max_concurrent_count", 1}}));
+TEST_F(ZRDownloadManagerTest, removedTaskFreesItsSlotUnlessItsConnectionWasLost) {
+  setupWithSlots(1);
   const auto running = add("a");
   const auto next = add("b");
   manager()->removeTask(running);
@@ -174,22 +152,28 @@ TEST_F(ZRDownloadManagerTest, removedTaskFreesItsSlot) {
   EXPECT_TRUE(logged(1, "rm:a"));
   next->invokeCompletionNotifi();
   manager()->removeTask(next);
-  EXPECT_TRUE(manager()->allFinishedTaskArr().empty());
-  EXPECT_TRUE(manager()->allUnFinishTaskArr().empty());
+  EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList());
+  EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList());
+
+  const auto lost = add("c");
+  lost->invokeErrorNotifi({ZRErrorCode::ConnectionLost, ""});
+  const auto waiting = add("d");
+  EXPECT_TRUE(waiting->isWaiting());
+  manager()->removeTask(lost);  // errored, so it stays in the executing list
+  EXPECT_TRUE(waiting->isWaiting());
+  EXPECT_EQ(lost->cleans, 1);
 }
 
 TEST_F(ZRDownloadManagerTest, requestsWithoutAHandlerAreNeverCompleted) {
-  manager()->setup(options());
-  bool called = false;
-  const ZRReplyCompletion completion = [&called](const auto&, const auto&) { called = true; };
+  int calls = 0;
+  const ZRReplyCompletion completion = [&calls](const auto&, const auto&) { ++calls; };
   manager()->fetchMkey({}, completion);
   manager()->fetch73VideoInfo({}, completion);
-  EXPECT_FALSE(called);
-  manager()->setup(options({{"fetch_mky_handler", ZRFetchMkeyHandler([](const ZRDictionary& request, auto reply) {
-                               reply(request, std::nullopt);
-                             })}}));
+  EXPECT_EQ(calls, 0);
+  const ZRRequestHandler answer = [](const ZRDictionary& request, auto reply) { reply(request, std::nullopt); };
+  manager()->setup(options({{"fetch_mky_handler", answer}}));
   manager()->fetchMkey({}, completion);
-  EXPECT_TRUE(called);
+  EXPECT_EQ(calls, 1);
 }
 
 TEST_F(ZRDownloadManagerTest, storeThatIsNoDatabaseRefusesEveryTask) {

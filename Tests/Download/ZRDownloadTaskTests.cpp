@@ -1,4 +1,3 @@
-#include <chrono>
 #include <thread>
 
 #include "LibraryFixture.h"
@@ -8,54 +7,53 @@
 namespace {
 
 using std::chrono::milliseconds;
-using State = ZRTaskState;
+using enum ZRTaskState;
 
 class ZRDownloadTaskTest : public LibraryFixture {
  protected:
   ZRDownloadTaskTest() {
-    ZRRunLoop::setMain(manual_);
     ZRClock::setSource([this] { return 978307200 + now_; });
     manager()->setup(options());
-    reports_.clear();
   }
 
-  std::shared_ptr<ManualRunLoop> manual_ = std::make_shared<ManualRunLoop>();
+  /// A second after the other, in which that many bytes arrive.
+  void receive(std::initializer_list<std::int64_t> bytesPerSecond) {
+    for (const std::int64_t bytes : bytesPerSecond) {
+      task_->setTransferedPerSecond(bytes);
+      manual_->advance(milliseconds(1000));
+    }
+  }
+
+  std::shared_ptr<ManualRunLoop> manual_ = ManualRunLoop::install();
   double now_ = 500;
   std::shared_ptr<ProbeTask> task_ = std::make_shared<ProbeTask>("t");
 };
 
 TEST_F(ZRDownloadTaskTest, everyEntryIntoAStateStampsReportsAndStores) {
-  struct Case {
-    State from, to;
-    double stamp;
-    std::size_t finishReports;
-  };
+  const std::vector<ZRDictionary> finishReport{{{"stype", 202U}, {"version", 21}}};
   const double before = 100;
-  for (const Case& c :
-       {Case{State::Paused, State::Waiting, 500, 0}, Case{State::Paused, State::Executing, 500, 0},
-        Case{State::Executing, State::Paused, 0, 0}, Case{State::Waiting, State::Paused, 0, 0},
-        Case{State::Executing, State::Finished, before, 1}, Case{State::Executing, State::Errored, before, 0}}) {
-    SCOPED_TRACE(static_cast<int>(c.from) * 10 + static_cast<int>(c.to));
+  for (const auto& [from, to, stamp] :
+       {std::tuple(Paused, Waiting, 500.0), std::tuple(Paused, Executing, 500.0), std::tuple(Executing, Paused, 0.0),
+        std::tuple(Waiting, Paused, 0.0), std::tuple(Executing, Finished, before),
+        std::tuple(Executing, Errored, before)}) {
+    SCOPED_TRACE(static_cast<int>(from) * 10 + static_cast<int>(to));
     const auto task = std::make_shared<ProbeTask>("t");
-    task->updateTaskStateIvar(c.from);
+    task->updateTaskStateIvar(from);
     task->setActiveTimestamp(before);
     reports_.clear();
-    task->setTaskState(c.to);
-    EXPECT_EQ(task->taskState(), c.to);
-    EXPECT_EQ(task->activeTimestamp(), c.stamp);
+    task->setTaskState(to);
+    EXPECT_EQ(task->taskState(), to);
+    EXPECT_EQ(task->activeTimestamp(), stamp);
     EXPECT_EQ(task->syncs, 1);
-    ASSERT_EQ(reports_.size(), c.finishReports);
-    if (c.finishReports == 1) {
-      EXPECT_EQ(reports_[0], (ZRDictionary{{"stype", 202U}, {"version", 21}}));
-    }
+    EXPECT_EQ(reports_, to == Finished ? finishReport : std::vector<ZRDictionary>());
   }
 }
 
 TEST_F(ZRDownloadTaskTest, settingTheStateItHasDoesNothing) {
-  task_->setTaskState(State::Executing);
+  task_->setTaskState(Executing);
   now_ = 600;
   manual_->advance(milliseconds(600));
-  task_->setTaskState(State::Executing);
+  task_->setTaskState(Executing);
   EXPECT_EQ(task_->activeTimestamp(), 500);
   EXPECT_EQ(task_->syncs, 1);
   task_->setTransferedPerSecond(1024);
@@ -63,56 +61,32 @@ TEST_F(ZRDownloadTaskTest, settingTheStateItHasDoesNothing) {
   EXPECT_EQ(task_->transferedPerSecond(), 0);
 }
 
-TEST_F(ZRDownloadTaskTest, speedIsTheMeanOfTheLastThreeSeconds) {
-  task_->setTaskState(State::Executing);
+TEST_F(ZRDownloadTaskTest, speedIsTheMeanOfTheLastThreeSecondsWhileTheTaskExecutes) {
+  std::thread([this] { task_->setTaskState(Executing); }).join();
+  EXPECT_EQ(manual_->pendingDelayed(), 0U);
+  manual_->drain();  // the timer is set on the main loop, whoever sets the state
+  EXPECT_EQ(manual_->pendingDelayed(), 1U);
   EXPECT_EQ(task_->currentDownloadSpeed(), 0);
-  for (const std::int64_t bytes : {1024, 2048, 3072}) {
-    task_->setTransferedPerSecond(bytes);
-    manual_->advance(milliseconds(1000));
-  }
+  receive({1024, 2048, 3072});
   EXPECT_EQ(task_->currentDownloadSpeed(), 2.0);
-  for (const std::int64_t bytes : {4096, 5120}) {
-    task_->setTransferedPerSecond(bytes);
-    manual_->advance(milliseconds(1000));
-  }
+  receive({4096, 5120});
   EXPECT_EQ(task_->currentDownloadSpeed(), 4.0);
-}
-
-TEST_F(ZRDownloadTaskTest, timerIsParkedUnlessExecutingAndHarmlessAfterTheTask) {
-  task_->setTaskState(State::Executing);
-  task_->setTransferedPerSecond(1024);
-  manual_->advance(milliseconds(1000));
-  task_->setTaskState(State::Waiting);
+  task_->setTaskState(Waiting);
   EXPECT_EQ(task_->currentDownloadSpeed(), 0);
   EXPECT_EQ(manual_->pendingDelayed(), 0U);
-  task_->setTaskState(State::Executing);
+  task_->setTaskState(Executing);
   EXPECT_EQ(manual_->pendingDelayed(), 1U);
   task_.reset();
-  manual_->advance(milliseconds(5000));
+  manual_->advance(milliseconds(5000));  // harmless after the task
   EXPECT_EQ(manual_->pendingDelayed(), 0U);
 }
 
-TEST_F(ZRDownloadTaskTest, speedTimerMovesItselfToTheMainLoop) {
-  class Exposed final : public ZRDownloadTask {
-   public:
-    using ZRDownloadTask::resetSpeedTimer;
-  };
-  const auto task = std::make_shared<Exposed>();
-  std::thread([&task] { task->resetSpeedTimer(); }).join();
-  EXPECT_EQ(manual_->pendingDelayed(), 0U);
-  manual_->drain();
-  EXPECT_EQ(manual_->pendingDelayed(), 1U);
-}
-
-TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnoughAndOneByteMoreIs) {
+TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnoughAndOneByteMoreIsAndAnUnreadableVolumeIsFull) {
   setFreeBytes(std::uint64_t{1} << 30);
   EXPECT_FALSE(task_->hasEnoughDiskSpace());
   EXPECT_TRUE(logged(0, "Disk Capacity of 536 GB with 1 GB Free memory available."));
   setFreeBytes((std::uint64_t{1} << 30) + 1);
   EXPECT_TRUE(task_->hasEnoughDiskSpace());
-}
-
-TEST_F(ZRDownloadTaskTest, unreadableVolumeCountsAsFull) {
   ZRHost::setVolumeProbe([](const std::string&) { return ZRError("POSIX", 5, "io"); });
   EXPECT_FALSE(task_->hasEnoughDiskSpace());
   EXPECT_TRUE(logged(2, "Error Obtaining System Disk Info: Domain = POSIX, Code = 5"));
@@ -120,14 +94,11 @@ TEST_F(ZRDownloadTaskTest, unreadableVolumeCountsAsFull) {
 
 TEST_F(ZRDownloadTaskTest, switchStateTogglesThroughTheManager) {
   ASSERT_EQ(manager()->addTask(task_), ZRAddTaskResult::Added);
-  struct Case {
-    State from, to;
-  };
-  for (const Case& c : {Case{State::Executing, State::Paused}, Case{State::Paused, State::Executing},
-                        Case{State::Errored, State::Executing}, Case{State::Finished, State::Finished}}) {
-    task_->updateTaskStateIvar(c.from);
+  for (const auto& [from, to] : {std::pair(Executing, Paused), std::pair(Paused, Executing),
+                                 std::pair(Errored, Executing), std::pair(Finished, Finished)}) {
+    task_->updateTaskStateIvar(from);
     task_->switchState();
-    EXPECT_EQ(task_->taskState(), c.to);
+    EXPECT_EQ(task_->taskState(), to);
   }
 }
 

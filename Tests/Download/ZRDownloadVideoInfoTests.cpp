@@ -2,8 +2,13 @@
 
 #include "ZRDownloadVideoInfo.h"
 #include "ZRKeyedArchive.h"
+#include "ZRValueSax.h"
 
 namespace {
+
+ZRDictionary object(std::string_view json) {
+  return *ZRValueSax::parseJson(json)->asDictionary();
+}
 
 std::shared_ptr<ZRDownloadVideoInfo> make(const ZRDictionary& json, const ZRValue& version = 1) {
   ZRDownloadVideoInfo::registerModel();
@@ -11,14 +16,9 @@ std::shared_ptr<ZRDownloadVideoInfo> make(const ZRDictionary& json, const ZRValu
 }
 
 TEST(ZRDownloadVideoInfo, versionPicksItsAddressesAndSize) {
-  const ZRDictionary json{{"url_super_265_mp4", "m"},
-                          {"url_super_265", "p"},
-                          {"url_super", "x"},
-                          {"url_super_265_NS", "y"},
-                          {"file_size_super_265", 3},
-                          {"file_size_super", 9},
-                          {"url_original_265_NS_mp4", "n"},
-                          {"version", 31}};
+  const ZRDictionary json = object(R"({"url_super_265_mp4": "m", "url_super_265": "p", "url_super": "x",
+      "url_super_265_NS": "y", "file_size_super_265": 3, "file_size_super": 9, "url_original_265_NS_mp4": "n",
+      "version": 31})");
   const auto info = make(json, 265);
   EXPECT_EQ(info->m3u8Url(), "p");
   EXPECT_EQ(info->mp4Url(), "m");
@@ -34,35 +34,23 @@ TEST(ZRDownloadVideoInfo, versionPicksItsAddressesAndSize) {
 }
 
 TEST(ZRDownloadVideoInfo, everyVersionCodeHasItsThreeKeys) {
-  // quality word by quality word: plain, NS, H.265, H.265 NS
-  const std::map<std::string, std::array<int, 4>> codes{{"nor", {2, 12, 263, 262}},
-                                                        {"high", {1, 11, 261, 260}},
-                                                        {"super", {21, 121, 265, 264}},
-                                                        {"original", {31, 131, 267, 266}}};
+  const std::array<std::string, 4> words{"nor", "high", "super", "original"};
   const std::array<std::string, 4> suffixes{"", "_NS", "_265", "_265_NS"};
-  for (const auto& [word, versions] : codes) {
-    for (std::size_t i = 0; i < suffixes.size(); ++i) {
-      ZRDownloadVideoInfo info;
-      info.setVersion(versions[i]);
-      EXPECT_EQ(info.m3u8UrlKey(), "url_" + word + suffixes[i]);
-      EXPECT_EQ(info.mp4UrlKey(), "url_" + word + suffixes[i] + "_mp4");
-      EXPECT_EQ(info.fileSizeKey(), "file_size_" + word + suffixes[i]);
-    }
+  constexpr int kCodes[4][4] = {{2, 12, 263, 262}, {1, 11, 261, 260}, {21, 121, 265, 264}, {31, 131, 267, 266}};
+  for (std::size_t i = 0; i < 16; ++i) {
+    const std::string quality = words[i / 4] + suffixes[i % 4];
+    ZRDownloadVideoInfo info;
+    info.setVersion(kCodes[i / 4][i % 4]);
+    EXPECT_EQ(info.m3u8UrlKey(), "url_" + quality);
+    EXPECT_EQ(info.mp4UrlKey(), "url_" + quality + "_mp4");
+    EXPECT_EQ(info.fileSizeKey(), "file_size_" + quality);
   }
 }
 
 TEST(ZRDownloadVideoInfo, renamedKeysSizesAndUnknownKeys) {
-  const auto info = make({{"fee", 2},
-                          {"video_name", "片"},
-                          {"album_name", "辑"},
-                          {"video_order", "4"},
-                          {"cate_code", 100},
-                          {"total_duration", 61.9},
-                          {"tv_preview_pic", "http://c/abc_big_160_90_10.jpg"},
-                          {"cid", 8},
-                          {"file_size_high", "1000000"},
-                          {"nonsense", ZRValue::List{1}},
-                          {"videoPic", ZRValue::null()}});
+  const auto info = make(object(R"({"fee": 2, "video_name": "片", "album_name": "辑", "video_order": "4",
+      "cate_code": 100, "total_duration": 61.9, "tv_preview_pic": "http://c/abc_big_160_90_10.jpg", "cid": 8,
+      "file_size_high": "1000000", "nonsense": [1], "videoPic": null})"));
   EXPECT_EQ(info->toDic(), (ZRDictionary{{"title", "片"},
                                          {"playOrder", 4},
                                          {"duration", 61},
@@ -98,16 +86,14 @@ TEST(ZRDownloadVideoInfo, uploadsFromFourOriginsAreOneFile) {
 }
 
 TEST(ZRDownloadVideoInfo, previewTilesAreExactlyThreeNumbers) {
-  using Tiles = std::optional<std::array<std::int32_t, 3>>;
-  struct Case {
-    const char* url;
-    Tiles tiles;
-  };
-  for (const Case& c :
-       {Case{"http://c/abc_big_160_90_10.jpg", {{160, 90, 10}}}, Case{"big_9_big_1_2_3.png", {{1, 2, 3}}},
-        Case{"x_big_1_x2_3x", {{1, 0, 3}}}, Case{"x_big_160_90.jpg", {}}, Case{"x_big_1_2_3_4.png", {}},
-        Case{"x_big_", {}}, Case{"no marker", {}}, Case{"", {}}, Case{"big___.", {{0, 0, 0}}}}) {
-    EXPECT_EQ(ZRDownloadVideoInfo::previewTiles(c.url), c.tiles) << c.url;
+  using Tiles = std::array<std::int32_t, 3>;
+  for (const auto& [url, tiles] : {std::pair("http://c/abc_big_160_90_10.jpg", Tiles{160, 90, 10}),
+                                   std::pair("big_9_big_1_2_3.png", Tiles{1, 2, 3}),
+                                   std::pair("x_big_1_x2_3x", Tiles{1, 0, 3}), std::pair("big___.", Tiles{0, 0, 0})}) {
+    EXPECT_EQ(ZRDownloadVideoInfo::previewTiles(url), tiles) << url;
+  }
+  for (const char* url : {"x_big_160_90.jpg", "x_big_1_2_3_4.png", "x_big_", "no marker", ""}) {
+    EXPECT_EQ(ZRDownloadVideoInfo::previewTiles(url), std::nullopt) << url;
   }
 }
 

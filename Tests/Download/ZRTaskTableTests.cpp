@@ -2,6 +2,8 @@
 
 #include "ZRTaskTable.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 const ZRTaskTable& table() {
@@ -28,25 +30,20 @@ TEST(ZRTaskTable, statementsAreBuiltFromTheColumnMap) {
 }
 
 TEST(ZRTaskTable, valuesAreRenderedByKindAndNullMarkersByColumn) {
-  struct Case {
-    ZRValue value;
-    ZRColumnType type;
-    const char* text;
-  };
-  for (const Case& c :
-       {Case{"片名", ZRColumnType::Text, "'片名'"}, Case{ZRValue::null(), ZRColumnType::Text, "''"},
-        Case{ZRValue::null(), ZRColumnType::Double, "0.0"}, Case{ZRValue::null(), ZRColumnType::Integer, "0"},
-        Case{ZRValue(), ZRColumnType::Text, "(null)"}, Case{INT64_MIN, ZRColumnType::Integer, "-9223372036854775808"},
-        Case{UINT64_MAX, ZRColumnType::Integer, "18446744073709551615"}, Case{true, ZRColumnType::Integer, "1"},
-        Case{0.1 + 0.2, ZRColumnType::Double, "0.30000000000000004"},
-        Case{ZRValue::List{}, ZRColumnType::Text, "(null)"}}) {
-    EXPECT_EQ(ZRTaskTable::sqlValue(c.value, c.type), c.text);
+  using enum ZRColumnType;
+  for (const auto& [value, type, text] :
+       {std::tuple(ZRValue("片名"), Text, "'片名'"), std::tuple(ZRValue::null(), Text, "''"),
+        std::tuple(ZRValue::null(), Double, "0.0"), std::tuple(ZRValue::null(), Integer, "0"),
+        std::tuple(ZRValue(), Text, "(null)"), std::tuple(ZRValue(INT64_MIN), Integer, "-9223372036854775808"),
+        std::tuple(ZRValue(UINT64_MAX), Integer, "18446744073709551615"), std::tuple(ZRValue(true), Integer, "1"),
+        std::tuple(ZRValue(0.1 + 0.2), Double, "0.30000000000000004"),
+        std::tuple(ZRValue(ZRValue::List{}), Text, "(null)")}) {
+    EXPECT_EQ(ZRTaskTable::sqlValue(value, type), text);
   }
 }
 
 TEST(ZRTaskTable, textThatCouldLeaveItsQuotesMakesNoStatement) {
-  for (const std::string& text :
-       {std::string("it's"), std::string("a'),('b"), std::string("x','y"), std::string("\0", 1)}) {
+  for (const std::string& text : {"it's"s, "a'),('b"s, "x','y"s, "\0"s}) {
     EXPECT_EQ(table().insertSQL(row(1, text, 0)), std::nullopt);
     EXPECT_EQ(table().updateSQL(row(1, text, 0), 1), std::nullopt);
   }
