@@ -28,26 +28,16 @@ class ZR73Mp4TaskRunnerTest : public RunnerFixture {
 };
 
 TEST_F(ZR73Mp4TaskRunnerTest, refusesParametersOneAfterTheOther) {
-  const std::pair<ZRDictionary, const char*> refused[] = {{{{"vid", 0}, {"version", 2}}, "视频vid不合法"},
-                                                          {{{"vid", 5}, {"version", 0}}, "视频version不合法"},
-                                                          {{{"vid", 5}, {"version", -1}}, "视频version不合法"},
-                                                          {{}, "视频vid不合法"},
-                                                          {{{"vid", ZRDictionary()}, {"version", 1}}, "视频vid不合法"},
-                                                          {{{"vid", "12"}, {"version", "high"}}, "视频version不合法"}};
-  for (const auto& [params, message] : refused) {
-    log_.clear();
-    EXPECT_EQ(ZRDownloadTask::taskWith73Params(params), nullptr);
-    EXPECT_EQ(log_, std::vector<LogLine>({{2, message}}));
-  }
-  const auto coerced = Runner::taskWithParams({{"vid", "12"}, {"version", 2.9}, {"cover", "http://c"}});
-  ASSERT_NE(coerced, nullptr);
-  EXPECT_EQ(coerced->vid(), 12);
-  EXPECT_EQ(coerced->version(), 2);
-  EXPECT_EQ(coerced->remainedFailedRetryTimes(), 0);
+  expectRefused<Runner>({}, "视频vid不合法");
+  expectRefused<Runner>({{"vid", 0}, {"version", 2}}, "视频vid不合法");
+  expectRefused<Runner>({{"vid", ZRDictionary()}, {"version", 1}}, "视频vid不合法");
+  expectRefused<Runner>({{"vid", 5}, {"version", 0}}, "视频version不合法");
+  expectRefused<Runner>({{"vid", 5}, {"version", -1}}, "视频version不合法");
+  expectRefused<Runner>({{"vid", "12"}, {"version", "high"}}, "视频version不合法");
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
-  const auto task = Runner::taskWithParams({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
+  const auto task = Runner::taskWithParams({{"vid", "123"}, {"version", 2.9}, {"cover", "http://c"}});
   task->setPkid(5);
   EXPECT_EQ(task->taskId(), "73-5");
   EXPECT_EQ(task->localRelativeFilePath(), "73-123-2/123-2.mp4");
@@ -58,6 +48,7 @@ TEST_F(ZR73Mp4TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
                 {"cover", "http://c"}, {"duration", 0}, {"vid", 123}, {"site", 3}, {"version", 2}, {"fileSize", 0}}));
   EXPECT_EQ(task->filtedSameAlbumTasks({task}), std::nullopt);
   EXPECT_EQ(task->currentDownloadProgress(), 0);
+  EXPECT_EQ(task->remainedFailedRetryTimes(), 0);
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {
@@ -67,9 +58,7 @@ TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {
   replies_[0](ZRDictionary{{"title", "片"}, {"url", "http://v"}, {"duration", "90"}, {"fileSize", 5000}}, std::nullopt);
   EXPECT_EQ(*task->videoName().string(), "片");
   EXPECT_TRUE(task->cover().isAbsent());  // the reply had none
-  EXPECT_EQ(task->duration(), 90);
-  EXPECT_EQ(task->fileSize(), 5000);
-  EXPECT_EQ(task->executingPhase(), 0U);
+  EXPECT_EQ(std::tuple(task->duration(), task->fileSize(), task->executingPhase()), std::tuple(90, 5000, 0U));
   manager()->setMaxConcurrentOperationCount(1);
   EXPECT_TRUE(task->isExecuting());
   EXPECT_EQ(asked_.size(), 2U);
@@ -84,8 +73,7 @@ TEST_F(ZR73Mp4TaskRunnerTest, onlyTheNewestReplyCountsAndAPausedTaskOnlyKeepsIts
   EXPECT_TRUE(task->isExecuting());
   manager()->pauseTask(task);
   replies_[1](ZRDictionary{{"title", "片"}, {"url", "http://v"}}, std::nullopt);
-  EXPECT_TRUE(task->isPaused());
-  EXPECT_EQ(task->executingPhase(), 0U);
+  EXPECT_TRUE(task->isPaused() && task->executingPhase() == 0);
   EXPECT_EQ(*task->videoName().string(), "片");
   manager()->resumeTask(task);
   replies_.at(2)(std::nullopt, ZRError("host", 106, "gone"));
@@ -148,19 +136,17 @@ TEST_F(ZR73Mp4TaskRunnerTest, textColumnsGoThroughTheirThreeStates) {
 
 TEST_F(ZR73Mp4TaskRunnerTest, metadataSurvivesARestartButForTheAddress) {
   manager()->setMaxConcurrentOperationCount(0);
-  add();
-  replies_[0](ZRDictionary{{"title", "片名"}, {"url", "http://v"}, {"cover", "http://c"}, {"fileSize", 1LL << 40}},
-              std::nullopt);
-  EXPECT_EQ(column("site"), "3");
+  const ZRDictionary metadata{{"title", "片名"}, {"url", "http://v"}, {"cover", "http://c"}, {"fileSize", 1LL << 40}};
+  const auto before = add();
+  replies_[0](metadata, std::nullopt);
   restart();
   const auto task = unfinishedOf<Runner>();
-  EXPECT_EQ(*task->videoName().string(), "片名");
-  EXPECT_EQ(*task->cover().string(), "http://c");
-  EXPECT_EQ(task->fileSize(), 1LL << 40);
-  EXPECT_EQ(task->vid(), 123);
+  EXPECT_EQ((*task->videoInfoDic())["title"], ZRValue("片名"));
+  EXPECT_EQ(task->videoInfoDic(), before->videoInfoDic());
   EXPECT_TRUE(task->vidoeUrl().isAbsent());
   EXPECT_EQ(task->executingPhase(), 0U);
   EXPECT_GT(task->timestamp(), 0);
+  EXPECT_EQ(column("site"), "3");
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, unfinishedTasksComeBackPausedInRowOrderWithoutBeingWritten) {
@@ -214,9 +200,7 @@ TEST_F(ZR73Mp4TaskRunnerTest, rowsOfAForeignTableLoadWithoutHarm) {
   ASSERT_TRUE(update("INSERT INTO task_73_meta_tb VALUES ('x', x'00', 1e99, 9e999, 'many', -1)"));
   restart();
   const auto task = unfinishedOf<Runner>();
-  EXPECT_EQ(task->pkid(), 0);
-  EXPECT_EQ(task->fileSize(), 0);
-  EXPECT_EQ(task->valueForKey("stamp"), ZRValue(0.0));
+  EXPECT_EQ(std::tuple(task->pkid(), task->fileSize(), task->valueForKey("stamp")), std::tuple(0, 0, ZRValue(0.0)));
   EXPECT_TRUE(task->valueForKey("nonsense").isAbsent());
   task->setValueForKey(4, "site");
   EXPECT_EQ(task->valueForKey("site"), ZRValue(3));

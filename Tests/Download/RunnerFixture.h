@@ -27,6 +27,14 @@ class RunnerFixture : public LibraryFixture {
     return task;
   }
 
+  /// Parameters that make no task and one record.
+  template <class Runner>
+  void expectRefused(const ZRDictionary& params, const char* message) {
+    log_.clear();
+    EXPECT_EQ(Runner::taskWithParams(params), nullptr);
+    EXPECT_EQ(log_, std::vector<LogLine>({{2, message}}));
+  }
+
   template <class Runner>
   static std::shared_ptr<Runner> unfinishedOf(std::size_t at = 0) {
     return std::dynamic_pointer_cast<Runner>(manager()->allUnFinishTaskArr().at(at));

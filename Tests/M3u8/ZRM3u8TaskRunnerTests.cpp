@@ -5,15 +5,10 @@ namespace {
 using ZRM3u8TaskRunnerTest = M3u8Fixture;
 
 TEST_F(ZRM3u8TaskRunnerTest, refusesParametersOneAfterTheOther) {
-  const std::pair<ZRDictionary, const char*> refused[] = {{{}, "视频vid不合法"},
-                                                          {{{"vid", 0}, {"site", 1}, {"version", 1}}, "视频vid不合法"},
-                                                          {{{"vid", 1}, {"site", 0}, {"version", 0}}, "视频site不合法"},
-                                                          {params(-1), "视频version不合法"}};
-  for (const auto& [params, message] : refused) {
-    log_.clear();
-    EXPECT_EQ(Runner::taskWithParams(params), nullptr);
-    EXPECT_EQ(log_, std::vector<LogLine>({{2, message}}));
-  }
+  expectRefused<Runner>({}, "视频vid不合法");
+  expectRefused<Runner>({{"vid", 0}, {"site", 1}, {"version", 1}}, "视频vid不合法");
+  expectRefused<Runner>({{"vid", 1}, {"site", 0}, {"version", 0}}, "视频site不合法");
+  expectRefused<Runner>(params(-1), "视频version不合法");
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
@@ -78,8 +73,7 @@ TEST_F(ZRM3u8TaskRunnerTest, startReplacesAPreloadUnderWay) {
 TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
   for (const int phase : {0, 1, 2, 3, 4, 5}) {
     const auto task = std::make_shared<Runner>();
-    EXPECT_EQ(task->videoInfoDic(), std::nullopt);
-    EXPECT_EQ(task->currentDownloadProgress(), 0);
+    EXPECT_TRUE(!task->videoInfoDic() && task->currentDownloadProgress() == 0);
     EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/0-0/0-0.local.m3u8");
     EXPECT_EQ(task->description(), "【vid:0,aid:0,ts:0】");
     task->setValueForKey(phase, "executingPhase");

@@ -73,9 +73,13 @@ class ShareFixture : public RunnerFixture {
   /// A task that is found through the share service.
   std::shared_ptr<Runner> addShared() { return add(params({{"lanOnly", false}, {"shareUrl", relay_.url("/share")}})); }
 
-  /// Keeps the task's errors in place of the manager, which would act on them.
-  void catchErrors(Runner& task) {
-    task.addErrorNotifi([this](const auto&, const ZRError& error) { errors_.push_back(error); });
+  /// The task's next error, which is kept from the manager, for it would act on it.
+  ZRError caughtError(Runner& task) {
+    std::vector<ZRError> errors;
+    task.addErrorNotifi([&errors](const auto&, const ZRError& error) { errors.push_back(error); });
+    EXPECT_TRUE(runUntil([&errors] { return !errors.empty(); }));
+    task.addErrorNotifi({});
+    return errors.at(0);
   }
 
   static std::size_t requests(const LoopbackOrigin& origin, const std::string& path) {
@@ -96,5 +100,4 @@ class ShareFixture : public RunnerFixture {
   LoopbackOrigin device_{"127.0.0.2"};
   LoopbackOrigin relay_{"127.0.0.3"};
   const ZRError offline_{ZRErrorCode::HostOffline, "主机已下线"};
-  std::vector<ZRError> errors_;
 };

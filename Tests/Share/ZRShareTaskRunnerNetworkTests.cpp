@@ -3,12 +3,7 @@
 namespace {
 
 /// How the device is found and asked for its detail.
-class ZRShareTaskRunnerNetworkTest : public ShareFixture {
- protected:
-  bool runUntilErrors(std::size_t count) {
-    return runUntil([&] { return errors_.size() == count; });
-  }
-};
+using ZRShareTaskRunnerNetworkTest = ShareFixture;
 
 TEST_F(ZRShareTaskRunnerNetworkTest, lanAddressIsUsedWhenItAnswersThePing) {
   for (const std::string& lan : {device_.url(""), device_.url("/")}) {
@@ -71,13 +66,10 @@ TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
 TEST_F(ZRShareTaskRunnerNetworkTest, failedHostLookupIsReportedAsItIs) {
   relay_.serve("/share", R"({"status": 403, "error": "gone"})");
   const auto task = addShared();
-  catchErrors(*task);
-  ASSERT_TRUE(runUntilErrors(1));
-  EXPECT_EQ(errors_[0].localizedDescription(), "gone");
+  EXPECT_EQ(caughtError(*task).localizedDescription(), "gone");
   task->shareDownloadModel()->setShareUrl("http://127.0.0.3:" + std::to_string(relay_.refusedPort()));
   task->resume();
-  ASSERT_TRUE(runUntilErrors(2));
-  EXPECT_EQ(errors_[1], unreachable_);
+  EXPECT_EQ(caughtError(*task), unreachable_);
   EXPECT_EQ(detailRequests(), 0U);
 }
 
@@ -100,12 +92,9 @@ TEST_F(ZRShareTaskRunnerNetworkTest, failedDetailIsFinalOrTriedFourTimes) {
     device_.serve("/video.action", body, status);
     const std::size_t before = detailRequests();
     const auto task = add(params());
-    errors_.clear();
-    catchErrors(*task);
-    ASSERT_TRUE(runUntilErrors(1));
+    const ZRError error = caughtError(*task);
     EXPECT_EQ(detailRequests() - before, requests);
-    EXPECT_EQ(errors_[0].code(), code);
-    EXPECT_EQ(errors_[0].localizedDescription(), message);
+    EXPECT_EQ(std::tuple(error.code(), error.localizedDescription()), std::tuple(code, message));
     manager()->removeTask(task);
   };
   for (const char* body : {"", R"({"status": 202})"}) expectFailure(404, body, 1, 105, "主机已下线");

@@ -1,9 +1,24 @@
 #include "ShareFixture.h"
 #include "ZR73Mp4TaskRunner.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-using ZRShareTaskRunnerTest = ShareFixture;
+/// Tasks that do not run, and their rows.
+class ZRShareTaskRunnerTest : public ShareFixture {
+ protected:
+  ZRShareTaskRunnerTest() { manager()->setMaxConcurrentOperationCount(0); }
+
+  /// Changes the rows while no task writes them, then loads them.
+  void restartWithRows(const std::string& changes) {
+    restart();
+    ASSERT_TRUE(update("UPDATE task_share_meta_tb SET " + changes));
+    restart();
+  }
+
+  static std::string count() { return queried("SELECT count(*) FROM task_share_meta_tb"); }
+};
 
 TEST_F(ZRShareTaskRunnerTest, namesFollowFromTheParameters) {
   const auto task = Runner::taskWithParams(params({{"videoName", "电影"}}));
@@ -21,11 +36,10 @@ TEST_F(ZRShareTaskRunnerTest, namesFollowFromTheParameters) {
 TEST_F(ZRShareTaskRunnerTest, missingParametersLeaveTheTaskUsable) {
   const auto task = Runner::taskWithParams({});
   EXPECT_EQ(task->videoInfoDic(), std::nullopt);
-  EXPECT_EQ(task->localFullFilePath(), std::nullopt);
-  EXPECT_EQ(task->localRelativeFilePath(), std::nullopt);
+  EXPECT_TRUE(!task->localFullFilePath() && !task->localRelativeFilePath());
   EXPECT_EQ(task->currentDownloadProgress(), 0);
   EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Refused);
-  EXPECT_EQ(queried("SELECT count(*) FROM task_share_meta_tb"), "0");
+  EXPECT_EQ(count(), "0");
   task->resume();
   task->cleanDownloadFiles();
   EXPECT_FALSE(std::filesystem::exists(shares()));
@@ -44,17 +58,68 @@ TEST_F(ZRShareTaskRunnerTest, siblingsAreTheSharesOfTheSameAlbum) {
 }
 
 TEST_F(ZRShareTaskRunnerTest, newParametersReplaceFourFieldsAndAreStored) {
-  manager()->setMaxConcurrentOperationCount(0);
-  const auto task = add(params({{"duration", 90}}));
-  task->syncToDBWithShareParams({{"host", "http://new"}, {"videoName", "New"}, {"vid", "x"}, {"duration", 1}});
+  add(params({{"duration", 90}}))
+      ->syncToDBWithShareParams({{"host", "http://new"}, {"videoName", "New"}, {"vid", "x"}, {"duration", 1}});
   restart();
   const auto& model = *unfinishedOf<Runner>()->shareDownloadModel();
-  EXPECT_EQ(model.host(), "http://new");
-  EXPECT_EQ(model.videoName(), "New");
-  EXPECT_EQ(model.deviceName(), std::nullopt);
-  EXPECT_EQ(model.albumName(), std::nullopt);
-  EXPECT_EQ(model.vid(), "v1");
+  EXPECT_EQ(std::tuple(model.host(), model.videoName(), model.vid()), std::tuple("http://new", "New", "v1"));
+  EXPECT_TRUE(!model.deviceName() && !model.albumName());
   EXPECT_EQ(model.duration(), 90);
+}
+
+TEST_F(ZRShareTaskRunnerTest, rowIsFoundByBothIdsAndHoldsTheModelInLines) {
+  const auto task = Runner::taskWithParams(params());
+  EXPECT_EQ(task->queryPrimaryKeySQL(), "SELECT pkid from task_share_meta_tb WHERE vid = 'v1' and aid = 'a1' ");
+  EXPECT_EQ(task->sqlValueForKey("shareDownloadModel").find("\r\n"), 65U);  // a quote and 64 characters
+  EXPECT_EQ(Runner().sqlValueForKey("shareDownloadModel"), "''");
+}
+
+TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
+  const auto first = add(params());
+  const auto second = add(params({{"albumId", "a2"}}));
+  EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params())), ZRAddTaskResult::Exists);
+  EXPECT_NE(first->pkid(), second->pkid());
+  for (const auto& task : {first, second}) writeFile(*task->videoSavePath(), *task->aid());
+  manager()->removeTask(first);
+  EXPECT_FALSE(std::filesystem::exists(file("movie")));
+  EXPECT_EQ(readFile(file("movie", "a2/v1")), "a2");
+  EXPECT_EQ(queried("SELECT count(*) || aid FROM task_share_meta_tb"), "1a2");
+}
+
+TEST_F(ZRShareTaskRunnerTest, loadedTaskHasItsModelAndNoRetries) {
+  const auto all = params({{"shareUrl", "http://s"}, {"fileSize", 1LL << 40}, {"duration", 90}, {"videoName", "it's"}});
+  const auto before = add(all)->videoInfoDic();
+  add(params({{"vid", "done"}}));
+  restartWithRows("taskState = pkid * 2, downloadedBytes = 9, vid = 'x'");
+  EXPECT_TRUE(logged(1, "share:1/2"));
+  EXPECT_EQ(manager()->allFinishedTaskArr().size(), 1U);
+  const auto task = unfinishedOf<Runner>();
+  EXPECT_EQ(task->videoInfoDic(), before);
+  EXPECT_EQ(std::tuple(task->vid(), task->downloadedBytes()), std::tuple("v1", 9U));
+  EXPECT_TRUE(task->isPaused());
+  EXPECT_EQ(task->remainedFailedRetryTimes(), 0);
+}
+
+TEST_F(ZRShareTaskRunnerTest, damagedModelLeavesATaskWithoutOne) {
+  for (const char* model : {"''", "NULL", "'AAAA'", "'!!'", "7", "'oWN2aWQ='"}) {
+    add(params());
+    restartWithRows("shareDownloadModel = " + std::string(model));
+    const auto loaded = unfinishedOf<Runner>();
+    EXPECT_TRUE(!loaded->shareDownloadModel() && !loaded->videoInfoDic()) << model;
+    loaded->resume();
+    EXPECT_EQ(caughtError(*loaded), offline_);
+    manager()->removeTask(loaded);
+    EXPECT_EQ(count(), "0");
+  }
+}
+
+TEST_F(ZRShareTaskRunnerTest, idThatWouldEndItsLiteralKeepsTheTaskOutOfTheStore) {
+  for (const std::string& id : {"it's"s, "' or '1'='1"s, "x\0y"s}) {
+    for (const char* key : {"vid", "albumId"}) {
+      EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params({{key, id}}))), ZRAddTaskResult::Refused);
+    }
+  }
+  EXPECT_EQ(count(), "0");
 }
 
 }  // namespace
