@@ -51,15 +51,6 @@ class ShareFixture : public RunnerFixture {
     return R"({"name": ")" + jsonName + R"(", "url": ")" + device_.url(path) + "\"}";
   }
 
-  /// The video begins with its first half, waits for `gate_`, and breaks off.
-  void serveHalf() {
-    device_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
-      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + bytes_.substr(0, 2500));
-      out.wait(gate_);
-      out.reset();
-    });
-  }
-
   /// A share's parameters with `more` in place of the usual ones; an absent value is left out.
   ZRDictionary params(const std::vector<ZRDictionary::Entry>& more = {}) const {
     ZRDictionary all{{"vid", "v1"},         {"albumId", "a1"},         {"videoName", "movie"}, {"albumName", "Album"},

@@ -16,6 +16,18 @@ class ZRShareTaskRunnerDownloadTest : public ShareFixture {
     return numbers;
   }
 
+  /// A task with its cover and half of its video, which breaks off when `gate_` opens.
+  std::shared_ptr<Runner> addInMidway() {
+    device_.route("/v", [this](const OriginRequest&, OriginConnection& out) {
+      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + bytes_.substr(0, 2500));
+      out.wait(gate_);
+      out.reset();
+    });
+    const auto task = add(params());
+    EXPECT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && hasCover(); }));
+    return task;
+  }
+
   bool hasCover() const { return readFile(file("v1.jpg")) == cover_; }
   std::size_t coverRequests() const { return requests(device_, "/coverImg.action"); }
   std::size_t videoRequests() const { return requests(device_, "/v"); }
@@ -32,8 +44,7 @@ TEST_F(ZRShareTaskRunnerDownloadTest, lanOnlyTaskAsksForTheDetailThenSubtitlesFr
   EXPECT_EQ(readFile(file("movie")), bytes_);
   EXPECT_EQ(device_.requestsTo("/coverImg.action").front().target, "/coverImg.action?videoId=v1");
   EXPECT_EQ(task->currentDownloadProgress(), 1.0F);
-  EXPECT_EQ(task->shareDownloadModel()->fileSize(), 5000);
-  EXPECT_EQ(task->transferedPerSecond(), 5000);
+  EXPECT_EQ(std::tuple(task->shareDownloadModel()->fileSize(), task->transferedPerSecond()), std::tuple(5000, 5000));
   EXPECT_EQ(task->executingPhase(), 3U);
   EXPECT_EQ(manager()->relativeMoviePathWithTaskId("share-1"), "a1/v1/movie");
   EXPECT_TRUE(logged(0, "shareDownloadVideo:SCNetworkBaseApi GET " + device_.url("/video.action")));
@@ -64,14 +75,18 @@ TEST_F(ZRShareTaskRunnerDownloadTest, secondCoverRequestDoesNotSpoilTheFirst) {
   EXPECT_TRUE(hasCover());
 }
 
-TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDisk) {
+TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDiskAlsoWhenAnEarlierOneIsRetried) {
   serveSubtitles(2);
   writeFile(file("1.srt"), "old");
-  const auto task = add(params());
+  const auto stopped = add(params());
   ASSERT_TRUE(runUntil([&] { return hasCover(); }));
-  EXPECT_TRUE(task->isExecuting());
-  EXPECT_EQ(task->executingPhase(), 1U);
+  EXPECT_TRUE(stopped->isExecuting());
+  EXPECT_EQ(stopped->executingPhase(), 1U);
   EXPECT_EQ(subtitlesAskedFor(), "");
+  device_.serve("/0.srt", "", 404);
+  const auto retried = add(params({{"vid", "v2"}}));
+  ASSERT_TRUE(runUntil([&] { return retried->remainedFailedRetryTimes() == 2; }));
+  EXPECT_EQ(subtitlesAskedFor(), "10");
   EXPECT_EQ(videoRequests(), 0U);
 }
 
@@ -83,15 +98,6 @@ TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkipped
   EXPECT_EQ(subtitlesAskedFor(), "11110");
   EXPECT_FALSE(std::filesystem::exists(file("1.srt")));
   EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
-}
-
-TEST_F(ZRShareTaskRunnerDownloadTest, retryOfAnEarlierSubtitleEndsAtTheLastOne) {
-  serveSubtitles(2);
-  device_.serve("/0.srt", "", 404);
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->remainedFailedRetryTimes() == 2; }));
-  EXPECT_EQ(subtitlesAskedFor(), "10");
-  EXPECT_EQ(videoRequests(), 0U);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, addressThatIsMissingIsAskedForAgain) {
@@ -115,26 +121,21 @@ TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor)
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheCover) {
-  serveHalf();
-  auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && hasCover(); }));
+  addInMidway();
   restart();
   const std::size_t covers = coverRequests();
   device_.serveFile("/v", {.bytes = bytes_, .etag = "\"v1\""});
-  task = unfinishedOf<Runner>();
+  const auto task = unfinishedOf<Runner>();
   EXPECT_EQ(task->executingPhase(), 0U);
   manager()->resumeTask(task);
   ASSERT_TRUE(finishes(task));
-  EXPECT_EQ(detailRequests(), 2U);
   EXPECT_EQ(device_.requestsTo("/v").back().header("Range"), "bytes=2500-");
   EXPECT_EQ(readFile(file("movie")), bytes_);
-  EXPECT_EQ(coverRequests(), covers);
+  EXPECT_EQ(std::tuple(detailRequests(), coverRequests()), std::tuple(2U, covers));
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesRemain) {
-  serveHalf();
-  const auto task = add(params());
-  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500; }));
+  const auto task = addInMidway();
   device_.route("/video.action", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
   gate_.open();
   expectError(task, connectionLost_);

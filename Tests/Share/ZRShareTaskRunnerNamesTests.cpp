@@ -50,10 +50,11 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
 
   /// Runs the task until it is refused, and removes it.
   void expectRefused(const ZRDictionary& params) {
+    const std::size_t before = detailRequests();
     const auto task = add(params);
     expectError(task, refusal_);
     EXPECT_EQ(requests(device_, "/v") + requests(device_, "/s"), 0U);
-    EXPECT_EQ(detailRequests(), 1U);
+    EXPECT_EQ(detailRequests(), before + 1);
     removeHarmlessly(task);
   }
 
@@ -63,20 +64,11 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
 
 class HostileName : public ZRShareTaskRunnerNamesTest, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(HostileName, ofAVideoIsRefusedBeforeAnythingIsStored) {
+TEST_P(HostileName, isRefusedAsAVideosBeforeAnythingIsStoredAsASubtitlesAndAsAnId) {
   serveDetail("[" + subtitle("0.srt", "/s") + "]");
   expectRefused(params({{"videoName", GetParam()}}));
   EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
-}
 
-TEST_P(HostileName, ofASubtitleIsRefused) {
-  std::string escaped;
-  for (const char c : GetParam()) escaped += c == '\0' ? "\\u0000" : std::string(1, c);
-  serveDetail("[" + subtitle(escaped, "/s") + "]");
-  expectRefused(params());
-}
-
-TEST_P(HostileName, asAnIdIsRefused) {
   const bool storable = GetParam().find('\0') == std::string::npos;
   for (const char* key : {"vid", "albumId"}) {
     const auto task = Runner::taskWithParams(params({{key, GetParam()}}));
@@ -85,16 +77,17 @@ TEST_P(HostileName, asAnIdIsRefused) {
     removeHarmlessly(task);
   }
   EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
+
+  std::string escaped;
+  for (const char c : GetParam()) escaped += c == '\0' ? "\\u0000" : std::string(1, c);
+  serveDetail("[" + subtitle(escaped, "/s") + "]");
+  expectRefused(params());
 }
 
 INSTANTIATE_TEST_SUITE_P(ZRShareTaskRunnerNamesTest, HostileName,
                          ::testing::Values(".."s, "."s, ""s, "/"s, "a/.."s, "/.."s, "\0"s, "../v1/x"s, "../a2"s,
                                            "../other/keep"s, "a/../../x"s, "../../../mine.mkv"s, "x\0y"s,
                                            std::string(300, 'x')));
-
-TEST_F(ZRShareTaskRunnerNamesTest, absentVideoNameIsRefused) {
-  expectRefused(params({{"videoName", ZRValue()}}));
-}
 
 TEST_F(ZRShareTaskRunnerNamesTest, slashesAreFoldersInsideTheTasksOwn) {
   for (const auto& [name, stored] : {std::pair("/movie", "movie"), std::pair("/etc/movie", "etc/movie"),
@@ -121,16 +114,23 @@ TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
   }
 }
 
-TEST_F(ZRShareTaskRunnerNamesTest, subtitleInTheVideosPlaceIsPassedOver) {
-  serveDetail("[" + subtitle("good", "/s") + "," + subtitle("movie", "/s") + "," + subtitle(".movie.resume", "/s") +
-              "]");
+TEST_F(ZRShareTaskRunnerNamesTest, onlyASubtitleInTheVideosPlaceIsPassedOver) {
+  std::string subtitles;
+  for (const char* name :
+       {"good", "movie", "movie.srt", ".movie.part", ".movie", ".movie.resume", "s/movie", "s/.movie.resume"}) {
+    subtitles += (subtitles.empty() ? "" : ",") + subtitle(name, "/s");
+  }
+  serveDetail("[" + subtitles + "]");
   ASSERT_TRUE(finishes(add(params())));
   EXPECT_EQ(readFile(file("movie")), bytes_);
-  EXPECT_EQ(readFile(file("good")), "subtitle");
-  EXPECT_EQ(requests(device_, "/s"), 1U);
+  for (const char* name : {"good", "movie.srt", ".movie", "s/movie", "s/.movie.resume"}) {
+    EXPECT_EQ(readFile(file(name)), "subtitle") << name;
+  }
+  EXPECT_EQ(requests(device_, "/s"), 5U);
 }
 
-TEST_F(ZRShareTaskRunnerNamesTest, idsThatNameAFileOfAnotherTaskTouchNothing) {
+TEST_F(ZRShareTaskRunnerNamesTest, absentNameIsRefusedAndIdsThatNameAFileOfAnotherTaskTouchNothing) {
+  expectRefused(params({{"videoName", ZRValue()}}));
   writeFile(file("movie"), bytes_);
   const auto task = add(params({{"albumId", "a1/v1"}, {"vid", "movie"}}));
   expectError(task, refusal_);

@@ -3,43 +3,42 @@
 namespace {
 
 /// How the device is found and asked for its detail.
-using ZRShareTaskRunnerNetworkTest = ShareFixture;
-
-TEST_F(ZRShareTaskRunnerNetworkTest, lanAddressIsUsedWhenItAnswersThePing) {
-  for (const std::string& lan : {device_.url(""), device_.url("/")}) {
-    serveLookup(R"("lan": ")" + lan + R"(", "url": ")" + relay_.url("") + '"');
-    const std::size_t before = device_.requests().size();
+class ZRShareTaskRunnerNetworkTest : public ShareFixture {
+ protected:
+  /// Where a task ends up whose share service says `fields` of the device.
+  std::optional<std::string> hostAfterLookup(const std::string& fields) {
+    serveLookup(fields);
     const auto task = addShared();
-    ASSERT_TRUE(finishes(task));
-    EXPECT_EQ(task->shareDownloadModel()->host(), device_.url("/"));
+    EXPECT_TRUE(finishes(task)) << fields;
+    manager()->removeTask(task);
+    return task->shareDownloadModel()->host();
+  }
+
+  static std::string lan(const std::string& url) { return R"("lan": ")" + url + '"'; }
+};
+
+TEST_F(ZRShareTaskRunnerNetworkTest, hostIsTheLanAddressThatAnswersThePing) {
+  const std::string relay = R"(, "url": ")" + relay_.url("") + '"';
+  for (const char* path : {"", "/"}) {
+    const std::size_t before = device_.requests().size();
+    EXPECT_EQ(hostAfterLookup(lan(device_.url(path)) + relay), device_.url("/"));
     EXPECT_EQ(device_.requests().at(before).target, "/ping");
     EXPECT_EQ(device_.requests().at(before + 1).target, "/video.action?videoId=v1");
     EXPECT_EQ(relay_.requests().back().target, "/share?from=mac");
-    manager()->removeTask(task);
   }
-}
-
-TEST_F(ZRShareTaskRunnerNetworkTest, silentDeviceIsReachedThroughTheRelay) {
-  device_.route("/ping", [](const OriginRequest&, OriginConnection& out) { out.stall(); });
-  const auto task = addShared();
-  ASSERT_TRUE(finishes(task));
-  EXPECT_EQ(task->shareDownloadModel()->host(), relay_.url("/"));
-  EXPECT_EQ(requests(device_, "/ping"), 1U);
-  EXPECT_EQ(requests(relay_, "/video.action"), 1U);
-  EXPECT_EQ(detailRequests(), 0U);
-}
-
-TEST_F(ZRShareTaskRunnerNetworkTest, hostStaysWhenNoAddressHelps) {
   const std::string silent = "http://127.0.0.2:" + std::to_string(device_.refusedPort());
   device_.serve("/ping", R"({"status": 500})");
-  for (const std::string& fields : {std::string(), R"("lan": ")" + silent + '"', R"("lan": ")" + device_.url("") + '"',
-                                    std::string(R"("lan": 7, "url": null)")}) {
-    serveLookup(fields);
-    const auto task = addShared();
-    ASSERT_TRUE(finishes(task)) << fields;
-    EXPECT_EQ(task->shareDownloadModel()->host(), device_.url("/"));
-    manager()->removeTask(task);
+  for (const std::string& fields :
+       {std::string(), lan(silent), lan(device_.url("")), std::string(R"("lan": 7, "url": null)")}) {
+    EXPECT_EQ(hostAfterLookup(fields), device_.url("/"));  // stays
   }
+  const std::size_t details = detailRequests();
+  const std::size_t pings = requests(device_, "/ping");
+  device_.route("/ping", [](const OriginRequest&, OriginConnection& out) { out.stall(); });
+  EXPECT_EQ(hostAfterLookup(lan(device_.url("")) + relay), relay_.url("/"));
+  EXPECT_EQ(requests(device_, "/ping"), pings + 1);
+  EXPECT_EQ(requests(relay_, "/video.action"), 1U);
+  EXPECT_EQ(detailRequests(), details);
 }
 
 TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
