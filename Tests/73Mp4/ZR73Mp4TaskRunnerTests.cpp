@@ -204,6 +204,8 @@ TEST_F(ZR73Mp4TaskRunnerTest, rowsOfAForeignTableLoadWithoutHarm) {
   EXPECT_TRUE(task->valueForKey("nonsense").isAbsent());
   task->setValueForKey(4, "site");
   EXPECT_EQ(task->valueForKey("site"), ZRValue(3));
+  manager()->resumeTask(task);  // of a host that has no metadata
+  EXPECT_TRUE(task->isExecuting() && task->executingPhase() == 0);
 }
 
 }  // namespace

@@ -42,15 +42,24 @@ TEST_F(ZRDownloadDataBaseTest, opensItsFileInTheDownloadFolder) {
   EXPECT_FALSE(store_.tableExists("t' OR '1"));
 }
 
-TEST_F(ZRDownloadDataBaseTest, withoutAFileEveryOperationSaysNo) {
-  std::filesystem::remove_all(downloadFolder());
-  writeFile(path_ + "/folder", "a folder stands where the file should be");
-  ZRDownloadDataBase closed;
-  EXPECT_FALSE(closed.isOpen());
-  EXPECT_FALSE(closed.tableExists("t"));
-  EXPECT_FALSE(closed.executeUpdate("CREATE TABLE u (a)"));
-  EXPECT_FALSE(closed.executeBatchUpdate({"CREATE TABLE u (a)"}));
-  closed.executeQuery("SELECT 1", [](ZRResultSet*) { ADD_FAILURE() << "called"; });
+TEST_F(ZRDownloadDataBaseTest, withoutAFileEveryOperationSaysNoAndWhatIsNoDatabaseStays) {
+  const std::string text = "this is not a database, and it is longer than a header of one would be: ";
+  for (const std::string& file : {path_, path_ + "/folder"}) {
+    std::filesystem::remove_all(downloadFolder());
+    writeFile(file, text + std::string(200, 'x'));
+    ZRDownloadDataBase closed;
+    EXPECT_FALSE(closed.isOpen());
+    EXPECT_FALSE(closed.tableExists("t"));
+    EXPECT_FALSE(closed.executeUpdate("CREATE TABLE u (a)"));
+    EXPECT_FALSE(closed.executeBatchUpdate({"CREATE TABLE u (a)"}));
+    closed.executeQuery("SELECT 1", [](ZRResultSet*) { ADD_FAILURE() << "called"; });
+    manager()->setup(options());
+    EXPECT_TRUE(logged(2, "can't open db:" + path_));
+    const auto task = ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 2}});
+    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Refused);
+    EXPECT_TRUE(readFile(file).starts_with(text));
+    ZRDownloadManager::shutdown();
+  }
 }
 
 TEST_F(ZRDownloadDataBaseTest, readsValuesOfEveryKind) {

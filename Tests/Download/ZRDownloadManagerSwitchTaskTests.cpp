@@ -91,6 +91,8 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, pauseAllPausesEveryUnfinishedTaskAndStar
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, longRowOfTasksThatFailAtOnceCostsNoStack) {
   const auto tasks = add(5000, 0);
+  manager()->resumeTask(tasks[0]);
+  ASSERT_EQ(states(tasks), std::string(5000, 'W'));  // without a slot
   for (const auto& task : tasks) task->failOnResume = ZRError(ZRErrorCode::ResourceUnusable, "");
   manager()->setLoggerHandler({});
   manager()->setMaxConcurrentOperationCount(2);

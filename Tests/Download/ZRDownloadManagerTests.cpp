@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "LibraryFixture.h"
 #include "ProbeTask.h"
 #include "ZRDownloadDataBase.h"
@@ -21,15 +23,8 @@ class ZRDownloadManagerTest : public LibraryFixture {
   static ZRDictionary report(unsigned stype) { return {{"stype", stype}, {"version", 21}}; }
 };
 
-TEST_F(ZRDownloadManagerTest, isOneObjectUntilItIsShutDown) {
-  const auto first = manager();
-  EXPECT_EQ(first, manager());
-  EXPECT_EQ(first->maxConcurrentOperationCount(), 3);
-  ZRDownloadManager::shutdown();
-  EXPECT_NE(first, manager());
-}
-
 TEST_F(ZRDownloadManagerTest, optionsOfAnotherTypeCountAsAbsent) {
+  EXPECT_EQ(manager()->maxConcurrentOperationCount(), 3);
   manager()->setup({{"fetch_mky_handler", 5},
                     {"logger_handler", ZRRequestHandler([](const ZRDictionary&, ZRReplyCompletion) {})},
                     {"ignore_h265", "1"},
@@ -77,15 +72,6 @@ TEST_F(ZRDownloadManagerTest, addedTaskIsStartedReportedAndAnnouncedAndARefusedO
   EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList({task}));
   EXPECT_EQ(reports_, std::vector<ZRDictionary>({report(201)}));
   EXPECT_EQ(announced, std::vector<std::string>({"kZRDownloadTaskCreatedSuccNotifi:a"}));
-}
-
-TEST_F(ZRDownloadManagerTest, withoutSlotsTasksWaitAndPreload) {
-  setupWithSlots(0);
-  const auto task = add("a");
-  EXPECT_TRUE(task->isWaiting());
-  EXPECT_EQ(task->preloads, 1);
-  manager()->resumeTask(task);
-  EXPECT_TRUE(task->isWaiting());
 }
 
 TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
@@ -164,26 +150,47 @@ TEST_F(ZRDownloadManagerTest, removedTaskFreesItsSlotUnlessItsConnectionWasLost)
   EXPECT_EQ(lost->cleans, 1);
 }
 
-TEST_F(ZRDownloadManagerTest, requestsWithoutAHandlerAreNeverCompleted) {
-  int calls = 0;
-  const ZRReplyCompletion completion = [&calls](const auto&, const auto&) { ++calls; };
-  manager()->fetchMkey({}, completion);
-  manager()->fetch73VideoInfo({}, completion);
-  EXPECT_EQ(calls, 0);
-  const ZRRequestHandler answer = [](const ZRDictionary& request, auto reply) { reply(request, std::nullopt); };
-  manager()->setup(options({{"fetch_mky_handler", answer}}));
-  manager()->fetchMkey({}, completion);
-  EXPECT_EQ(calls, 1);
+// What the host hears.
+
+TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormatsAsTheyStandInTheCode) {
+  struct Undescribed {
+    std::string description() const {
+      ADD_FAILURE() << "described without a logger";
+      return {};
+    }
+  };
+  manager()->log(0, nullptr, "%@", Undescribed());
+  std::vector<ZRDictionary> records;
+  manager()->setLoggerHandler([&records](const ZRDictionary& record, const ZRValue& reserved) {
+    EXPECT_TRUE(reserved.isNull());
+    records.push_back(record);
+  });
+  const auto record = [](unsigned level, const char* tag, const char* message) {
+    return ZRDictionary{{"level", level}, {"tag", tag}, {"msg", message}};
+  };
+  manager()->log(2, nullptr, "plain");
+  manager()->log(0, "tag", "100%% of %ld", 7);
+  manager()->log(0, nullptr, "ts:%ld/%ld use %0.2f s;", std::int64_t{-9'000'000'000}, std::int64_t{12}, 1.005);
+  manager()->log(0, nullptr, "%@|%@|%@|%@", std::make_shared<ProbeTask>("【a】"), std::shared_ptr<ProbeTask>(),
+                 std::optional<std::string>(), std::string("50% %@ {}"));
+  manager()->log(0, nullptr, "MaxConcurrent %u %llu %d", std::uint8_t{200}, std::uint64_t{1} << 63, -3);
+  manager()->log(0, nullptr, "ends with %");
+  manager()->log(0, nullptr, "too few %ld %ld", 1);
+  manager()->log(0, nullptr, "wrong type %ld", "text");
+  EXPECT_EQ(records, std::vector<ZRDictionary>({record(2, "", "plain"), record(0, "tag", "100% of 7"),
+                                                record(0, "", "ts:-9000000000/12 use 1.00 s;"),
+                                                record(0, "", "【a】|(null)|(null)|50% %@ {}"),
+                                                record(0, "", "MaxConcurrent 200 9223372036854775808 -3")}));
 }
 
-TEST_F(ZRDownloadManagerTest, storeThatIsNoDatabaseRefusesEveryTask) {
-  const std::string file = downloadFolder() + "/zrdownloadkit.db";
-  writeFile(file, "this is not a database, and it is longer than a header of one would be: " + std::string(200, 'x'));
+TEST_F(ZRDownloadManagerTest, reportHandlerIsLookedUpAtEachReport) {
+  manager()->cc(201, 5);  // nobody listens yet
   manager()->setup(options());
-  EXPECT_TRUE(logged(2, "can't open db:" + file));
-  const auto task = ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 2}});
-  EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Refused);
-  EXPECT_TRUE(readFile(file).starts_with("this is not a database"));
+  manager()->cc(202, -1);
+  EXPECT_EQ(reports_, std::vector<ZRDictionary>({{{"stype", 202U}, {"version", -1}}}));
+  manager()->setup({});
+  manager()->cc(202, 1);
+  EXPECT_EQ(reports_.size(), 1U);
 }
 
 }  // namespace

@@ -109,17 +109,15 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, missingAddressRollsBackToANewRecordThreeTime
   }
 }
 
-TEST_F(ZRM3u8TaskRunnerNetworkTest, refusedRecordIsPassedOnAndTheTaskStays) {
+TEST_F(ZRM3u8TaskRunnerNetworkTest, refusedRecordAndAHostWithoutACallbackLeaveTheTaskInItsPhase) {
   origin_.serve("/v4/video/info/7.json", R"({"status": 403, "data": {}})");
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return !messages(2).empty(); }));
   EXPECT_EQ(messages(2)[0].substr(0, 7), "ts:0/0;");
   EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseLoadVideoInfo));
-}
-
-TEST_F(ZRM3u8TaskRunnerNetworkTest, hostWithoutACallbackLeavesTheTaskInThePlaylistsPhaseUntilTheKeyFails) {
+  serveHlsRecord();
   manager()->setup(hlsHost({{"fetch_mky_handler", ZRValue::null()}}));
-  const auto task = add();
+  manager()->resumeTask(task);
   ASSERT_TRUE(runUntil([&] { return isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist); }));
   manager()->pauseTask(task);
   EXPECT_EQ(requestsTo("/p.m3u8"), 0U);
