@@ -1,6 +1,5 @@
 #include <filesystem>
 
-#include "LoopbackOrigin.h"
 #include "RunnerFixture.h"
 #include "ZR73Mp4TaskRunner.h"
 
@@ -32,17 +31,9 @@ class ZR73Mp4TaskRunnerNetworkTest : public RunnerFixture {
     origin_.serveFile("/" + std::to_string(vid), {.bytes = bytes_, .etag = "\"v1\""});
   }
 
-  /// Serves the first half of the file, then waits for `gate_`.
-  void serveHalf(std::int64_t vid = 1) {
-    origin_.route("/" + std::to_string(vid), [this](const OriginRequest&, OriginConnection& out) {
-      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + bytes_.substr(0, 2500));
-      out.wait(gate_);
-      out.send(bytes_.substr(2500));
-    });
-  }
+  void serveHalf(std::int64_t vid = 1) { serveInTwo(origin_, "/" + std::to_string(vid), bytes_, 2500); }
 
   const std::string bytes_ = patternBytes(5000);
-  OriginGate gate_;  // outlives the origin, whose threads may wait for it
   LoopbackOrigin origin_;
   std::optional<std::string> url_;  // in place of the origin's
 };

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "LibraryFixture.h"
+#include "LoopbackOrigin.h"
 #include "ZRDownloadDataBase.h"
 
 /// What the tests of the three runners share: a look into the store, and the ends that a task comes to.
@@ -51,8 +52,21 @@ class RunnerFixture : public LibraryFixture {
     EXPECT_EQ(task->err(), error);
   }
 
+  /// Answers with the first `sent` of `bytes`, waits for `gate_`, sends up to `end` of them and closes.
+  void serveInTwo(LoopbackOrigin& origin, const std::string& path, const std::string& bytes, std::size_t sent,
+                  std::size_t end = std::string::npos) {
+    origin.route(path, [=, this](const OriginRequest&, OriginConnection& out) {
+      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: " + std::to_string(bytes.size()) + "\r\n\r\n" +
+               bytes.substr(0, sent));
+      out.wait(gate_);
+      out.send(bytes.substr(sent, end - sent));
+      out.close();
+    });
+  }
+
   static void fillDisk() { setFreeBytes(std::uint64_t{1} << 30); }
 
+  OriginGate gate_;  // outlives the origins, whose threads wait for it
   const ZRError diskFull_{ZRErrorCode::DiskFull, "磁盘空间不足"};
   const ZRError connectionLost_{ZRErrorCode::ConnectionLost, "失去网络连接"};
   const ZRError unreachable_{ZRErrorCode::CannotReachServer, "无法连接到服务器"};

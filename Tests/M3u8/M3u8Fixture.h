@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "LoopbackOrigin.h"
 #include "RunnerFixture.h"
 #include "ZRM3u8TaskRunner.h"
 
@@ -93,7 +92,6 @@ class M3u8Fixture : public RunnerFixture {
   std::string file(const std::string& name) const { return downloadFolder() + "/7-1/" + name; }
 
   double now_ = 1e9;
-  OriginGate gate_;  // outlives the origin, whose threads wait for it
   LoopbackOrigin origin_;
   std::optional<ZRDictionary> keyReply_ = ZRDictionary{{"mkey", "K"}, {"cookie", "c=1"}};
   std::optional<ZRError> keyError_;

@@ -13,12 +13,7 @@ class ZRM3u8TaskRunnerSegmentTest : public M3u8Fixture {
   /// A task of three segments whose second one is in flight and waits for `gate_`.
   std::shared_ptr<Runner> addInMidway() {
     serveSegments(3);
-    origin_.route("/1.ts", [this](const OriginRequest&, OriginConnection& out) {
-      const std::string bytes = segment(1);
-      out.send("HTTP/1.1 200 OK\r\nContent-Length: 376\r\n\r\n" + bytes.substr(0, 100));
-      out.wait(gate_);
-      out.send(bytes.substr(100));
-    });
+    serveInTwo(origin_, "/1.ts", segment(1), 100);
     const auto task = add();
     EXPECT_TRUE(runUntil([&] { return task->currentSegmentBytes() == 100; }));
     EXPECT_EQ(task->currentSegment(), 1);

@@ -97,7 +97,7 @@ TEST_F(ZRM3u8TaskRunnerTest, statementsToTheLetter) {
             "SELECT pkid from task_meta_tb WHERE vid = 7 and version = 1");
 }
 
-TEST_F(ZRM3u8TaskRunnerTest, storedPlaylistReplacesTheTasksRowsAndNoOthers) {
+TEST_F(ZRM3u8TaskRunnerTest, storedPlaylistReplacesTheTasksRowsAndNoOthersAndATaskWithoutARowOnlyStoresIt) {
   const auto task = add();
   ASSERT_TRUE(update("INSERT INTO ts_meta_tb (idx,task_id,url) VALUES (0,77,'YQ==')"));
   task->updateAllTsURL({"http://h/it's?ä=%27", "", "c"});
@@ -108,16 +108,13 @@ TEST_F(ZRM3u8TaskRunnerTest, storedPlaylistReplacesTheTasksRowsAndNoOthers) {
   manager()->removeTask(task);
   EXPECT_EQ(rows(), "77:0");
   EXPECT_EQ(queried("SELECT count(*) FROM task_meta_tb"), "0");
-}
-
-TEST_F(ZRM3u8TaskRunnerTest, taskThatWasNeverInsertedOnlyStoresAddresses) {
-  const auto task = Runner::taskWithParams(params());
-  task->setDb(manager()->db());
-  task->updateAllTsURL({"x"});
-  EXPECT_EQ(task->queryCurrentDownloadSegmentUrl(), std::nullopt);
-  task->syncStateToDB();
-  task->cleanDownloadFiles();
-  EXPECT_EQ(rows(), "0:0");
+  const auto rowless = Runner::taskWithParams(params());
+  rowless->setDb(manager()->db());
+  rowless->updateAllTsURL({"x"});
+  EXPECT_EQ(rowless->queryCurrentDownloadSegmentUrl(), std::nullopt);
+  rowless->syncStateToDB();
+  rowless->cleanDownloadFiles();
+  EXPECT_EQ(rows(), "77:0 0:0");
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, rowHoldsTheArchivedRecordInLines) {

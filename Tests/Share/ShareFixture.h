@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "LoopbackOrigin.h"
 #include "RunnerFixture.h"
 #include "ZRShareTaskRunner.h"
 
@@ -87,7 +86,6 @@ class ShareFixture : public RunnerFixture {
   const std::string bytes_ = patternBytes(5000);
   const std::string cover_ = patternBytes(900, 7);
   std::string detail_;
-  OriginGate gate_;
   LoopbackOrigin device_{"127.0.0.2"};
   LoopbackOrigin relay_{"127.0.0.3"};
   const ZRError offline_{ZRErrorCode::HostOffline, "主机已下线"};
