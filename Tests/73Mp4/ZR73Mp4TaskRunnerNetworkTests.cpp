@@ -44,8 +44,7 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, downloadsTheFileAndFinishes) {
   EXPECT_EQ(manager()->fullMoviePathWithTaskId("73-1"), std::nullopt);
   ASSERT_TRUE(finishes(task));
   EXPECT_EQ(readFile(file()), bytes_);
-  EXPECT_EQ(task->currentDownloadProgress(), 1.0F);
-  EXPECT_EQ(task->transferedPerSecond(), 5000);
+  EXPECT_EQ(std::tuple(task->currentDownloadProgress(), task->transferedPerSecond()), std::tuple(1.0F, 5000));
   EXPECT_EQ(task->executingPhase(), 2U);
   EXPECT_TRUE(logged(1, "finish" + task->description()));
   EXPECT_EQ(manager()->fullMoviePathWithTaskId("73-1"), file());

@@ -39,16 +39,14 @@ TEST_F(ZR73Mp4TaskRunnerTest, refusesParametersOneAfterTheOther) {
 TEST_F(ZR73Mp4TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
   const auto task = Runner::taskWithParams({{"vid", "123"}, {"version", 2.9}, {"cover", "http://c"}});
   task->setPkid(5);
-  EXPECT_EQ(task->taskId(), "73-5");
-  EXPECT_EQ(task->localRelativeFilePath(), "73-123-2/123-2.mp4");
+  EXPECT_EQ(std::tuple(task->taskId(), task->localRelativeFilePath()), std::tuple("73-5", "73-123-2/123-2.mp4"));
   EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/73-123-2/123-2.mp4");
   EXPECT_EQ(task->description(), "【73vid:123,ac:0.000000】");
   EXPECT_EQ(task->videoInfoDic(),
             (ZRDictionary{
                 {"cover", "http://c"}, {"duration", 0}, {"vid", 123}, {"site", 3}, {"version", 2}, {"fileSize", 0}}));
   EXPECT_EQ(task->filtedSameAlbumTasks({task}), std::nullopt);
-  EXPECT_EQ(task->currentDownloadProgress(), 0);
-  EXPECT_EQ(task->remainedFailedRetryTimes(), 0);
+  EXPECT_EQ(std::tuple(task->currentDownloadProgress(), task->remainedFailedRetryTimes()), std::tuple(0, 0));
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {

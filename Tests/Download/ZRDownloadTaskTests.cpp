@@ -42,8 +42,7 @@ TEST_F(ZRDownloadTaskTest, everyEntryIntoAStateStampsReportsAndStores) {
     task->setActiveTimestamp(before);
     reports_.clear();
     task->setTaskState(to);
-    EXPECT_EQ(task->taskState(), to);
-    EXPECT_EQ(task->activeTimestamp(), stamp);
+    EXPECT_EQ(std::tuple(task->taskState(), task->activeTimestamp()), std::tuple(to, stamp));
     EXPECT_EQ(task->syncs, 1);
     EXPECT_EQ(reports_, to == Finished ? finishReport : std::vector<ZRDictionary>());
   }
@@ -54,8 +53,7 @@ TEST_F(ZRDownloadTaskTest, settingTheStateItHasDoesNothing) {
   now_ = 600;
   manual_->advance(milliseconds(600));
   task_->setTaskState(Executing);
-  EXPECT_EQ(task_->activeTimestamp(), 500);
-  EXPECT_EQ(task_->syncs, 1);
+  EXPECT_EQ(std::tuple(task_->activeTimestamp(), task_->syncs), std::tuple(500, 1));
   task_->setTransferedPerSecond(1024);
   manual_->advance(milliseconds(500));  // the timer still fires a second after the first switch
   EXPECT_EQ(task_->transferedPerSecond(), 0);

@@ -25,15 +25,13 @@ TEST(ZRDownloadVideoInfo, versionPicksItsAddressesAndSize) {
       "url_super_265_NS": "y", "file_size_super_265": 3, "file_size_super": 9, "url_original_265_NS_mp4": "n",
       "version": 31})");
   const auto info = make(json, 265);
-  EXPECT_EQ(info->m3u8Url(), "p");
-  EXPECT_EQ(info->mp4Url(), "m");
+  EXPECT_EQ(std::tuple(info->m3u8Url(), info->mp4Url()), std::tuple("p", "m"));
   EXPECT_EQ(info->totalSize(), 3);  // 3.525
   EXPECT_EQ(info->version(), 31);   // whichever was written last
   EXPECT_EQ(make(json, 266)->mp4Url(), "n");
   for (const ZRValue& version : {ZRValue(3), ZRValue()}) {
     const auto none = make({{"url_super", "x"}, {"file_size_super", 9}}, version);
-    EXPECT_EQ(none->m3u8UrlKey(), std::nullopt);
-    EXPECT_EQ(none->m3u8Url(), std::nullopt);
+    EXPECT_EQ(std::tuple(none->m3u8UrlKey(), none->m3u8Url()), std::tuple(std::nullopt, std::nullopt));
     EXPECT_EQ(none->totalSize(), 0);
   }
 }
@@ -103,8 +101,7 @@ TEST(ZRDownloadVideoInfo, archiveKeepsEveryFieldUnderItsKey) {
   const auto bytes = ZRKeyedArchive::archive(*record);
   const auto restored = ZRKeyedArchive::unarchive<ZRDownloadVideoInfo>(bytes);
   ASSERT_NE(restored, nullptr);
-  EXPECT_EQ(restored->videoId(), std::int64_t{5} << 32);
-  EXPECT_EQ(restored->site(), 2);
+  EXPECT_EQ(std::tuple(restored->videoId(), restored->site()), std::tuple(std::int64_t{5} << 32, 2));
   EXPECT_EQ(ZRKeyedArchive::archive(*restored), bytes);
   EXPECT_EQ(restored->toDic(), record->toDic());
 }

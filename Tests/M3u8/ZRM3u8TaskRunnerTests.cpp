@@ -23,8 +23,7 @@ TEST_F(ZRM3u8TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
   const auto task =
       Runner::taskWithParams({{"aid", 3}, {"vid", "7"}, {"site", 1}, {"version", 21}, {"albumPic", "http://a"}});
   task->setPkid(5);
-  EXPECT_EQ(task->taskId(), "5");
-  EXPECT_EQ(task->localRelativeFilePath(), "7-21/7-21.local.m3u8");
+  EXPECT_EQ(std::tuple(task->taskId(), task->localRelativeFilePath()), std::tuple("5", "7-21/7-21.local.m3u8"));
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
   EXPECT_EQ(task->debugDescription(), "【vid:7,aid:3,ts:0,order:0,ac:0.000000,name:(null)】");
   const ZRDictionary info = *task->videoInfoDic();

@@ -21,10 +21,8 @@ TEST(ZRShareDownloadModel, dictionaryAndArchiveHaveTheirKeysInOrder) {
   const auto model = ZRShareDownloadModel::modelWithParams(kParams);
   const ZRDictionary dic = model->toDic().value();
   EXPECT_EQ(keysOf(dic), "title duration vid albumId host albumName fileSize site lanOnly deviceName shareUrl ");
-  EXPECT_EQ(dic["title"], ZRValue("电影"));
-  EXPECT_EQ(dic["duration"], ZRValue(90));
-  EXPECT_EQ(dic["fileSize"], ZRValue(1LL << 40));
-  EXPECT_EQ(dic["site"], ZRValue(999));
+  EXPECT_EQ(std::tuple(dic["title"], dic["duration"]), std::tuple(ZRValue("电影"), ZRValue(90)));
+  EXPECT_EQ(std::tuple(dic["fileSize"], dic["site"]), std::tuple(ZRValue(1LL << 40), ZRValue(999)));
   EXPECT_EQ(dic["lanOnly"], ZRValue(true));
   const auto bytes = ZRKeyedArchive::archive(*model);
   EXPECT_EQ(keysOf(ZRKeyedArchive::decode(bytes).value()),

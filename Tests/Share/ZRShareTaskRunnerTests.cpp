@@ -23,10 +23,8 @@ class ZRShareTaskRunnerTest : public ShareFixture {
 TEST_F(ZRShareTaskRunnerTest, namesFollowFromTheParameters) {
   const auto task = Runner::taskWithParams(params({{"videoName", "电影"}}));
   task->setPkid(5);
-  EXPECT_EQ(task->taskId(), "share-5");
-  EXPECT_EQ(task->localRelativeFilePath(), "a1/v1/电影");
-  EXPECT_EQ(task->localFullFilePath(), file("电影"));
-  EXPECT_EQ(task->coverFilePath(), file("v1.jpg"));
+  EXPECT_EQ(std::tuple(task->taskId(), task->localRelativeFilePath()), std::tuple("share-5", "a1/v1/电影"));
+  EXPECT_EQ(std::tuple(task->localFullFilePath(), task->coverFilePath()), std::tuple(file("电影"), file("v1.jpg")));
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
   EXPECT_EQ(task->videoInfoDic(), task->shareDownloadModel()->toDic());
   writeFile(file("v1.jpg"), "cover");
