@@ -1,9 +1,5 @@
-#include <filesystem>
-
 #include "RunnerFixture.h"
 #include "ZR73Mp4TaskRunner.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -42,7 +38,7 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, downloadsTheFileAndFinishes) {
   serve();
   const auto task = add();
   EXPECT_EQ(manager()->fullMoviePathWithTaskId("73-1"), std::nullopt);
-  ASSERT_TRUE(finishes(task));
+  finished(task);
   EXPECT_EQ(readFile(file()), bytes_);
   EXPECT_EQ(std::tuple(task->currentDownloadProgress(), task->transferedPerSecond()), std::tuple(1.0F, 5000));
   EXPECT_EQ(task->executingPhase(), 2U);
@@ -66,7 +62,7 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, pausedTaskContinuesItsFileWithoutNewMetadat
   const auto paused = unfinishedOf<ZR73Mp4TaskRunner>();
   EXPECT_EQ(paused->executingPhase(), 1U);
   manager()->resumeTask(paused);
-  ASSERT_TRUE(finishes(paused));
+  finished(paused);
   url_.reset();
   restart(host());
   manager()->starTasks(manager()->allUnFinishTaskArr());
@@ -86,8 +82,7 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, transportFailuresReachTheHostAsTheLibrarysO
   for (const auto& [url, error] :
        {std::pair(origin_.url("/reset"), connectionLost_), std::pair(refused, unreachable_)}) {
     url_ = url;
-    const auto task = add();
-    expectError(task, error);
+    const auto task = failed(add(), error);
     EXPECT_TRUE(logged(2, url));
     manager()->removeTask(task);
   }
@@ -103,7 +98,7 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, taskAddedAgainAtOnceKeepsItsNewFile) {
   ASSERT_TRUE(runUntil([&] { return old->downloadedBytes() == 2500; }));
   origin_.serveFile("/1", {.bytes = patternBytes(5000, 9), .etag = "\"v2\""});
   manager()->removeTask(old);
-  ASSERT_TRUE(finishes(add()));
+  finished(add());
   ZRBackgroundQueue::shared().waitUntilIdle();
   EXPECT_EQ(readFile(file()), patternBytes(5000, 9));
   EXPECT_EQ(std::distance(fs::directory_iterator(fs::path(file()).parent_path()), {}), 1);

@@ -75,14 +75,14 @@ TEST_F(ZR73Mp4TaskRunnerTest, onlyTheNewestReplyCountsAndAPausedTaskOnlyKeepsIts
   EXPECT_EQ(*task->videoName().string(), "片");
   manager()->resumeTask(task);
   replies_.at(2)(std::nullopt, ZRError("host", 106, "gone"));
-  expectError(task, ZRError("host", 106, "gone"));
+  failed(task, ZRError("host", 106, "gone"));
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, replyMayComeFromAnotherThreadAndAfterTheTask) {
   auto task = add();
   std::thread([this] { replies_[0](ZRDictionary{{"title", "片"}}, ZRError("host", 105, "off")); }).join();
   EXPECT_TRUE(task->videoName().isAbsent());
-  expectError(task, ZRError("host", 105, "off"));
+  failed(task, ZRError("host", 105, "off"));
   EXPECT_EQ(*task->videoName().string(), "片");
   manager()->resumeTask(task);
   manager()->removeTask(task);
@@ -97,14 +97,14 @@ TEST_F(ZR73Mp4TaskRunnerTest, missingAddressAndFullDiskFailAtOnceWithoutRetries)
     asked_.clear();
     const auto task = add();
     replies_.back()(metadata, std::nullopt);
-    expectError(task, noAddress);
+    failed(task, noAddress);
     EXPECT_EQ(asked_.size(), 1U);
     manager()->removeTask(task);
   }
   fillDisk();
   const auto task = add();
   replies_.back()(ZRDictionary{{"url", "http://127.0.0.1:1/v"}}, std::nullopt);
-  expectError(task, diskFull_);
+  failed(task, diskFull_);
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, delayedRetryRepeatsThePhaseUnlessTheStateChanges) {

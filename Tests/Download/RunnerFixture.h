@@ -1,11 +1,14 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "LibraryFixture.h"
 #include "LoopbackOrigin.h"
 #include "ZRDownloadDataBase.h"
+
+namespace fs = std::filesystem;
 
 /// What the tests of the three runners share: a look into the store, and the ends that a task comes to.
 class RunnerFixture : public LibraryFixture {
@@ -41,15 +44,19 @@ class RunnerFixture : public LibraryFixture {
     return std::dynamic_pointer_cast<Runner>(manager()->allUnFinishTaskArr().at(at));
   }
 
-  /// False when the task did not finish in time.
-  [[nodiscard]] bool finishes(const std::shared_ptr<const ZRDownloadTask>& task) {
-    return runUntil([&task] { return task->isFinished(); });
+  /// Runs the loop until the task has finished.
+  template <class Task>
+  std::shared_ptr<Task> finished(std::shared_ptr<Task> task) {
+    EXPECT_TRUE(runUntil([&task] { return task->isFinished(); })) << task->description();
+    return task;
   }
 
   /// Runs the loop until the task has failed, which must be with `error`.
-  void expectError(const std::shared_ptr<const ZRDownloadTask>& task, const ZRError& error) {
-    ASSERT_TRUE(runUntil([&task] { return task->isErrored(); })) << error.description();
+  template <class Task>
+  std::shared_ptr<Task> failed(std::shared_ptr<Task> task, const ZRError& error) {
+    EXPECT_TRUE(runUntil([&task] { return task->isErrored(); })) << task->description() << error.description();
     EXPECT_EQ(task->err(), error);
+    return task;
   }
 
   /// Answers with the first `sent` of `bytes`, waits for `gate_`, sends up to `end` of them and closes.

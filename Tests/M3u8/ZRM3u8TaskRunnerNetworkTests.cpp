@@ -1,9 +1,5 @@
-#include <filesystem>
-
 #include "M3u8Fixture.h"
 #include "ZRM3u8Rules.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -60,8 +56,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, nothingEmptyIsSentAndNothingThatIsThereIsFet
   keyReply_ = ZRDictionary{{"mkey", ""}};
   writeFile(file("7-1.jpg"), "old");
   serveHlsRecord(thumbnail());
-  const auto task = add();
-  ASSERT_TRUE(finishes(task));  // an empty list of segments is done at once
+  const auto task = finished(add());  // an empty list of segments is done at once
   EXPECT_EQ(task->totalSegment(), 0);
   EXPECT_EQ(requestsTo("/t.jpg"), 0U);
   const OriginRequest playlist = origin_.requests().back();
@@ -83,9 +78,9 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, failedDecryptionIsRepeatedAndAtTheEndOfTheBu
     const std::size_t before = recordRequests();
     const auto task = add();
     if (isFinal) {
-      expectError(task, {ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"});
+      failed(task, {ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"});
     } else {
-      ASSERT_TRUE(finishes(task));
+      finished(task);
     }
     EXPECT_EQ(recordRequests() - before, records);
     EXPECT_EQ(decrypted_.size(), isFinal ? 4U : failures + 1);
@@ -100,8 +95,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, missingAddressRollsBackToANewRecordThreeTime
     const std::size_t before = recordRequests();
     log_.clear();
     serveRecord(record);
-    const auto task = add();
-    expectError(task, {ZRErrorCode::ResourceUnusable, "找不到M3U8地址"});
+    const auto task = failed(add(), {ZRErrorCode::ResourceUnusable, "找不到M3U8地址"});
     EXPECT_EQ(recordRequests() - before, 4U);
     EXPECT_EQ(countLogged(1, "roll back setp 1."), 3U);
     manager()->removeTask(task);
@@ -127,7 +121,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, refusedRecordAndAHostWithoutACallbackLeaveTh
   EXPECT_TRUE(isStuckIn(*task, ZRM3u8Phase::PhaseFetchPlaylist));
   keyError_ = ZRError("host", 104, "no key");
   manager()->resumeTask(task);
-  expectError(task, *keyError_);
+  failed(task, *keyError_);
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
@@ -155,7 +149,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
   playlists[0](ZRDictionary{{"tsArr", tsArr_}}, std::nullopt);
   playlists[0](std::nullopt, ZRError("host", 103, "again"));
   playlists[1](std::nullopt, ZRError("host", 103, "its file is gone"));  // the segments are under way
-  ASSERT_TRUE(finishes(task));
+  finished(task);
   EXPECT_EQ(requestsTo("/0.ts") + requestsTo("/1.ts"), 2U);
 }
 
@@ -165,12 +159,11 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedWhenTheDiskHasRoomAndNeeds
   origin_.serveFile("/v.mp4", {.bytes = bytes, .etag = "\"v\""});
   serveRecord(oneFile_);  // without an address: the disk is looked at first
   fillDisk();
-  const auto task = add();
-  expectError(task, diskFull_);
+  const auto task = failed(add(), diskFull_);
   setFreeBytes(std::uint64_t{100} << 30);
   serveRecord(oneFile_ + R"(, "url_high_mp4": ")" + origin_.url("/v.mp4") + '"');
   manager()->resumeTask(task);
-  ASSERT_TRUE(finishes(task));
+  finished(task);
   EXPECT_EQ(origin_.requests().back().header("Range"), "bytes=2000-");
   EXPECT_EQ(readFile(file("7-1.mp4")), bytes);
   EXPECT_EQ(std::tuple(task->downloadedBytes(), task->transferedPerSecond()), std::tuple(5000U, 3000));

@@ -1,9 +1,6 @@
 #include <atomic>
-#include <filesystem>
 
 #include "M3u8Fixture.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -24,7 +21,7 @@ class ZRM3u8TaskRunnerSegmentTest : public M3u8Fixture {
   void resumeToTheEnd(const std::shared_ptr<Runner>& task) {
     origin_.serve("/1.ts", segment(1));
     manager()->resumeTask(task);
-    ASSERT_TRUE(finishes(task));
+    finished(task);
     for (unsigned i = 0; i < 3; ++i) EXPECT_EQ(readFile(file(std::to_string(i) + ".ts")), segment(i));
     EXPECT_EQ(task->allDownloadedSegmentsBytes(), 3U * 376);
   }
@@ -53,8 +50,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, theStoreStandsAtTheSegmentThatIsAskedForAndA
       out.respond(200, isBad ? "bad" : segment(i));
     });
   }
-  const auto task = add();
-  ASSERT_TRUE(finishes(task));
+  const auto task = finished(add());
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
 }
 
@@ -91,9 +87,9 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, everySegmentIsCheckedAndABadOneFetchedThreeT
     const std::size_t before = requestsTo("/1.ts");
     const auto task = add();
     if (passes) {
-      ASSERT_TRUE(finishes(task)) << body.size();
+      finished(task);
     } else {
-      expectError(task, {ZRErrorCode::ResourceUnusable, "TS文件校验失败"});
+      failed(task, {ZRErrorCode::ResourceUnusable, "TS文件校验失败"});
       EXPECT_EQ(task->currentSegment(), 1);
       EXPECT_EQ(queried("SELECT group_concat(idx) FROM ts_meta_tb"), "1,2");
     }
@@ -109,8 +105,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, brokenTransferIsReportedAndGoesOnWhenResumed
     out.send("HTTP/1.1 200 OK\r\nContent-Length: 376\r\n\r\nGGGG");
     out.reset();
   });
-  const auto task = add();
-  expectError(task, connectionLost_);
+  const auto task = failed(add(), connectionLost_);
   EXPECT_TRUE(logged(2, "ts:1/3;" + task->err()->description() + "-" + origin_.url("/1.ts")));
   EXPECT_FALSE(fs::exists(file("1.ts")));
   resumeToTheEnd(task);
@@ -119,8 +114,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, brokenTransferIsReportedAndGoesOnWhenResumed
 
 TEST_F(ZRM3u8TaskRunnerSegmentTest, segmentWithoutAnAddressAsksForThePlaylistThreeTimes) {
   tsArr_ = {ZRValue::null(), 5, "http://127.0.0.1:1/2.ts"};
-  const auto task = add();
-  expectError(task, {ZRErrorCode::ResourceUnusable, "找不到TS地址"});
+  const auto task = failed(add(), {ZRErrorCode::ResourceUnusable, "找不到TS地址"});
   EXPECT_EQ(task->totalSegment(), 3);
   EXPECT_EQ(requestsTo("/p.m3u8"), 4U);
   EXPECT_EQ(countLogged(2, "query ts url is nil！"), 4U);
@@ -143,11 +137,11 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, progressCountsEveryByteUnclampedAndTheDiskIs
   EXPECT_FLOAT_EQ(task->currentDownloadProgress(), 476.0F / 117.0F);
   fillDisk();
   gate_.open();
-  expectError(task, diskFull_);
+  failed(task, diskFull_);
   EXPECT_EQ(task->currentSegment(), 2);
   setFreeBytes(std::uint64_t{100} << 30);
   manager()->resumeTask(task);
-  ASSERT_TRUE(finishes(task));
+  finished(task);
   EXPECT_FLOAT_EQ(task->currentDownloadProgress(), 3.0F * 376.0F / 117.0F);
 }
 

@@ -71,10 +71,9 @@ TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDiskAlsoWhenAnEarlie
 TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkippedAndTheGivenSizeIsKept) {
   serveSubtitles(2);
   device_.serve("/1.srt", "", 404);
-  const auto task = add(params({{"fileSize", 2500}}));
-  ASSERT_TRUE(finishes(task));
+  const auto task = finished(add(params({{"fileSize", 2500}})));
   EXPECT_EQ(subtitlesAskedFor(), "11110");
-  EXPECT_FALSE(std::filesystem::exists(file("1.srt")));
+  EXPECT_FALSE(fs::exists(file("1.srt")));
   EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
 }
 
@@ -82,7 +81,7 @@ TEST_F(ZRShareTaskRunnerDownloadTest, addressThatIsMissingIsAskedForAgain) {
   device_.route("/video.action", [this](const OriginRequest&, OriginConnection& out) {
     out.respond(200, detailRequests() < 3 ? R"({"status": 200, "data": {}})" : detail_);
   });
-  ASSERT_TRUE(finishes(add(params())));
+  finished(add(params()));
   EXPECT_EQ(detailRequests(), 3U);
 }
 
@@ -90,8 +89,7 @@ TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor)
   fillDisk();
   for (const unsigned subtitles : {0U, 1U}) {
     serveSubtitles(subtitles);
-    const auto task = add(params());
-    expectError(task, diskFull_);
+    const auto task = failed(add(params()), diskFull_);
     manager()->removeTask(task);
   }
   EXPECT_EQ(subtitlesAskedFor(), "");
@@ -106,7 +104,7 @@ TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheC
   const auto task = unfinishedOf<Runner>();
   EXPECT_EQ(task->executingPhase(), 0U);
   manager()->resumeTask(task);
-  ASSERT_TRUE(finishes(task));
+  finished(task);
   EXPECT_EQ(device_.requestsTo("/v").back().header("Range"), "bytes=2500-");
   EXPECT_EQ(readFile(file("movie")), bytes_);
   EXPECT_EQ(std::tuple(detailRequests(), coverRequests()), std::tuple(2U, covers));
@@ -116,9 +114,9 @@ TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesR
   const auto task = addInMidway();
   device_.route("/video.action", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
   gate_.open();
-  expectError(task, connectionLost_);
+  failed(task, connectionLost_);
   EXPECT_EQ(task->executingPhase(), 0U);
-  EXPECT_EQ(std::filesystem::file_size(file("movie")), 2500U);
+  EXPECT_EQ(fs::file_size(file("movie")), 2500U);
 }
 
 }  // namespace

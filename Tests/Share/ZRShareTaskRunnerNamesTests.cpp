@@ -2,7 +2,6 @@
 
 #include "ShareFixture.h"
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 namespace {
@@ -51,8 +50,7 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
   /// Runs the task until it is refused, and removes it.
   void expectRefused(const ZRDictionary& params) {
     const std::size_t before = detailRequests();
-    const auto task = add(params);
-    expectError(task, refusal_);
+    const auto task = failed(add(params), refusal_);
     EXPECT_EQ(requests(device_, "/v") + requests(device_, "/s"), 0U);
     EXPECT_EQ(detailRequests(), before + 1);
     removeHarmlessly(task);
@@ -73,7 +71,7 @@ TEST_P(HostileName, isRefusedAsAVideosBeforeAnythingIsStoredAsASubtitlesAndAsAnI
   for (const char* key : {"vid", "albumId"}) {
     const auto task = Runner::taskWithParams(params({{key, GetParam()}}));
     ASSERT_EQ(manager()->addTask(task), storable ? ZRAddTaskResult::Added : ZRAddTaskResult::Refused);
-    if (storable) expectError(task, refusal_);
+    if (storable) failed(task, refusal_);
     removeHarmlessly(task);
   }
   EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
@@ -93,8 +91,7 @@ TEST_F(ZRShareTaskRunnerNamesTest, slashesAreFoldersInsideTheTasksOwn) {
   for (const auto& [name, stored] : {std::pair("/movie", "movie"), std::pair("/etc/movie", "etc/movie"),
                                      std::pair("a/../movie", "movie"), std::pair("a/b/movie", "a/b/movie")}) {
     serveDetail("[" + subtitle("/sub/"s + name + ".srt", "/s") + "]");
-    const auto task = add(params({{"videoName", name}}));
-    ASSERT_TRUE(finishes(task)) << name;
+    const auto task = finished(add(params({{"videoName", name}})));
     EXPECT_EQ(readFile(file(stored)), bytes_);
     EXPECT_EQ(readFile(file("sub/"s + stored + ".srt")), "subtitle");
     EXPECT_EQ(task->localRelativeFilePath(), "a1/v1/"s + stored);
@@ -108,7 +105,7 @@ TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
   fs::create_symlink(home_ / "movies/mine.mkv", file("link"));
   fs::create_symlink(home_ / "movies/new", file("dangling"));
   for (const char* name : {"link", "dangling", "folder", "folder/new", "folder/deep/new"}) {
-    expectError(add(params({{"videoName", name}})), refusal_);
+    failed(add(params({{"videoName", name}})), refusal_);
     expectNothingElseTouched();
     ASSERT_TRUE(update("DELETE FROM task_share_meta_tb"));  // the links are to stay
   }
@@ -121,7 +118,7 @@ TEST_F(ZRShareTaskRunnerNamesTest, onlyASubtitleInTheVideosPlaceIsPassedOver) {
     subtitles += (subtitles.empty() ? "" : ",") + subtitle(name, "/s");
   }
   serveDetail("[" + subtitles + "]");
-  ASSERT_TRUE(finishes(add(params())));
+  finished(add(params()));
   EXPECT_EQ(readFile(file("movie")), bytes_);
   for (const char* name : {"good", "movie.srt", ".movie", "s/movie", "s/.movie.resume"}) {
     EXPECT_EQ(readFile(file(name)), "subtitle") << name;
@@ -132,8 +129,7 @@ TEST_F(ZRShareTaskRunnerNamesTest, onlyASubtitleInTheVideosPlaceIsPassedOver) {
 TEST_F(ZRShareTaskRunnerNamesTest, absentNameIsRefusedAndIdsThatNameAFileOfAnotherTaskTouchNothing) {
   expectRefused(params({{"videoName", ZRValue()}}));
   writeFile(file("movie"), bytes_);
-  const auto task = add(params({{"albumId", "a1/v1"}, {"vid", "movie"}}));
-  expectError(task, refusal_);
+  const auto task = failed(add(params({{"albumId", "a1/v1"}, {"vid", "movie"}})), refusal_);
   removeHarmlessly(task);
   EXPECT_EQ(readFile(file("movie")), bytes_);
 }

@@ -9,7 +9,7 @@ class ZRShareTaskRunnerNetworkTest : public ShareFixture {
   std::optional<std::string> hostAfterLookup(const std::string& fields) {
     serveLookup(fields);
     const auto task = addShared();
-    EXPECT_TRUE(finishes(task)) << fields;
+    finished(task);
     manager()->removeTask(task);
     return task->shareDownloadModel()->host();
   }
@@ -42,8 +42,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, hostIsTheLanAddressThatAnswersThePing) {
 
 TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
   for (const ZRValue& shareUrl : {ZRValue(), ZRValue("")}) {
-    const auto task = add(params({{"lanOnly", false}, {"shareUrl", shareUrl}}));
-    ASSERT_TRUE(finishes(task));
+    const auto task = finished(add(params({{"lanOnly", false}, {"shareUrl", shareUrl}})));
     EXPECT_EQ(task->shareDownloadModel()->shareUrl(), relay_.url("/share"));
     manager()->removeTask(task);
   }
@@ -54,8 +53,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
 TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
   device_.serve("/albumdetail.action", R"({"status": 404})");
   for (const std::string& host : {device_.url(""), std::string("no url"), std::string("file:///etc"), std::string()}) {
-    const auto task = add(params({{"lanOnly", false}, {"host", host}}));
-    expectError(task, offline_);
+    const auto task = failed(add(params({{"lanOnly", false}, {"host", host}})), offline_);
     manager()->removeTask(task);
   }
   EXPECT_EQ(detailRequests(), 0U);
@@ -114,11 +112,11 @@ TEST_F(ZRShareTaskRunnerNetworkTest, loadedTaskIsNotTriedAgainBeforeASuccess) {
   restart();
   const auto task = unfinishedOf<Runner>();
   manager()->resumeTask(task);
-  expectError(task, unreachable_);
+  failed(task, unreachable_);
   EXPECT_EQ(std::ranges::count_if(messages(0), [](const auto& m) { return m.starts_with("shareDownloadVideo:"); }), 1);
   task->shareDownloadModel()->setHost(device_.url(""));
   manager()->resumeTask(task);
-  EXPECT_TRUE(finishes(task));
+  finished(task);
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
 }
 

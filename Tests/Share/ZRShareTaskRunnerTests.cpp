@@ -40,7 +40,7 @@ TEST_F(ZRShareTaskRunnerTest, missingParametersLeaveTheTaskUsable) {
   EXPECT_EQ(count(), "0");
   task->resume();
   task->cleanDownloadFiles();
-  EXPECT_FALSE(std::filesystem::exists(shares()));
+  EXPECT_FALSE(fs::exists(shares()));
 }
 
 TEST_F(ZRShareTaskRunnerTest, siblingsAreTheSharesOfTheSameAlbum) {
@@ -79,7 +79,7 @@ TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
   EXPECT_NE(first->pkid(), second->pkid());
   for (const auto& task : {first, second}) writeFile(*task->videoSavePath(), *task->aid());
   manager()->removeTask(first);
-  EXPECT_FALSE(std::filesystem::exists(file("movie")));
+  EXPECT_FALSE(fs::exists(file("movie")));
   EXPECT_EQ(readFile(file("movie", "a2/v1")), "a2");
   EXPECT_EQ(queried("SELECT count(*) || aid FROM task_share_meta_tb"), "1a2");
 }
