@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "LibraryFixture.h"
@@ -44,17 +45,17 @@ class RunnerFixture : public LibraryFixture {
     return std::dynamic_pointer_cast<Runner>(manager()->allUnFinishTaskArr().at(at));
   }
 
-  /// Runs the loop until the task has finished.
+  /// Runs the loop until the task has finished. What does not come in time ends the test.
   template <class Task>
   std::shared_ptr<Task> finished(std::shared_ptr<Task> task) {
-    EXPECT_TRUE(runUntil([&task] { return task->isFinished(); })) << task->description();
+    if (!runUntil([&task] { return task->isFinished(); })) throw std::runtime_error(task->description() + " goes on");
     return task;
   }
 
   /// Runs the loop until the task has failed, which must be with `error`.
   template <class Task>
   std::shared_ptr<Task> failed(std::shared_ptr<Task> task, const ZRError& error) {
-    EXPECT_TRUE(runUntil([&task] { return task->isErrored(); })) << task->description() << error.description();
+    if (!runUntil([&task] { return task->isErrored(); })) throw std::runtime_error("no " + error.description());
     EXPECT_EQ(task->err(), error);
     return task;
   }
