@@ -14,16 +14,25 @@ class ZRShareTaskRunnerNetworkTest : public ShareFixture {
     return task->shareDownloadModel()->host();
   }
 
+  /// What the device was asked for, in order, without the covers, which come when they like.
+  std::vector<std::string> targetsBesideCovers() const {
+    std::vector<std::string> targets;
+    for (const OriginRequest& request : device_.requests()) {
+      if (!request.target.starts_with("/coverImg")) targets.push_back(request.target);
+    }
+    return targets;
+  }
+
   static std::string lan(const std::string& url) { return R"("lan": ")" + url + '"'; }
 };
 
 TEST_F(ZRShareTaskRunnerNetworkTest, hostIsTheLanAddressThatAnswersThePing) {
   const std::string relay = R"(, "url": ")" + relay_.url("") + '"';
   for (const char* path : {"", "/"}) {
-    const std::size_t before = device_.requests().size();
+    const std::size_t before = targetsBesideCovers().size();
     EXPECT_EQ(hostAfterLookup(lan(device_.url(path)) + relay), device_.url("/"));
-    EXPECT_EQ(device_.requests().at(before).target, "/ping");
-    EXPECT_EQ(device_.requests().at(before + 1).target, "/video.action?videoId=v1");
+    EXPECT_EQ(targetsBesideCovers().at(before), "/ping");
+    EXPECT_EQ(targetsBesideCovers().at(before + 1), "/video.action?videoId=v1");
     EXPECT_EQ(relay_.requests().back().target, "/share?from=mac");
   }
   const std::string silent = "http://127.0.0.2:" + std::to_string(device_.refusedPort());
