@@ -28,23 +28,25 @@ namespace {
 
 }  // namespace
 
-TEST(ExitNotice, tellsWhatAnEndThatTakesTimeWaitsFor) {
-  const TemporaryFolder home;
-  writeFile(home / "downloads/.removing-1/1.ts", "");
-  const RemovalFolders folders{.downloads = home / "downloads", .shares = home / "shares"};
+class ExitNotice : public testing::Test {
+ protected:
+  const TemporaryFolder home_;
+  const RemovalFolders folders_{.downloads = home_ / "downloads", .shares = home_ / "shares"};
+};
+
+TEST_F(ExitNotice, tellsWhatAnEndThatTakesTimeWaitsFor) {
+  writeFile(home_ / "downloads/.removing-1/1.ts", "");
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(endSlowly(folders), testing::ExitedWithCode(7), "^zrdl: deleting the files of removed tasks; .*\n$");
+  EXPECT_EXIT(endSlowly(folders_), testing::ExitedWithCode(7), "^zrdl: deleting the files of removed tasks; .*\n$");
 }
 
-TEST(ExitNotice, onlyFoldersThatAreSetAsideAreWaitedFor) {
-  const TemporaryFolder home;
-  const RemovalFolders folders{.downloads = home / "downloads", .shares = home / "shares"};
-  EXPECT_FALSE(folders.areInUse());
-  writeFile(home / "downloads/73-1-1/1-1.mp4", "");
-  writeFile(home / "shares/album/video/1.mp4", "");
-  EXPECT_FALSE(folders.areInUse());
-  writeFile(home / "shares/album/.removing-2/1.mp4", "");
-  EXPECT_TRUE(folders.areInUse());
+TEST_F(ExitNotice, onlyFoldersThatAreSetAsideAreWaitedFor) {
+  EXPECT_FALSE(folders_.areInUse());
+  writeFile(home_ / "downloads/73-1-1/1-1.mp4", "");
+  writeFile(home_ / "shares/album/video/1.mp4", "");
+  EXPECT_FALSE(folders_.areInUse());
+  writeFile(home_ / "shares/album/.removing-2/1.mp4", "");
+  EXPECT_TRUE(folders_.areInUse());
 }
 
 }  // namespace zrdl

@@ -8,12 +8,10 @@ TEST(StallClock, silenceCountsFromTheLastSignOfLife) {
   using namespace std::chrono_literals;
   const StallClock::Clock::time_point start{};
   const StallClock::Sign quiet{.state = 2, .progress = 0.25F};
-  const StallClock::Sign signs[] = {
-      {.state = 1, .progress = 0.25F},
-      {.state = 2, .progress = 0.5F},
-      {.state = 2, .progress = 0.25F, .receiving = true},
-      {.state = 2, .progress = 0.25F, .queued = true},
-  };
+  const StallClock::Sign signs[] = {{.state = 1, .progress = 0.25F},
+                                    {.state = 2, .progress = 0.5F},
+                                    {.state = 2, .progress = 0.25F, .receiving = true},
+                                    {.state = 2, .progress = 0.25F, .queued = true}};
   for (const StallClock::Sign& sign : signs) {
     StallClock clock(start);
     clock.observe(quiet, start);

@@ -1,5 +1,6 @@
 #include "ZrdlProcess.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -17,8 +18,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kDeadline{20};
 
 int millisecondsUntil(Clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-  return left > 0 ? static_cast<int>(left) : 0;
+  return std::max(0, static_cast<int>((deadline - Clock::now()) / std::chrono::milliseconds(1)));
 }
 
 /// Appends what can be read at once; the descriptor is closed and -1 at its end.
@@ -119,10 +119,16 @@ int ZrdlProcess::reap() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
 }
 
-std::vector<ZrdlProcess::Json> ZrdlProcess::events(std::string_view name) const {
-  std::vector<Json> found;
+ZrdlProcess::Json ZrdlProcess::events(std::string_view name) const {
+  Json found = Json::array();
   for (const Json& event : events_) {
     if (event.is_object() && event.value("event", "") == name) found.push_back(event);
   }
+  return found;
+}
+
+ZrdlProcess::Json ZrdlProcess::values(std::string_view name, const std::string& key) const {
+  Json found = Json::array();
+  for (const Json& event : events(name)) found.push_back(event.at(key));
   return found;
 }

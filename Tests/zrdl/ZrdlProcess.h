@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,7 +37,10 @@ class ZrdlProcess final {
   void signal(int number) const;
 
   /// The events of that name so far, in order.
-  std::vector<Json> events(std::string_view name) const;
+  Json events(std::string_view name) const;
+
+  /// What those events have at `key`.
+  Json values(std::string_view name, const std::string& key) const;
 
   /// Everything so far, of which every full line was read.
   const std::string& out() const noexcept { return out_; }

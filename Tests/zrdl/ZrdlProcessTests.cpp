@@ -1,7 +1,8 @@
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <csignal>
-#include <memory>
-#include <mutex>
+#include <set>
 
 #include "ZrdlSite.h"
 
@@ -10,139 +11,111 @@ namespace fs = std::filesystem;
 /// Runs of the command whose tasks come to their end.
 class ZrdlRun : public ZrdlSite {
  protected:
-  /// Starts the download of video 1 and kills the process when about half of it is on disk; returns the size there.
-  std::size_t killHalfway(const OriginFile& served) {
-    know(1, served.bytes.size());
-    serveHalf(1, served);
-    ZrdlProcess process(with({"mp4", "1", "--version", "1"}));
-    EXPECT_TRUE(process.waitFor([](const Json& event) { return event.value("progress", 0.0) > 0.25; }));
-    process.signal(SIGKILL);
-    EXPECT_EQ(process.wait(), 1000 + SIGKILL);
-    return fs::file_size(file(1));
-  }
-
-  /// The second request for video 1 of a test.
-  OriginRequest secondRequest() const { return origin_.requestsTo("/1.mp4").at(1); }
-
   const OriginFile original_{.bytes = patternBytes(4'000'000, 1), .etag = "\"v1\"", .lastModified = ""};
 };
 
-TEST_F(ZrdlRun, aVideoArrivesWholeAndIsTold) {
+TEST_F(ZrdlRun, aVideoArrivesWholeAndIsToldUntilItIsRemoved) {
   know(1, original_.bytes.size());
   origin_.serveFile("/1.mp4", original_);
-  ZrdlProcess process(with({"mp4", "1", "--version", "1"}));
+  ZrdlProcess process(with("mp4 1 --version 1"));
   ASSERT_EQ(process.wait(), 0) << process.err();
   EXPECT_TRUE(readFile(file(1)) == original_.bytes);
-  EXPECT_EQ(process.events("created"),
-            std::vector<Json>{Json::parse(R"({"event":"created","taskId":"73-1","kind":"mp4"})")});
+  EXPECT_EQ(process.events("created"), Json::parse(R"([{"event":"created","taskId":"73-1","kind":"mp4"}])"));
   const Json finished = {{"event", "finished"}, {"taskId", "73-1"}, {"relative", "73-1-1/1-1.mp4"}, {"path", file(1)}};
-  EXPECT_EQ(process.events("finished"), std::vector<Json>{finished});
+  EXPECT_EQ(process.events("finished"), Json::array({finished}));
   EXPECT_EQ(process.events("report").size(), 2U);
   EXPECT_EQ(summaryOf(process), (std::vector<int>{1, 0, 0, 0}));
 
   ZrdlProcess path({"--support", home_ / "support", "path", "73-1"});
   EXPECT_EQ(path.wait(), 0);
   EXPECT_EQ(path.out(), file(1).string() + "\n");
+  const Json tasks = listed();
+  ASSERT_EQ(tasks.size(), 1U);
+  EXPECT_EQ(tasks[0].at("state"), 4);
+  EXPECT_EQ(tasks[0].at("bytes"), original_.bytes.size());
+  EXPECT_EQ(tasks[0].at("title"), "video 1");
 
-  ZrdlProcess list(with({"list"}));
-  EXPECT_EQ(list.wait(), 0);
-  ASSERT_EQ(list.events("task").size(), 1U);
-  const Json task = list.events("task").front();
-  EXPECT_EQ(task.at("state"), 4);
-  EXPECT_EQ(task.at("bytes"), original_.bytes.size());
-  EXPECT_EQ(task.at("title"), "video 1");
+  ZrdlProcess rm(with("rm 73-9 73-1 73-1"));
+  EXPECT_EQ(rm.wait(), 1);
+  EXPECT_EQ(rm.err(), "zrdl: there is no task 73-9\n");
+  EXPECT_EQ(rm.events("removed").size(), 1U);
+  for (const fs::directory_entry& entry : fs::directory_iterator(downloadFolder())) {
+    EXPECT_FALSE(entry.is_directory()) << entry.path();
+  }
+  EXPECT_TRUE(listed().empty());
 }
 
-TEST_F(ZrdlRun, afterAKillOnlyTheRestIsAskedFor) {
-  const std::size_t onDisk = killHalfway(original_);
-  origin_.serveFile("/1.mp4", original_);
-  ZrdlProcess resumed(with({"resume"}));
-  ASSERT_EQ(resumed.wait(), 0) << resumed.err();
-  EXPECT_TRUE(readFile(file(1)) == original_.bytes);
+TEST_F(ZrdlRun, afterAKillOnlyWhatIsMissingIsAskedFor) {
+  serveShare();
+  serveHalf("/share.mp4", original_);
+  for (const int vid : {1, 2, 3}) {
+    know(vid, original_.bytes.size());
+    serveHalf(mp4Path(vid), original_);
+  }
+  writeFile(home_ / "batch", readFile(batchOf(3)) + oneOfEachKind().substr(oneOfEachKind().rfind('{')));
+  ZrdlProcess process(with("--max 4 batch " + home_ / "batch"));
+  std::set<std::string> begun;
+  ASSERT_TRUE(process.waitFor([&](const Json& event) {
+    if (event.value("progress", 0.0) > 0.25) begun.insert(event.at("taskId"));
+    return begun.size() == 4 && exists(shareFile("v1.jpg"));
+  }));
+  process.signal(SIGKILL);
+  EXPECT_EQ(process.wait(), 1000 + SIGKILL);
+  const std::size_t onDisk = fs::file_size(file(1));
   EXPECT_GT(onDisk, original_.bytes.size() / 4);
-  EXPECT_EQ(secondRequest().header("Range"), "bytes=" + std::to_string(onDisk) + "-");
-  EXPECT_EQ(origin_.requestsTo("/1.mp4").size(), 2U);
-}
+  const std::size_t shareOnDisk = fs::file_size(shareFile("movie.mp4"));
+  const std::size_t covers = requestsTo("/coverImg.action");
 
-TEST_F(ZrdlRun, aFileThatChangedMeanwhileIsFetchedWhole) {
-  killHalfway(original_);
   const OriginFile changed{.bytes = patternBytes(4'500'000, 2), .etag = "\"v2\"", .lastModified = ""};
-  origin_.serveFile("/1.mp4", changed);
-  ZrdlProcess resumed(with({"resume", "73-1"}));
-  ASSERT_EQ(resumed.wait(), 0) << resumed.err();
-  EXPECT_TRUE(readFile(file(1)) == changed.bytes);
-}
+  origin_.serveFile("/2.mp4", changed);
+  ZrdlProcess one(with("resume 73-2"));
+  ASSERT_EQ(one.wait(), 0) << one.err();
+  EXPECT_TRUE(readFile(file(2)) == changed.bytes);
 
-TEST_F(ZrdlRun, aFileThatWasCompleteIsFinishedWithoutAByte) {
-  killHalfway(original_);
-  writeFile(file(1), original_.bytes);
-  origin_.serveFile("/1.mp4", original_);
-  ZrdlProcess resumed(with({"resume"}));
-  ASSERT_EQ(resumed.wait(), 0) << resumed.err();
-  EXPECT_TRUE(readFile(file(1)) == original_.bytes);
-  EXPECT_EQ(secondRequest().header("Range"), "bytes=" + std::to_string(original_.bytes.size()) + "-");  // gets a 416
-  EXPECT_EQ(origin_.requestsTo("/1.mp4").size(), 2U);
+  writeFile(file(3), original_.bytes);  // was complete and gets a 416
+  for (const char* const path : {"/1.mp4", "/3.mp4", "/share.mp4"}) origin_.serveFile(path, original_);
+  ZrdlProcess others(with("resume"));
+  ASSERT_EQ(others.wait(), 0) << others.err();
+  const auto expectRest = [this](const std::string& path, std::size_t from, const fs::path& whole) {
+    EXPECT_TRUE(readFile(whole) == original_.bytes) << path;
+    ASSERT_EQ(requestsTo(path), 2U);
+    EXPECT_EQ(origin_.requestsTo(path)[1].header("Range"), "bytes=" + std::to_string(from) + "-");
+  };
+  expectRest("/1.mp4", onDisk, file(1));
+  expectRest("/3.mp4", original_.bytes.size(), file(3));
+  expectRest("/share.mp4", shareOnDisk, shareFile("movie.mp4"));
+  EXPECT_EQ(requestsTo("/video.action"), 2U);
+  EXPECT_EQ(requestsTo("/coverImg.action"), covers);
+  EXPECT_EQ(requestsTo("/share"), 0U);
 }
 
 TEST_F(ZrdlRun, aBatchKeepsToTheLimitAndToItsOrder) {
-  constexpr int kTasks = 10;
-  constexpr int kLimit = 3;
-  std::vector<std::unique_ptr<OriginGate>> gates;
-  std::mutex mutex;
-  int running = 0;
-  int most = 0;
-  const auto count = [&](int change) {
-    const std::lock_guard lock(mutex);
-    running += change;
-    most = std::max(most, running);
-  };
-  std::vector<int> vids;
-  for (int vid = 1; vid <= kTasks; ++vid) {
-    vids.push_back(vid);
+  constexpr std::size_t kTasks = 10;
+  constexpr std::size_t kLimit = 3;
+  std::array<OriginGate, kTasks> gates;
+  std::atomic<std::size_t> running = 0;
+  std::vector<std::string> paths;
+  for (OriginGate& gate : gates) {
+    const int vid = static_cast<int>(paths.size()) + 1;
     know(vid, 1000);
-    OriginGate* const gate = gates.emplace_back(std::make_unique<OriginGate>()).get();
-    origin_.route("/" + std::to_string(vid) + ".mp4", [count, gate](const OriginRequest&, OriginConnection& out) {
-      count(1);
-      out.wait(*gate);
-      count(-1);
+    origin_.route(paths.emplace_back(mp4Path(vid)), [&](const OriginRequest&, OriginConnection& out) {
+      EXPECT_LE(++running, kLimit);
+      out.wait(gate);
+      --running;
       out.respond(200, patternBytes(1000));
     });
   }
-  ZrdlProcess process(with({"--max", std::to_string(kLimit), "batch", "-"}), batchOf(vids));
-  for (int vid = 1; vid <= kTasks; ++vid) {
-    ASSERT_TRUE(origin_.waitForRequests(static_cast<std::size_t>(std::min(vid + kLimit - 1, kTasks))));
-    gates[static_cast<std::size_t>(vid - 1)]->open();
+  ZrdlProcess process(with("--max 3 batch -"), batchOf(kTasks));
+  for (std::size_t at = 0; at < kTasks; ++at) {
+    ASSERT_TRUE(origin_.waitForRequests(std::min(at + kLimit, kTasks)));
+    gates[at].open();
   }
   ASSERT_EQ(process.wait(), 0) << process.err();
-  {
-    const std::lock_guard lock(mutex);
-    EXPECT_EQ(most, kLimit);
-  }
   EXPECT_EQ(summaryOf(process), (std::vector<int>{kTasks, 0, 0, 0}));
   std::vector<std::string> order;
   for (const OriginRequest& request : origin_.requests()) order.push_back(request.path());
   std::sort(order.begin(), order.begin() + kLimit);  // those start together
-  for (int vid = 1; vid <= kTasks; ++vid) {
-    EXPECT_EQ(order.at(static_cast<std::size_t>(vid - 1)), "/" + std::to_string(vid) + ".mp4");
-  }
-}
-
-TEST_F(ZrdlRun, anInterruptedRunGoesOnLater) {
-  for (const int vid : {1, 2, 3}) {
-    know(vid, original_.bytes.size());
-    serveHalf(vid, original_);
-  }
-  ZrdlProcess process(with({"--max", "2", "batch", batchOf({1, 2, 3})}));
-  ASSERT_TRUE(origin_.waitForRequests(2));
-  process.signal(SIGINT);
-  EXPECT_EQ(process.wait(), 130) << process.err();
-  EXPECT_EQ(summaryOf(process), (std::vector<int>{0, 0, 0, 0}));
-
-  for (const int vid : {1, 2, 3}) origin_.serveFile("/" + std::to_string(vid) + ".mp4", original_);
-  ZrdlProcess resumed(with({"resume"}));
-  ASSERT_EQ(resumed.wait(), 0) << resumed.err();
-  EXPECT_EQ(summaryOf(resumed), (std::vector<int>{3, 0, 0, 0}));
-  for (const int vid : {1, 2, 3}) EXPECT_TRUE(readFile(file(vid)) == original_.bytes) << vid;
+  EXPECT_EQ(order, paths);
 }
 
 TEST_F(ZrdlRun, tasksThatCannotGoOnGiveTheirSlotToTheNext) {
@@ -157,38 +130,13 @@ TEST_F(ZrdlRun, tasksThatCannotGoOnGiveTheirSlotToTheNext) {
   know(5, 100);
   origin_.serve("/5.mp4", patternBytes(100));
   know(7, 100, "http://127.0.0.1:" + std::to_string(origin_.refusedPort()) + "/");  // stops every task
-  ZrdlProcess process(with({"--max", "1", "--give-up", "1", "batch", batchOf({1, 2, 3, 4, 5, 6, 7, 8})}));
+  ZrdlProcess process(with("--max 1 --give-up 1 batch " + batchOf(8)));
   ASSERT_EQ(process.wait(), 1) << process.err();
   EXPECT_EQ(summaryOf(process), (std::vector<int>{1, 5, 2, 0}));
-  const std::vector<Json> errored = process.events("errored");
-  ASSERT_EQ(errored.size(), 5U);
-  EXPECT_EQ(errored[0].at("taskId"), "73-1");
-  EXPECT_EQ(errored[0].at("code"), 101);
-  EXPECT_EQ(errored[0].at("message"), "失去网络连接");
-  EXPECT_EQ(errored[1].at("taskId"), "73-4");
-  EXPECT_EQ(errored[1].at("code"), 103);
-  EXPECT_EQ(errored[2].at("taskId"), "73-6");
-  EXPECT_EQ(errored[2].at("code"), 103);
-  EXPECT_EQ(errored[3].at("code"), 102);
-  EXPECT_EQ(errored[4].at("code"), 102);
+  EXPECT_EQ(process.values("errored", "taskId"), Json({"73-1", "73-4", "73-6", "73-7", "73-8"}));
+  EXPECT_EQ(process.values("errored", "code"), Json({101, 103, 103, 102, 102}));
+  EXPECT_EQ(process.events("errored").at(0).at("message"), "失去网络连接");
   EXPECT_EQ(process.events("stalled").size(), 2U);
   EXPECT_TRUE(readFile(file(5)) == patternBytes(100));
   for (const int vid : {2, 3, 4}) EXPECT_FALSE(fs::exists(file(vid))) << vid;
-}
-
-TEST_F(ZrdlRun, removedTasksLeaveNothing) {
-  know(1, 100);
-  origin_.serve("/1.mp4", patternBytes(100));
-  ASSERT_EQ(ZrdlProcess(with({"mp4", "1", "--version", "1"})).wait(), 0);
-  ZrdlProcess rm(with({"rm", "73-9", "73-1", "73-1"}));
-  EXPECT_EQ(rm.wait(), 1);
-  EXPECT_EQ(rm.err(), "zrdl: there is no task 73-9\n");
-  EXPECT_EQ(rm.events("removed").size(), 1U);
-  for (const fs::directory_entry& entry : fs::directory_iterator(downloadFolder())) {
-    EXPECT_FALSE(entry.is_directory()) << entry.path();
-  }
-  ZrdlProcess list(with({"list"}));
-  EXPECT_EQ(list.wait(), 0);
-  EXPECT_TRUE(list.events("task").empty());
-  EXPECT_EQ(ZrdlProcess(with({"path", "73-1"})).wait(), 1);
 }

@@ -1,23 +1,48 @@
 #include "ZrdlSite.h"
 
-void ZrdlSite::know(int vid, std::size_t size, const std::string& url) {
-  const std::string number = std::to_string(vid);
-  info_[number + "-1"] = {{"title", "video " + number},
-                          {"url", url.empty() ? origin_.url("/" + number + ".mp4") : url},
-                          {"duration", 60},
-                          {"fileSize", size}};
-  writeFile(home_ / "info.json", info_.dump());
+#include <utility>
+
+std::vector<std::string> wordsOf(const std::string& line) {
+  std::vector<std::string> words;
+  char quote = 0;
+  bool open = false;
+  for (std::size_t at = 0; at < line.size() && (quote != 0 || line.compare(at, 2, "  ") != 0) && line[at] != '|';
+       ++at) {
+    const char c = line[at];
+    const bool isQuote = quote != 0 ? c == quote : c == '\'' || c == '"';
+    if (c == ' ' && quote == 0) {
+      open = false;
+      continue;
+    }
+    if (!std::exchange(open, true)) words.emplace_back();
+    if (isQuote) {
+      quote = quote != 0 ? '\0' : c;
+    } else {
+      words.back() += c;
+    }
+  }
+  return words;
 }
 
-std::vector<std::string> ZrdlSite::with(const std::vector<std::string>& arguments) const {
+std::vector<std::string> ZrdlSite::with(const std::string& line) const {
   std::vector<std::string> all{"--json", "--support", home_ / support_, "--movies", home_ / "movies"};
   if (!info_.empty()) all.insert(all.end(), {"--mp4-info", home_ / "info.json"});
-  all.insert(all.end(), arguments.begin(), arguments.end());
+  const std::vector<std::string> words = wordsOf(line);
+  all.insert(all.end(), words.begin(), words.end());
   return all;
 }
 
-std::filesystem::path ZrdlSite::downloadFolder() const {
-  return home_.path() / support_ / "com.velmor.zrdl" / "download";
+ZrdlSite::Json ZrdlSite::listed() const {
+  ZrdlProcess list(with("list"));
+  EXPECT_EQ(list.wait(), 0) << list.err();
+  return list.events("task");
+}
+
+void ZrdlSite::know(int vid, std::size_t size, const std::string& url) {
+  const std::string number = std::to_string(vid);
+  const std::string address = url.empty() ? origin_.url(mp4Path(vid)) : url;
+  info_[number + "-1"] = {{"title", "video " + number}, {"url", address}, {"duration", 60}, {"fileSize", size}};
+  writeFile(home_ / "info.json", info_.dump());
 }
 
 std::filesystem::path ZrdlSite::file(int vid) const {
@@ -25,25 +50,77 @@ std::filesystem::path ZrdlSite::file(int vid) const {
   return downloadFolder() / ("73-" + number + "-1") / (number + "-1.mp4");
 }
 
-void ZrdlSite::serveHalf(int vid, const OriginFile& file) {
-  origin_.route("/" + std::to_string(vid) + ".mp4", [file](const OriginRequest&, OriginConnection& out) {
-    const std::string_view bytes = file.bytes;
-    out.send("HTTP/1.1 200 OK\r\nETag: " + file.etag + "\r\nContent-Length: " + std::to_string(bytes.size()) +
-             "\r\n\r\n");
-    out.send(bytes.substr(0, bytes.size() / 2));
-    out.stall();
-  });
+std::filesystem::path ZrdlSite::downloadFolder() const {
+  return home_.path() / support_ / "com.velmor.zrdl" / "download";
 }
 
-std::string ZrdlSite::batchOf(const std::vector<int>& vids) const {
+std::string ZrdlSite::batchOf(int count) const {
   std::string lines;
-  for (const int vid : vids) lines += R"({"kind":"mp4","version":1,"vid":)" + std::to_string(vid) + "}\n";
+  for (int vid = 1; vid <= count; ++vid) lines += Json{{"kind", "mp4"}, {"version", 1}, {"vid", vid}}.dump() + "\n";
   writeFile(home_ / "batch", lines);
   return home_ / "batch";
 }
 
+void ZrdlSite::serveHls(int segments) {
+  segments_ = segments;
+  const Json record = {{"video_name", "clip"}, {"url_nor", origin_.url("/p/1.m3u8?a=1")}};
+  origin_.serve("/v4/video/info/1.json", Json{{"status", 200}, {"data", record}}.dump());
+  origin_.serve("/p/1.m3u8", playlist("s"));
+  for (int index = 0; index < segments; ++index) origin_.serve(segmentPath(index), segment(index));
+}
+
+std::string ZrdlSite::segment(int index) {
+  std::string bytes = patternBytes(188 * 50, static_cast<unsigned>(index));
+  bytes[0] = bytes[188] = 'G';
+  return bytes;
+}
+
+std::string ZrdlSite::playlist(const std::string& prefix) const {
+  std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:2\n";
+  for (int index = 0; index < segments_; ++index) text += "#EXTINF:2,\n" + prefix + std::to_string(index) + ".ts\n";
+  return text + "#EXT-X-ENDLIST\n";
+}
+
+std::string ZrdlSite::hlsOptions() const {
+  return "--info-base " + origin_.url("/v4/video/info") + " --segment-base " + origin_.url("/p/");
+}
+
+void ZrdlSite::expectWholeHls() const {
+  for (int index = 0; index < segments_; ++index) {
+    EXPECT_TRUE(readFile(hlsFile(std::to_string(index) + ".ts")) == segment(index)) << index;
+  }
+  EXPECT_EQ(readFile(hlsFile("1-2.local.m3u8")), playlist(""));
+  EXPECT_FALSE(std::filesystem::exists(hlsFile("1-2.net.m3u8")));
+}
+
+void ZrdlSite::serveShare(const Json& subtitles) {
+  const std::pair<const char*, Json> answers[] = {
+      {"/albumdetail.action", {{"shareUrl", origin_.url("/share")}}},
+      {"/share", {{"lan", origin_.url("")}}},
+      {"/ping", "pong"},
+      {"/video.action", {{"url", origin_.url("/share.mp4")}, {"subtitles", subtitles}}},
+  };
+  for (const auto& [path, data] : answers) origin_.serve(path, Json{{"status", 200}, {"data", data}}.dump());
+  origin_.serve("/coverImg.action", "a picture");
+}
+
+std::string ZrdlSite::oneOfEachKind() const {
+  return R"({"kind":"mp4","vid":1,"version":1}
+{"kind":"hls","vid":1,"site":1,"version":2}
+{"kind":"share","vid":"v1","albumId":"a1","videoName":"movie.mp4","lanOnly":true,"host":")" +
+         origin_.url("/") + "\"}\n";
+}
+
+void ZrdlSite::serveHalf(const std::string& path, const OriginFile& file) {
+  origin_.route(path, [file](const OriginRequest&, OriginConnection& out) {
+    out.send("HTTP/1.1 200 OK\r\nETag: " + file.etag + "\r\nContent-Length: " + std::to_string(file.bytes.size()) +
+             "\r\n\r\n" + file.bytes.substr(0, file.bytes.size() / 2));
+    out.stall();
+  });
+}
+
 std::vector<int> summaryOf(const ZrdlProcess& process) {
-  const std::vector<ZrdlProcess::Json> summaries = process.events("summary");
+  const ZrdlProcess::Json summaries = process.events("summary");
   if (summaries.size() != 1) return {};
   const ZrdlProcess::Json& last = summaries.front();
   return {last.at("finished"), last.at("errored"), last.at("stalled"), last.at("refused")};
