@@ -1,94 +1,61 @@
 #include <chrono>
-#include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <utility>
 
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include "LoopDownload.h"
-#include "RunLoopContract.h"
 #include "ZRDefaultRunLoop.h"
-
-using namespace std::chrono_literals;
 
 using Clock = std::chrono::steady_clock;
 
 /// The default loop with the thread given to it.
-class OwnThreadHost final {
+class ThreadHost : public LoopHost {
  public:
-  ZRRunLoop& loop() { return *loop_; }
-  void drop() { loop_.reset(); }
-  void settle() {}
-  void quit() { quit_ = true; }
+  ThreadHost() : LoopHost(std::make_shared<ZRDefaultRunLoop>()) {}
 
-  bool run() {
-    const bool quitted = loop_->runUntil([this] { return quit_; }, Clock::now() + 20s);
-    quit_ = false;
-    return quitted;
+ protected:
+  ZRDefaultRunLoop& queue() { return static_cast<ZRDefaultRunLoop&>(*loop); }
+  void enter() override {
+    queue().runUntil([this] { return quitted_; }, Clock::now() + kLimit);
   }
-
- private:
-  std::shared_ptr<ZRDefaultRunLoop> loop_ = std::make_shared<ZRDefaultRunLoop>();
-  bool quit_ = false;
 };
 
 /// A host with a poll() loop of its own that drives the default loop as its header tells.
-class PollHost final {
+class PollHost final : public ThreadHost {
  public:
-  PollHost() : wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (wake_ < 0) throw std::runtime_error("no eventfd");
-    loop_->setWakeup([wake = wake_] { eventfd_write(wake, 1); });
+  PollHost() {
+    queue().setWakeup([wake = wake_] { eventfd_write(wake, 1); });
   }
-  ~PollHost() {
-    loop_.reset();
+  ~PollHost() override {
+    loop.reset();
     close(wake_);
-  }
-  PollHost(const PollHost&) = delete;
-  PollHost& operator=(const PollHost&) = delete;
-
-  ZRRunLoop& loop() { return *loop_; }
-  std::shared_ptr<ZRDefaultRunLoop> share() { return loop_; }
-  void drop() { loop_.reset(); }
-  void settle() {}
-  void quit() { quit_ = true; }
-
-  bool run() {
-    const Clock::time_point limit = Clock::now() + 20s;
-    while (!quit_ && Clock::now() < limit) pass();
-    return std::exchange(quit_, false);
   }
 
  private:
-  void pass() {
-    pollfd fds[] = {{wake_, POLLIN, 0}};
-    poll(fds, 1, loop_->pollTimeout());
-    eventfd_t wakeups = 0;
-    eventfd_read(wake_, &wakeups);
-    loop_->drain();
+  void enter() override {
+    const Clock::time_point limit = Clock::now() + kLimit;
+    while (!quitted_ && Clock::now() < limit) {
+      pollfd fds[] = {{wake_, POLLIN, 0}};
+      poll(fds, 1, queue().pollTimeout());
+      eventfd_t wakeups = 0;
+      eventfd_read(wake_, &wakeups);
+      queue().drain();
+    }
   }
 
-  const int wake_;
-  std::shared_ptr<ZRDefaultRunLoop> loop_ = std::make_shared<ZRDefaultRunLoop>();
-  bool quit_ = false;
+  const int wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
 };
 
-using DefaultLoopHosts = testing::Types<OwnThreadHost, PollHost>;
-INSTANTIATE_TYPED_TEST_SUITE_P(Default, RunLoopContract, DefaultLoopHosts);
-
-class ForeignLoopTest : public LoopDownload {};
-
-TEST_F(ForeignLoopTest, aPollLoopDownloadsAFilm) {
-  PollHost host;
-  begin(host.share(), [&host] { host.quit(); });
-  EXPECT_TRUE(host.run());
-  expectFilm();
-  ZRDownloadManager::shutdown();
-  ZRRunLoop::setMain(nullptr);
+std::unique_ptr<LoopHost> makeHost(const std::string& name) {
+  if (name == "poll") return std::make_unique<PollHost>();
+  return std::make_unique<ThreadHost>();
 }
+
+INSTANTIATE_TEST_SUITE_P(Default, RunLoopContract, testing::Values("thread", "poll"));
+INSTANTIATE_TEST_SUITE_P(Default, LoopDownload, testing::Values("poll"));
 
 TEST(ForeignLoop, theTimeoutTellsOfWhatMadeNoWakeup) {
   ZRDefaultRunLoop loop;
@@ -120,18 +87,12 @@ TEST(ForeignLoop, theTimeoutIsRoundedUpAndFitsPoll) {
 
 TEST(ForeignLoop, clearDropsEverythingAndMayBeCalledBack) {
   ZRDefaultRunLoop loop;
-  struct Poster {
-    ZRDefaultRunLoop& loop;
-    std::string& said;
-    ~Poster() {
-      loop.post([&said = said] { said += "a"; });
-    }
-  };
   std::string said;
   const auto held = std::make_shared<int>(1);
+  const auto postAgain = [&](const int*) { loop.post([&said] { said += "a"; }); };
   loop.post([held, &said] { said += "dropped"; });
   const auto id = loop.postDelayed({}, [held, &said] { said += "dropped"; });
-  loop.postDelayed(1h, [poster = std::shared_ptr<Poster>(new Poster{loop, said})] {});
+  loop.postDelayed(1h, [poster = std::shared_ptr<const int>(nullptr, postAgain)] {});
   loop.clear();
   EXPECT_EQ(held.use_count(), 1);
   loop.cancel(id);

@@ -6,100 +6,58 @@
 #include "LoopDownload.h"
 #include "ZRGLibRunLoop.h"
 
-namespace {
-
-/// A main loop that gives up after a while.
-class MainLoop final {
+class GLibHost final : public LoopHost {
  public:
-  explicit MainLoop(guint seconds, GMainContext* context = nullptr) : loop_(g_main_loop_new(context, FALSE)) {
-    limit_ = g_timeout_source_new_seconds(seconds);
-    g_source_set_callback(limit_, &MainLoop::giveUp, this, nullptr);
-    g_source_attach(limit_, context);
-  }
-  ~MainLoop() {
-    g_source_destroy(limit_);
-    g_source_unref(limit_);
-    g_main_loop_unref(loop_);
-  }
-  MainLoop(const MainLoop&) = delete;
-  MainLoop& operator=(const MainLoop&) = delete;
+  explicit GLibHost(GMainContext* context = nullptr)
+      : LoopHost(std::make_shared<ZRGLibRunLoop>(context)), context_(context) {}
 
-  /// False when it gave up.
-  bool run() {
-    g_main_loop_run(loop_);
-    return !gaveUp_;
-  }
-  void quit() { g_main_loop_quit(loop_); }
+  bool iterate() override { return g_main_context_iteration(nullptr, FALSE) != FALSE; }
 
  private:
-  static gboolean giveUp(gpointer self) {
-    static_cast<MainLoop*>(self)->gaveUp_ = true;
-    static_cast<MainLoop*>(self)->quit();
-    return G_SOURCE_CONTINUE;
-  }
-
-  GMainLoop* const loop_;
-  GSource* limit_ = nullptr;
-  bool gaveUp_ = false;
-};
-
-}  // namespace
-
-class OnMainContext final {
- public:
-  ZRRunLoop& loop() { return *loop_; }
-  std::shared_ptr<ZRRunLoop> share() { return loop_; }
-  void drop() { loop_.reset(); }
-  void quit() { running_.back()->quit(); }
-  bool iterate() { return g_main_context_iteration(nullptr, FALSE) != FALSE; }
-  void settle() {
-    while (iterate()) {
-    }
-  }
-
-  bool run() {
-    MainLoop main(20);
-    running_.push_back(&main);
-    const bool quitted = main.run();
+  void enter() override {
+    running_.push_back(g_main_loop_new(context_, FALSE));
+    GSource* const limit = g_timeout_source_new_seconds(kLimit.count());
+    const auto giveUp = [](gpointer main) -> gboolean {
+      g_main_loop_quit(static_cast<GMainLoop*>(main));
+      return G_SOURCE_CONTINUE;
+    };
+    g_source_set_callback(limit, giveUp, running_.back(), nullptr);
+    g_source_attach(limit, context_);
+    g_main_loop_run(running_.back());
+    g_source_destroy(limit);
+    g_source_unref(limit);
+    g_main_loop_unref(running_.back());
     running_.pop_back();
-    return quitted;
   }
+  void leave() override { g_main_loop_quit(running_.back()); }
 
- private:
-  std::shared_ptr<ZRGLibRunLoop> loop_ = std::make_shared<ZRGLibRunLoop>();
-  std::vector<MainLoop*> running_;
+  GMainContext* const context_;
+  std::vector<GMainLoop*> running_;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(GLib, RunLoopContract, OnMainContext);
-INSTANTIATE_TYPED_TEST_SUITE_P(GLib, AdapterContract, OnMainContext);
-
-class ZRGLibRunLoopTest : public LoopDownload {};
-
-TEST_F(ZRGLibRunLoopTest, aMainLoopDownloadsAFilm) {
-  MainLoop main(60);
-  begin(std::make_shared<ZRGLibRunLoop>(), [&main] { main.quit(); });
-  EXPECT_TRUE(main.run());
-  expectFilm();
-  ZRDownloadManager::shutdown();
+std::unique_ptr<LoopHost> makeHost(const std::string&) {
+  return std::make_unique<GLibHost>();
 }
+
+INSTANTIATE_TEST_SUITE_P(GLib, RunLoopContract, testing::Values("main"));
+INSTANTIATE_TEST_SUITE_P(GLib, AdapterContract, testing::Values("main"));
+INSTANTIATE_TEST_SUITE_P(GLib, LoopDownload, testing::Values("main"));
 
 TEST(ZRGLibRunLoop, belongsToTheThreadThatIteratesItsContext) {
   GMainContext* const context = g_main_context_new();
   {
-    ZRGLibRunLoop loop(context);
-    EXPECT_TRUE(loop.isLoopThread());
+    GLibHost host(context);
+    EXPECT_TRUE(host.loop->isLoopThread());
     bool ran = false;
-    loop.post([&] { ran = loop.isLoopThread(); });
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    host.loop->post([&] { ran = host.loop->isLoopThread(); });
+    host.settle();
     EXPECT_FALSE(ran) << "on the default context";
-    std::thread([&] {
-      MainLoop main(20, context);
-      loop.postDelayed(std::chrono::milliseconds(1), [&main] { main.quit(); });
-      EXPECT_TRUE(main.run());
+    std::thread([&host] {
+      host.loop->postDelayed(1ms, [&host] { host.quit(); });
+      EXPECT_TRUE(host.run());
     }).join();
     EXPECT_TRUE(ran);
-    EXPECT_FALSE(loop.isLoopThread());
+    EXPECT_FALSE(host.loop->isLoopThread());
   }
   g_main_context_unref(context);
 }

@@ -2,7 +2,6 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
-#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -10,147 +9,109 @@
 #include "LoopDownload.h"
 #include "ZRQtRunLoop.h"
 
-using namespace std::chrono_literals;
-
 namespace {
 
 int argumentCount = 1;
 char programName[] = "QtTests";
 char* arguments[] = {programName, nullptr};
 
-/// Qt has two event dispatchers here: one on GLib, which desktops use, and its own.
-enum class Dispatcher { GLib, Own };
+}  // namespace
 
-class QtHost {
+class QtHost final : public LoopHost {
  public:
-  explicit QtHost(Dispatcher dispatcher) {
-    if (dispatcher == Dispatcher::Own) qputenv("QT_NO_GLIB", "1");
-    app_ = std::make_unique<QCoreApplication>(argumentCount, arguments);
-    qunsetenv("QT_NO_GLIB");
-    loop_ = std::make_shared<ZRQtRunLoop>();
-  }
+  explicit QtHost(std::unique_ptr<QCoreApplication> app)
+      : LoopHost(std::make_shared<ZRQtRunLoop>()), app_(std::move(app)) {}
+  ~QtHost() override { loop.reset(); }
 
-  ZRRunLoop& loop() { return *loop_; }
-  std::shared_ptr<ZRRunLoop> share() { return loop_; }
-  void drop() { loop_.reset(); }
-  void quit() { running_.back()->quit(); }
-  bool iterate() { return QCoreApplication::eventDispatcher()->processEvents(QEventLoop::AllEvents); }
-  void settle() {
+  bool iterate() override { return QCoreApplication::eventDispatcher()->processEvents(QEventLoop::AllEvents); }
+  void settle() override {
     QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
 
-  bool run() {
-    QEventLoop events;
-    QTimer limit;
-    limit.callOnTimeout(&events, [&events] { events.exit(1); });
-    limit.start(20s);
-    running_.push_back(&events);
-    const bool quitted = events.exec() == 0;
-    running_.pop_back();
-    return quitted;
-  }
-
  private:
-  std::unique_ptr<QCoreApplication> app_;
-  std::shared_ptr<ZRQtRunLoop> loop_;
+  void enter() override {
+    QEventLoop events;
+    QTimer::singleShot(kLimit, &events, &QEventLoop::quit);
+    running_.push_back(&events);
+    events.exec();
+    running_.pop_back();
+  }
+  void leave() override { running_.back()->quit(); }
+
+  const std::unique_ptr<QCoreApplication> app_;
   std::vector<QEventLoop*> running_;
 };
 
-class ZRQtRunLoopTest : public LoopDownload {};
-
-}  // namespace
-
-// The names of these types become part of the tests'.
-class OnGLib : public QtHost {
- public:
-  OnGLib() : QtHost(Dispatcher::GLib) {}
-};
-class OnItsOwn : public QtHost {
- public:
-  OnItsOwn() : QtHost(Dispatcher::Own) {}
-};
-using QtHosts = testing::Types<OnGLib, OnItsOwn>;
-INSTANTIATE_TYPED_TEST_SUITE_P(Qt, RunLoopContract, QtHosts);
-INSTANTIATE_TYPED_TEST_SUITE_P(Qt, AdapterContract, QtHosts);
-
-TEST_F(ZRQtRunLoopTest, anApplicationDownloadsAFilm) {
-  QCoreApplication app(argumentCount, arguments);
-  QTimer::singleShot(60s, &app, [] { QCoreApplication::exit(1); });
-  begin(std::make_shared<ZRQtRunLoop>(), [] { QCoreApplication::quit(); });
-  EXPECT_EQ(QCoreApplication::exec(), 0);
-  expectFilm();
-  ZRDownloadManager::shutdown();
+/// Qt has two event dispatchers here: one on GLib, which desktops use, and its own.
+std::unique_ptr<LoopHost> makeHost(const std::string& name) {
+  if (name == "onItsOwn") qputenv("QT_NO_GLIB", "1");
+  auto app = std::make_unique<QCoreApplication>(argumentCount, arguments);
+  qunsetenv("QT_NO_GLIB");
+  return std::make_unique<QtHost>(std::move(app));
 }
 
+INSTANTIATE_TEST_SUITE_P(Qt, RunLoopContract, testing::Values("onGLib", "onItsOwn"));
+INSTANTIATE_TEST_SUITE_P(Qt, AdapterContract, testing::Values("onGLib", "onItsOwn"));
+INSTANTIATE_TEST_SUITE_P(Qt, LoopDownload, testing::Values("onGLib", "onItsOwn"));
+
+class ZRQtRunLoopTest : public LoopDownload {};
+
 TEST_F(ZRQtRunLoopTest, theLibraryMayOutliveTheApplication) {
-  OriginGate gate;
-  LoopbackOrigin slow;
-  slow.route("/film.mp4", [&](const OriginRequest&, OriginConnection& out) {
+  origin_.route("/film.mp4", [this](const OriginRequest&, OriginConnection& out) {
     out.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
-    out.wait(gate);
+    out.wait(gate_);
     out.send("67890");
   });
-  origin_.redirect("/film.mp4", slow.url("/film.mp4"));
-  auto app = std::make_unique<QCoreApplication>(argumentCount, arguments);
-  QTimer::singleShot(60s, app.get(), [] { QCoreApplication::exit(1); });
-  const auto loop = std::make_shared<ZRQtRunLoop>();
+  std::unique_ptr<LoopHost> host = makeHost("onGLib");
+  const std::shared_ptr<ZRRunLoop> loop = host->loop;
   begin(loop, [] {});
-  std::jthread watcher([&] {
-    slow.waitForRequests(1);
-    loop->post([] { QCoreApplication::quit(); });
+  const std::jthread watcher([&] {
+    origin_.waitForRequests(1);
+    loop->post([&host] { host->quit(); });
   });
-  EXPECT_EQ(QCoreApplication::exec(), 0);
-  app.reset();
+  EXPECT_TRUE(host->run());
+  host.reset();
 
-  bool ran = false;
-  std::thread([&] { loop->post([&ran] { ran = true; }); }).join();
-  gate.open();
+  const auto ran = std::make_shared<bool>(false);
+  std::thread([&] { loop->post([ran] { *ran = true; }); }).join();
+  gate_.open();
   EXPECT_TRUE(task_->isExecuting());
   ZRDownloadManager::shutdown();
   EXPECT_TRUE(task_->isPaused());
-  EXPECT_FALSE(ran);
+  EXPECT_FALSE(*ran);
 }
 
 TEST(ZRQtRunLoop, mayBeMadeBeforeTheApplication) {
-  const auto loop = std::make_shared<ZRQtRunLoop>();
-  loop->post([] { QCoreApplication::quit(); });
+  QtHost host(nullptr);
+  host.loop->post([&host] { host.quit(); });
   QCoreApplication app(argumentCount, arguments);
-  QTimer::singleShot(20s, &app, [] { QCoreApplication::exit(1); });
-  EXPECT_EQ(QCoreApplication::exec(), 0);
+  EXPECT_TRUE(host.run());
 }
 
 TEST(ZRQtRunLoop, aLoopThatEndsBetweenAWakeupAndItsTurnLosesNothing) {
-  OnItsOwn host;
-  const auto iterateUntilIdle = [&host] {
-    for (int pass = 0; pass < 50 && host.iterate(); ++pass) {
-    }
-  };
-  host.loop().post([&host] {
-    host.loop().postDelayed(1h, [] {});
+  const auto host = makeHost("onItsOwn");
+  host->loop->post([&host] {
+    host->loop->postDelayed(1h, [] {});
     QEventLoop dialog;
     QMetaObject::invokeMethod(&dialog, &QEventLoop::quit, Qt::QueuedConnection);
     dialog.exec();
   });
-  iterateUntilIdle();
+  host->comesToRest();
   bool ran = false;
-  host.loop().post([&ran] { ran = true; });
-  iterateUntilIdle();
+  host->loop->post([&ran] { ran = true; });
+  host->comesToRest();
   EXPECT_TRUE(ran);
 }
 
 TEST(ZRQtRunLoop, aWorkersLoopIsItsOwn) {
   QCoreApplication app(argumentCount, arguments);
   std::thread([] {
-    QEventLoop events;
-    ZRQtRunLoop loop;
-    bool ran = false;
-    loop.postDelayed(1ms, [&] {
-      ran = loop.isLoopThread();
-      events.quit();
+    QtHost host(nullptr);
+    host.loop->postDelayed(1ms, [&host] {
+      EXPECT_TRUE(host.loop->isLoopThread());
+      host.quit();
     });
-    QTimer::singleShot(20s, &events, &QEventLoop::quit);
-    events.exec();
-    EXPECT_TRUE(ran);
+    EXPECT_TRUE(host.run());
   }).join();
 }
