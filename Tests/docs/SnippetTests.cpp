@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -35,16 +36,6 @@ class TestSite final : public Site {
   std::vector<std::jthread> threads_;
 };
 
-/// Outlives every thread that wakes the loop through it.
-struct WakeFd {
-  WakeFd() = default;
-  ~WakeFd() { ::close(fd); }
-  WakeFd(const WakeFd&) = delete;
-  WakeFd& operator=(const WakeFd&) = delete;
-
-  const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-};
-
 /// The player of the guide, on folders of its own and an origin on loopback.
 class DocsSnippet : public LibraryFixture {
  protected:
@@ -55,7 +46,10 @@ class DocsSnippet : public LibraryFixture {
     setUp(playerOptions(site_, logFile_, reportCounts_));
     site_.film = Site::Film{"影片", origin_.url("/film.mp4"), "", 60, 5000};
   }
-  ~DocsSnippet() override { endDownloads(); }
+  ~DocsSnippet() override {
+    endDownloads();
+    ::close(wakeFd_);
+  }
 
   /// The film's first half, and then nothing until the connection breaks.
   void serveHalf() {
@@ -67,22 +61,17 @@ class DocsSnippet : public LibraryFixture {
   }
 
   void serveEpisode() {
-    std::string record = document("docs/snippets/record.json");
-    const std::string cdn = "http://cdn.example.com";
-    while (record.find(cdn) != std::string::npos) record.replace(record.find(cdn), cdn.size(), origin_.url(""));
-    std::erase(record, '\n');
-    const std::size_t thumbnail = record.find("http://img.example.com/7_");
-    record.replace(thumbnail, std::string("http://img.example.com").size(), origin_.url(""));
-    origin_.serve("/info/7.json", record);
+    const std::regex server("http://(cdn.example.com|img.example.com(?=/7_))");
+    const std::string record = std::regex_replace(document("docs/snippets/record.json"), server, origin_.url(""));
+    origin_.serve("/info/7.json", std::regex_replace(record, std::regex("\n"), ""));
     origin_.serve("/7/super.m3u8", "#EXTM3U\n" + origin_.url("/a.ts") + "\n" + origin_.url("/b.ts") + "\n");
     std::string segment = patternBytes(376);
     segment[0] = segment[188] = 'G';
-    origin_.serve("/a.ts", segment);
-    origin_.serve("/b.ts", segment);
+    for (const char* const path : {"/a.ts", "/b.ts"}) origin_.serve(path, segment);
   }
 
   const std::string bytes_ = patternBytes(5000);
-  WakeFd wake_;
+  const int wakeFd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   TestSite site_;
   std::ostringstream logFile_;
   std::map<std::int64_t, int> reportCounts_;
@@ -90,13 +79,8 @@ class DocsSnippet : public LibraryFixture {
   LoopbackOrigin origin_;
 };
 
-TEST_F(DocsSnippet, filesLieWhereTheHostSaid) {
-  EXPECT_EQ(ZRDownloadManager::downloadBasePath(), home_ / "data/com.example.player/download");
-  EXPECT_EQ(ZRDownloadManager::downloadShareBasePath(), home_ / "videos/Oxwell");
+TEST_F(DocsSnippet, filmArrivesOnALoopOfPollWhereTheHostSaid) {
   EXPECT_EQ(manager()->maxConcurrentOperationCount(), 2);
-}
-
-TEST_F(DocsSnippet, filmArrivesOnALoopOfPoll) {
   origin_.serveFile("/film.mp4", {.bytes = bytes_});
   std::map<std::string, std::string> shown;
   const DownloadList list([&shown](const std::string& id, const std::string& line) { shown[id] = line; });
@@ -104,8 +88,9 @@ TEST_F(DocsSnippet, filmArrivesOnALoopOfPoll) {
   EXPECT_EQ(add(film), "已加入下载");
   EXPECT_EQ(add(makeFilm()), "已在下载列表中");
   EXPECT_EQ(add(nullptr), "无法下载");
-  runWithPoll(*loop_, wake_.fd, [&film] { return film->isFinished() || film->isErrored(); });
+  runWithPoll(*loop_, wakeFd_, [&film] { return film->isFinished() || film->isErrored(); });
   loop_->setWakeup({});
+  EXPECT_EQ(ZRDownloadManager::downloadBasePath(), home_ / "data/com.example.player/download");
   EXPECT_EQ(readFile(film->localFullFilePath().value_or("")), bytes_);
   EXPECT_EQ(shown["73-1"], "影片 已完成");
   EXPECT_EQ(reportCounts_, (std::map<std::int64_t, int>{{201, 1}, {202, 1}}));
