@@ -8,10 +8,12 @@ using player::Download;
 
 namespace {
 
-Download downloadIn(ZRTaskState state) {
+/// A quarter of a film of 4 MiB, at so many bytes a second.
+Download quarter(ZRTaskState state, double speed = 0) {
   Download download;
   download.title = "Film";
   download.state = state;
+  download.speed = speed;
   download.progress = 0.25;
   download.bytes = 1024 * 1024;
   download.size = 4 * 1024 * 1024;
@@ -22,19 +24,13 @@ Download downloadIn(ZRTaskState state) {
 
 TEST(Download, textsOfARow) {
   QLocale::setDefault(QLocale::c());
-  Download running = downloadIn(ZRTaskState::Executing);
-  running.speed = 512 * 1024;
-  Download starting = running;
-  starting.progress = starting.speed = 0;
-  starting.bytes = starting.size = 0;
-  Download endless = running;
-  endless.speed = 1;
+  const Download running = quarter(ZRTaskState::Executing, 512 * 1024);
+  Download starting;
+  starting.state = ZRTaskState::Executing;
   Download overfull = running;  // the size was announced too small
   overfull.progress = 1.2;
   overfull.bytes = 5 * 1024 * 1024;
-  Download long_ = running;
-  long_.speed = 512;
-  Download failed = downloadIn(ZRTaskState::Errored);
+  Download failed = quarter(ZRTaskState::Errored);
   failed.message = QStringLiteral("主机已下线");
 
   struct Case {
@@ -44,17 +40,19 @@ TEST(Download, textsOfARow) {
     const char* detail;
     const char* pace;
   };
-  for (const Case& c : {
-           Case{"running", running, "Downloading", "25 % · 1.0 MiB of 4.0 MiB", "512.0 KiB/s · 0:06 left"},
-           Case{"starting", starting, "Downloading", "", ""},
-           Case{"hardly moving", endless, "Downloading", "25 % · 1.0 MiB of 4.0 MiB", "1 bytes/s"},
-           Case{"over an hour", long_, "Downloading", "25 % · 1.0 MiB of 4.0 MiB", "512 bytes/s · 1:42:24 left"},
-           Case{"larger than announced", overfull, "Downloading", "100 % · 4.0 MiB of 4.0 MiB", "512.0 KiB/s"},
-           Case{"paused", downloadIn(ZRTaskState::Paused), "Paused", "25 % · 1.0 MiB of 4.0 MiB", ""},
-           Case{"waiting", downloadIn(ZRTaskState::Waiting), "Waiting", "25 % · 1.0 MiB of 4.0 MiB", ""},
-           Case{"failed", failed, "Failed", "主机已下线", ""},
-           Case{"finished", downloadIn(ZRTaskState::Finished), "Finished", "4.0 MiB", ""},
-       }) {
+  const char* const amount = "25 % · 1.0 MiB of 4.0 MiB";
+  const Case cases[] = {
+      {"running", running, "Downloading", amount, "512.0 KiB/s · 0:06 left"},
+      {"starting", starting, "Downloading", "", ""},
+      {"hardly moving", quarter(ZRTaskState::Executing, 1), "Downloading", amount, "1 bytes/s"},
+      {"over an hour", quarter(ZRTaskState::Executing, 512), "Downloading", amount, "512 bytes/s · 1:42:24 left"},
+      {"larger than announced", overfull, "Downloading", "100 % · 4.0 MiB of 4.0 MiB", "512.0 KiB/s"},
+      {"paused", quarter(ZRTaskState::Paused), "Paused", amount, ""},
+      {"waiting", quarter(ZRTaskState::Waiting), "Waiting", amount, ""},
+      {"failed", failed, "Failed", "主机已下线", ""},
+      {"finished", quarter(ZRTaskState::Finished), "Finished", "4.0 MiB", ""},
+  };
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     EXPECT_EQ(stateText(c.download).toStdString(), c.state);
     EXPECT_EQ(detailText(c.download).toStdString(), c.detail);
