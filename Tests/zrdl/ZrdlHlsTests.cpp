@@ -1,5 +1,3 @@
-#include <csignal>
-
 #include "ZrdlSite.h"
 
 namespace fs = std::filesystem;

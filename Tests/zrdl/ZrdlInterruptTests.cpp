@@ -1,7 +1,5 @@
-#include <csignal>
 #include <future>
 #include <memory>
-#include <utility>
 
 #include "ZrdlSite.h"
 
@@ -50,18 +48,19 @@ INSTANTIATE_TEST_SUITE_P(Phases, ZrdlInterrupt,
                                          std::pair("/1.mp4", SIGTERM), std::pair("/video.action", SIGINT),
                                          std::pair("/share.mp4", SIGHUP)));
 
-/// Tasks are being added, with much more output than the pipe holds, so that a signal, sent while nobody reads, comes
-/// in the middle.
+/// Tasks are being added, each with several lines of output, of which the pipe holds one: a signal, sent while nobody
+/// reads, comes in the middle.
 class ZrdlFlood : public ZrdlSite {
  protected:
   static constexpr int kTasks = 300;
-  static constexpr int kPipeSize = 4096;
 
   void SetUp() override {
-    ASSERT_TRUE(adding_.waitFor([](const Json& event) { return event.value("event", "") == "created"; }));
+    // In the middle of the second task: more lines are to come, whenever the signal does.
+    const auto isSecond = [](const Json& event) { return event.value("msg", "").starts_with("add:【73vid:2,"); };
+    ASSERT_TRUE(adding_.waitFor(isSecond));
   }
 
-  ZrdlProcess adding_{with("batch " + batchOf(kTasks)), "/dev/null", kPipeSize};
+  ZrdlProcess adding_{with("batch " + batchOf(kTasks)), "/dev/null", true};
 };
 
 TEST_F(ZrdlFlood, anInterruptWhileTasksAreAddedOrRemovedTellsWhereItStopped) {
@@ -77,7 +76,7 @@ TEST_F(ZrdlFlood, anInterruptWhileTasksAreAddedOrRemovedTellsWhereItStopped) {
   std::string all;
   for (const Json& task : listed()) all += " " + ids.emplace_back(task.at("taskId").get<std::string>());
   EXPECT_EQ(ids.size(), kTasks);
-  ZrdlProcess removing(with("rm" + all), "/dev/null", kPipeSize);
+  ZrdlProcess removing(with("rm" + all), "/dev/null", true);
   ASSERT_TRUE(removing.waitFor([](const Json& event) { return event.value("event", "") == "removed"; }));
   removing.signal(SIGTERM);
   EXPECT_EQ(removing.wait(), 130);

@@ -1,25 +1,13 @@
 #include "ZrdlProcess.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
-#include <csignal>
 #include <stdexcept>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kDeadline{20};
-
-int millisecondsUntil(Clock::time_point deadline) {
-  return std::max(0, static_cast<int>((deadline - Clock::now()) / std::chrono::milliseconds(1)));
-}
 
 /// Appends what can be read at once; the descriptor is closed and -1 at its end.
 void readSome(int& fd, std::string& into) {
@@ -35,11 +23,14 @@ void readSome(int& fd, std::string& into) {
 
 }  // namespace
 
-ZrdlProcess::ZrdlProcess(std::vector<std::string> arguments, const std::string& input, int pipeSize) {
+ZrdlProcess::ZrdlProcess(std::vector<std::string> arguments, const std::string& input, bool isHeldUp) {
   std::array<int, 2> out{};
   std::array<int, 2> err{};
-  if (::pipe2(out.data(), O_CLOEXEC) != 0 || ::pipe2(err.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  ::fcntl(out[0], F_SETPIPE_SZ, pipeSize);
+  const int packets = isHeldUp ? O_DIRECT : 0;  // each line is one, and has a page of the pipe for itself
+  if (::pipe2(out.data(), O_CLOEXEC | packets) != 0 || ::pipe2(err.data(), O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  if (isHeldUp) ::fcntl(out[0], F_SETPIPE_SZ, 1);  // a page
   arguments.insert(arguments.begin(), ZRDL_PATH);
   std::vector<char*> argv;
   argv.reserve(arguments.size() + 1);
@@ -67,13 +58,14 @@ ZrdlProcess::~ZrdlProcess() {
   ::waitpid(pid_, nullptr, 0);
 }
 
-void ZrdlProcess::signal(int number) const {
-  ::kill(pid_, number);
+bool ZrdlProcess::waitReadable(std::array<pollfd, 2>& fds) const {
+  const auto left = std::max<Clock::duration>(deadline_ - Clock::now(), Clock::duration::zero());
+  return ::poll(fds.data(), fds.size(), static_cast<int>(left / std::chrono::milliseconds(1))) > 0;
 }
 
-bool ZrdlProcess::readMore(int timeoutMilliseconds) {
+bool ZrdlProcess::readMore() {
   std::array<pollfd, 2> fds{{{outFd_, POLLIN, 0}, {errFd_, POLLIN, 0}}};
-  if ((outFd_ < 0 && errFd_ < 0) || ::poll(fds.data(), fds.size(), timeoutMilliseconds) <= 0) return false;
+  if ((outFd_ < 0 && errFd_ < 0) || !waitReadable(fds)) return false;
   if (fds[0].revents != 0) readSome(outFd_, out_);
   if (fds[1].revents != 0) readSome(errFd_, err_);
   for (std::size_t end = 0; (end = out_.find('\n', parsed_)) != std::string::npos; parsed_ = end + 1) {
@@ -83,33 +75,26 @@ bool ZrdlProcess::readMore(int timeoutMilliseconds) {
 }
 
 bool ZrdlProcess::waitFor(const std::function<bool(const Json& event)>& wanted) {
-  const Clock::time_point deadline = Clock::now() + kDeadline;
+  deadline_ = Clock::now() + kPatience;
   for (std::size_t seen = 0;;) {
     for (; seen < events_.size(); ++seen) {
       if (events_[seen].is_object() && wanted(events_[seen])) return true;
     }
-    if (!readMore(millisecondsUntil(deadline))) return false;
+    if (!readMore()) return false;
   }
 }
 
 int ZrdlProcess::wait() {
-  const Clock::time_point deadline = Clock::now() + kDeadline;
-  while (readMore(millisecondsUntil(deadline))) {
+  deadline_ = Clock::now() + kPatience;
+  while (readMore()) {
   }
-  if (outFd_ >= 0 || errFd_ >= 0) return -1;  // still running, or a child of it is
-  return reap();
+  return outFd_ < 0 && errFd_ < 0 ? reap() : -1;  // still running, or a child of it is
 }
 
 int ZrdlProcess::waitUnread() {
-  // The process holds the only writing end of its standard error.
-  pollfd err{errFd_, 0, 0};
-  if (::poll(&err, 1, millisecondsUntil(Clock::now() + kDeadline)) <= 0) return -1;
-  return reap();
-}
-
-void ZrdlProcess::stopReading() {
-  ::close(outFd_);
-  outFd_ = -1;
+  deadline_ = Clock::now() + kPatience;
+  std::array<pollfd, 2> fds{{{-1, 0, 0}, {errFd_, 0, 0}}};  // the process holds the only writing end
+  return waitReadable(fds) ? reap() : -1;
 }
 
 int ZrdlProcess::reap() {

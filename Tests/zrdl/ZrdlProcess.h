@@ -1,22 +1,27 @@
 #pragma once
 
+#include <array>
+#include <chrono>
+#include <csignal>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
-#include <sys/types.h>
+#include <poll.h>
+#include <unistd.h>
 
 /// A running `zrdl`. Its output is read while the test waits for something; it is killed at the end if it still runs.
 class ZrdlProcess final {
  public:
   using Json = nlohmann::json;
 
-  /// Starts it with these arguments; standard input is the file `input`. `pipeSize` is the number of bytes that it can
-  /// print while nobody reads.
+  /// Starts it with these arguments; standard input is the file `input`. With `isHeldUp` it prints no more than a line
+  /// while nobody reads.
   explicit ZrdlProcess(std::vector<std::string> arguments, const std::string& input = "/dev/null",
-                       int pipeSize = 65536);
+                       bool isHeldUp = false);
   ~ZrdlProcess();
   ZrdlProcess(const ZrdlProcess&) = delete;
   ZrdlProcess& operator=(const ZrdlProcess&) = delete;
@@ -32,9 +37,9 @@ class ZrdlProcess final {
   int waitUnread();
 
   /// Closes the end of standard output that is read from.
-  void stopReading();
+  void stopReading() { ::close(std::exchange(outFd_, -1)); }
 
-  void signal(int number) const;
+  void signal(int number) const { ::kill(pid_, number); }
 
   /// The events of that name so far, in order.
   Json events(std::string_view name) const;
@@ -47,9 +52,14 @@ class ZrdlProcess final {
   const std::string& err() const noexcept { return err_; }
 
  private:
-  bool readMore(int timeoutMilliseconds);
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::seconds kPatience{20};
+
+  bool waitReadable(std::array<pollfd, 2>& fds) const;
+  bool readMore();
   int reap();
 
+  Clock::time_point deadline_;
   pid_t pid_ = -1;
   int outFd_ = -1;
   int errFd_ = -1;
