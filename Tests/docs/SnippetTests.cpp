@@ -97,10 +97,17 @@ TEST_F(DocsSnippet, filmArrivesOnALoopOfPollWhereTheHostSaid) {
   EXPECT_NE(logFile_.str().find("1 finish【73vid:42"), std::string::npos);
 }
 
-TEST_F(DocsSnippet, episodeArrivesWithTheRecordThatTheGuideShows) {
+TEST_F(DocsSnippet, episodeThatWasRefusedAKeyArrivesLaterWithTheRecordThatTheGuideShows) {
   serveEpisode();
+  site_.key.reset();
   const auto episode = makeEpisode();
   add(episode);
+  ASSERT_TRUE(runUntil([&episode] { return episode->isErrored(); })) << logFile_.str();
+  EXPECT_EQ(episode->err()->localizedDescription(), "没有下载权限");
+  EXPECT_EQ(offerFor(*episode->err()), Offer::TryAgain);
+
+  site_.key = "K";
+  goOn();
   ASSERT_TRUE(runUntil([&episode] { return episode->isFinished() || episode->isErrored(); })) << logFile_.str();
   EXPECT_EQ(readFile(episode->localFullFilePath().value_or("")), "#EXTM3U\n0.ts\n1.ts\n");
   const ZRDictionary info = episode->videoInfoDic().value_or(ZRDictionary());
@@ -112,16 +119,6 @@ TEST_F(DocsSnippet, episodeArrivesWithTheRecordThatTheGuideShows) {
     if (cells.at(0) == "HLS") told = allMatches(cells.at(1), "\"(\\w+)\"");
   }
   EXPECT_EQ(told, keys);
-}
-
-TEST_F(DocsSnippet, refusedKeyIsAFailureThatFreesTheSlot) {
-  serveEpisode();
-  site_.key.reset();
-  const auto episode = makeEpisode();
-  add(episode);
-  ASSERT_TRUE(runUntil([&episode] { return episode->isErrored(); })) << logFile_.str();
-  EXPECT_EQ(episode->err()->localizedDescription(), "没有下载权限");
-  EXPECT_EQ(offerFor(*episode->err()), Offer::TryAgain);
 }
 
 TEST_F(DocsSnippet, newLifeAsksForTheAddressAgainAndKeepsTheBytes) {
