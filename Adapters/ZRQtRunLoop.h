@@ -27,7 +27,7 @@
 /// Work must not throw: an exception ends the process there and does not unwind through Qt.
 ///
 /// Any thread may post, and may hold the last reference: what has not started then is dropped. Work posted when the
-/// application object is gone is kept until then and never run; another application object takes another loop.
+/// application object is gone is kept until then, and may run should there be another application object before.
 class ZRQtRunLoop final : public ZRRunLoop {
  public:
   ZRQtRunLoop() : queue_(std::make_shared<ZRDefaultRunLoop>()), pump_(new Pump(queue_)) {

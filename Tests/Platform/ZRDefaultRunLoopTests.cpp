@@ -76,13 +76,14 @@ TEST_F(ZRDefaultRunLoopTest, runUntilLeavesTheRestOfTheTurnInOrder) {
 }
 
 TEST_F(ZRDefaultRunLoopTest, stopEndsTheRunAfterTheWorkInHand) {
+  std::jthread runner([this] { loop_.run(); });  // with nothing to wait for but a post
   loop_.post([this] {
     EXPECT_TRUE(loop_.isLoopThread());
     loop_.stop();
     said_ += "a";
   });
   loop_.post(say("b"));
-  std::jthread([this] { loop_.run(); }).join();
+  runner.join();
   EXPECT_EQ(said_, "a");
   EXPECT_FALSE(loop_.isLoopThread()) << "another thread ran it";
 
