@@ -17,14 +17,16 @@ std::string inLines(const std::string& text) {
 }  // namespace
 
 TEST(ZRBase64, encodesTheVectorsOfRFC4648) {
-  const std::pair<const char*, const char*> vectors[] = {{"", ""},
-                                                         {"f", "Zg=="},
-                                                         {"fo", "Zm8="},
-                                                         {"foo", "Zm9v"},
-                                                         {"foob", "Zm9vYg=="},
-                                                         {"fooba", "Zm9vYmE="},
-                                                         {"foobar", "Zm9vYmFy"},
-                                                         {"\xFB\xEF\xFF", "++//"}};
+  const std::pair<const char*, const char*> vectors[] = {
+      {"", ""},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="},
+      {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"},
+      {"\xFB\xEF\xFF", "++//"},
+  };
   for (const auto& [plain, encoded] : vectors) {
     EXPECT_EQ(ZRBase64::encode(std::string_view(plain)), encoded);
     EXPECT_EQ(decoded(encoded), plain);
