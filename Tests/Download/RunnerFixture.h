@@ -64,8 +64,7 @@ class RunnerFixture : public LibraryFixture {
   void serveInTwo(LoopbackOrigin& origin, const std::string& path, const std::string& bytes, std::size_t sent,
                   std::size_t end = std::string::npos) {
     origin.route(path, [=, this](const OriginRequest&, OriginConnection& out) {
-      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: " + std::to_string(bytes.size()) + "\r\n\r\n" +
-               bytes.substr(0, sent));
+      out.send(OriginConnection::head(bytes.size()) + bytes.substr(0, sent));
       out.wait(gate_);
       out.send(bytes.substr(sent, end - sent));
       out.close();

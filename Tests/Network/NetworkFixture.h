@@ -124,14 +124,10 @@ class NetworkFixture : public testing::Test {
   void serveInTwo(const std::string& path, OriginGate& gate, const std::string& body, std::size_t first = 1000) {
     origin_.route(path, [=, &gate](const OriginRequest& request, OriginConnection& out) {
       if (request.header("Range")) return out.respondFile(request, {.bytes = body, .etag = "\"v1\""});
-      out.send(headOf(body.size()) + body.substr(0, first));
+      out.send(OriginConnection::head(body.size()) + body.substr(0, first));
       out.wait(gate);
       out.send(body.substr(first));
     });
-  }
-
-  static std::string headOf(std::size_t size) {
-    return "HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n";
   }
 
   /// The names of what lies in the folder.

@@ -112,7 +112,7 @@ TEST_F(SCNetworkAgentTest, brokenAnswersCountAsALostConnection) {
 }
 
 TEST_F(SCNetworkAgentTest, theRequestsOwnTimeoutCapsAllOfIt) {
-  serveRaw("/drip", headOf(9) + "1", &OriginConnection::stall);
+  serveRaw("/drip", OriginConnection::head(9) + "1", &OriginConnection::stall);
   const auto request = plain(origin_.url("/drip"));
   request->setTimeout(1);
   EXPECT_EQ(run(request).code(), Code::TimedOut);

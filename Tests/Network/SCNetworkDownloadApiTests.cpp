@@ -97,7 +97,7 @@ TEST_F(SCNetworkDownloadApiTest, goesOnWhereItMayAndStartsOverWhereItMayNot) {
 }
 
 TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
-  serveRaw("/v", headOf(5000) + body_.substr(0, 2000));
+  serveRaw("/v", OriginConnection::head(5000) + body_.substr(0, 2000));
   const Outcome first = run(download(origin_.url("/v"), true));
   EXPECT_EQ(first.code(), Code::NetworkConnectionLost);
   EXPECT_EQ(first.chunks, 2000);
@@ -121,7 +121,7 @@ TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
 
 TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   limits_.stallTimeout = 150ms;
-  const std::string part = headOf(5000) + body_.substr(0, 2000);
+  const std::string part = OriginConnection::head(5000) + body_.substr(0, 2000);
   serveRaw("/end", part);
   serveRaw("/reset", part, &OriginConnection::reset);
   serveRaw("/stall", part, &OriginConnection::stall);

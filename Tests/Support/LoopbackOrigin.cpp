@@ -96,6 +96,10 @@ void OriginConnection::respondFile(const OriginRequest& request, const OriginFil
   respond(206, std::string_view(file.bytes).substr(*start), headers);
 }
 
+std::string OriginConnection::head(std::size_t size) {
+  return "HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n";
+}
+
 void OriginConnection::send(std::string_view bytes) {
   while (socket_ >= 0 && !bytes.empty()) {
     std::array<pollfd, 2> fds{{{socket_, POLLOUT, 0}, {end_.fd_, POLLIN, 0}}};

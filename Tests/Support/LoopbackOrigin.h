@@ -64,6 +64,9 @@ class OriginConnection final {
   /// An answer as a static file server gives it: 200, 206 or 416 by Range and If-Range (RFC 9110, section 14).
   void respondFile(const OriginRequest& request, const OriginFile& file);
 
+  /// The status line and the fields of a whole answer of that size with the tag "v1", for bodies that come in pieces.
+  static std::string head(std::size_t size);
+
   /// Raw bytes: status line, fields or a piece of a body.
   void send(std::string_view bytes);
 
@@ -102,8 +105,8 @@ class OriginConnection final {
 ///     request->setUrlString(origin.url("/a.mp4"));
 ///
 /// Routes are found by path, the query left out; an unknown path is answered by 404, and a greeting in TLS by a plain
-/// 400. Handlers run on the connection's
-/// thread; everything else may be called from any thread. The destructor ends every connection and joins the threads.
+/// 400. Handlers run on the connection's thread; everything else may be called from any thread. The destructor ends
+/// every connection and joins the threads.
 class LoopbackOrigin final {
  public:
   using Handler = std::function<void(const OriginRequest& request, OriginConnection& out)>;

@@ -54,7 +54,7 @@ class DocsSnippet : public LibraryFixture {
   /// The film's first half, and then nothing until the connection breaks.
   void serveHalf() {
     origin_.route("/film.mp4", [this](const OriginRequest&, OriginConnection& out) {
-      out.send("HTTP/1.1 200 OK\r\nETag: \"v1\"\r\nContent-Length: 5000\r\n\r\n" + bytes_.substr(0, 2500));
+      out.send(OriginConnection::head(5000) + bytes_.substr(0, 2500));
       out.wait(gate_);
       out.reset();
     });

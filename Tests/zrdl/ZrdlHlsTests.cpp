@@ -46,7 +46,7 @@ TEST_F(ZrdlHls, afterEachKillOnlyTheSegmentInFlightIsFetchedAgain) {
   int next = 0;
   std::vector<std::string> arguments = hls();
   for (const int index : {0, 3, 5}) {
-    serveHalf(segmentPath(index), {.bytes = segment(index)});
+    serveHalf(segmentPath(index), segment(index));
     ZrdlProcess process(arguments);
     requests += static_cast<std::size_t>(index - next + 1);
     next = index;

@@ -46,10 +46,10 @@ TEST_F(ZrdlRun, aVideoArrivesWholeAndIsToldUntilItIsRemoved) {
 
 TEST_F(ZrdlRun, afterAKillOnlyWhatIsMissingIsAskedFor) {
   serveShare();
-  serveHalf("/share.mp4", original_);
+  serveHalf("/share.mp4", original_.bytes);
   for (const int vid : {1, 2, 3}) {
     know(vid, original_.bytes.size());
-    serveHalf(mp4Path(vid), original_);
+    serveHalf(mp4Path(vid), original_.bytes);
   }
   writeFile(home_ / "batch", readFile(batchOf(3)) + oneOfEachKind().substr(oneOfEachKind().rfind('{')));
   ZrdlProcess process(with("--max 4 batch " + home_ / "batch"));

@@ -111,10 +111,9 @@ std::string ZrdlSite::oneOfEachKind() const {
          origin_.url("/") + "\"}\n";
 }
 
-void ZrdlSite::serveHalf(const std::string& path, const OriginFile& file) {
-  origin_.route(path, [file](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nETag: " + file.etag + "\r\nContent-Length: " + std::to_string(file.bytes.size()) +
-             "\r\n\r\n" + file.bytes.substr(0, file.bytes.size() / 2));
+void ZrdlSite::serveHalf(const std::string& path, const std::string& bytes) {
+  origin_.route(path, [bytes](const OriginRequest&, OriginConnection& out) {
+    out.send(OriginConnection::head(bytes.size()) + bytes.substr(0, bytes.size() / 2));
     out.stall();
   });
 }

@@ -61,8 +61,8 @@ class ZrdlSite : public testing::Test {
   /// The lines of a batch file with the first MP4, the HLS video and the shared one.
   std::string oneOfEachKind() const;
 
-  /// Answers `path` with the first half of `file`, and sends nothing more.
-  void serveHalf(const std::string& path, const OriginFile& file);
+  /// Answers `path` with the first half of a file, and sends nothing more.
+  void serveHalf(const std::string& path, const std::string& bytes);
 
   std::size_t requestsTo(const std::string& path) const { return origin_.requestsTo(path).size(); }
 
