@@ -1,4 +1,4 @@
-// The one source file of this folder that knows the runners.
+// The one source file that knows which runners there are.
 
 #include "ZR73Mp4TaskRunner.h"
 #include "ZRDownloadTask.h"
