@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "SCFailure.h"
+#include "SCSideName.h"
 
 namespace {
 
@@ -57,8 +58,8 @@ SCDownloadFile::SCDownloadFile(std::string path, bool resume, SCBufferPool& pool
   const std::size_t slash = path_.rfind('/');
   if (slash == std::string::npos || path_.find('\0') != std::string::npos) return;
   name_ = path_.substr(slash + 1);
-  partName_ = "." + name_ + ".part";
-  validatorName_ = "." + name_ + ".resume";
+  partName_ = SCSideName::part(name_);
+  validatorName_ = SCSideName::version(name_);
 }
 
 SCDownloadFile::~SCDownloadFile() {
@@ -136,7 +137,7 @@ Failure SCDownloadFile::keepValidator(const std::optional<SCValidator>& validato
     const bool gone = ::unlinkat(folder_.get(), validatorName_.c_str(), 0) == 0 || errno == ENOENT;
     return gone ? Failure() : failed("remove", errno);
   }
-  const std::string draft = validatorName_ + "~";
+  const std::string draft = SCSideName::versionDraft(name_);
   SCFileDescriptor fd(::openat(folder_.get(), draft.c_str(), closeOnExec(O_WRONLY | O_CREAT | O_TRUNC), kMode));
   if (!fd) return failed("open", errno);
   std::int64_t offset = 0;

@@ -30,6 +30,10 @@ class ZR_EXPORT SCNetworkDownloadApi final : public SCNetworkBaseApi {
   bool useBreakpointContinuous() const noexcept { return useBreakpointContinuous_; }
   void setUseBreakpointContinuous(bool resume) noexcept { useBreakpointContinuous_ = resume; }
 
+  /// Forgets which version of its origin's file the file at `path` holds: deletes what is kept beside it for a resume.
+  /// To be called once the file is complete and its data on the disk. Any thread; a missing helper is no failure.
+  static void forgetVersion(const std::string& path);
+
   const ProgressHandler& progressHandler() const noexcept { return progressHandler_; }
   void setProgressHandler(ProgressHandler handler) { progressHandler_ = std::move(handler); }
 
