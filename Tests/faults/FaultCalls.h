@@ -1,0 +1,9 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+/// The calls that the shim counts and fails; each stands for its relatives too, `open` for openat and fopen.
+inline constexpr std::array<std::string_view, 12> kFaultCalls{"open",   "read",      "pwrite",  "fdatasync",
+                                                              "rename", "ftruncate", "unlink",  "mkdir",
+                                                              "close",  "socket",    "connect", "pthread_create"};
