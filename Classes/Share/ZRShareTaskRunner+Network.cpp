@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "SCAddress.h"
 #include "SCNetworkAgent.h"
 #include "SCNetworkResponseParser.h"
 #include "ZRPath.h"
@@ -33,6 +34,10 @@ std::optional<std::string> textIn(const ZRValue& value) {
   return value.asText() != nullptr ? std::optional(*value.asText()) : std::nullopt;
 }
 
+bool isAddress(const std::string& text) {
+  return std::holds_alternative<SCAddress>(SCAddress::parse(text));
+}
+
 ZRError cannotFindShareURLError() {
   return {ZRErrorCode::ResourceUnusable, "找不到share下载地址"};
 }
@@ -45,14 +50,14 @@ void ZRShareTaskRunner::requestShareVideoInfo() {
   if (model().lanOnly()) return requestShareVideoDetail();
   const std::string shareUrl = model().shareUrl().value_or("");
   if (!shareUrl.empty()) return requestShareVideoWithShareUrl(shareUrl);
-  fetchShareUrl([self = _weak<ZRShareTaskRunner>().lock()](const std::optional<std::string>& found) {
+  fetchShareUrl([self = _weak<ZRShareTaskRunner>().lock()](const std::string& found) {
     if (self->shareDownloadModel_) self->shareDownloadModel_->setShareUrl(found);
-    self->requestShareVideoWithShareUrl(found.value_or(""));
+    self->requestShareVideoWithShareUrl(found);
   });
 }
 
 // The look-up keeps its task: what it finds is stored even if nobody else holds the task any more.
-void ZRShareTaskRunner::fetchShareUrl(TextCompletion completion) {
+void ZRShareTaskRunner::fetchShareUrl(std::function<void(const std::string&)> completion) {
   const auto request = makeRequest(ZRShareRules::albumDetailURL(model().host().value_or("")),
                                    makeParser<SCNetworkJsonResponseParser>("data/shareUrl"));
   ZRDictionary query;
@@ -60,11 +65,9 @@ void ZRShareTaskRunner::fetchShareUrl(TextCompletion completion) {
   request->setQueryParameters(std::move(query));
   request->setResponseHandler([self = _weak<ZRShareTaskRunner>().lock(), completion = std::move(completion)](
                                   const auto&, const auto& response) {
-    if (response->err()) {
-      self->throwErr(ZRShareRules::hostOfflineError());
-    } else {
-      completion(textIn(response->parserResult().value));
-    }
+    const std::string* const found = response->err() ? nullptr : response->parserResult().value.asText();
+    if (found == nullptr || !isAddress(*found)) return self->throwErr(ZRShareRules::hostOfflineError());
+    completion(*found);
   });
   _startUnrecorded(request);
 }
@@ -156,11 +159,12 @@ void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
 // Nothing waits for the cover, and its failure changes nothing.
 void ZRShareTaskRunner::downloadCoverImg() {
   const std::optional<std::string> path = coverFilePath();
-  if (!path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
+  if (!coverReq_.expired() || !path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
   const auto request =
       _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   _log(0, "shareDownloadCoverImg:%@", request);
   _startUnrecorded(request);
+  coverReq_ = request;
 }
 
 void ZRShareTaskRunner::downloadSubtitles() {
@@ -169,7 +173,7 @@ void ZRShareTaskRunner::downloadSubtitles() {
     return;
   }
   const auto last = static_cast<std::int64_t>(videoDetail_->subtitles().size()) - 1;
-  downloadSubtitlesWithIndex(last, [weak = _weak<ZRShareTaskRunner>()] {
+  downloadSubtitlesWithIndex(std::min(last, subtitlesGivenUpFrom_ - 1), [weak = _weak<ZRShareTaskRunner>()] {
     if (const auto self = weak.lock()) self->_executePhase(ZRSharePhase::SharePhaseVideo);
   });
 }
@@ -216,12 +220,17 @@ void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::strin
   startShareRequest(request);
 }
 
-// A subtitle that still fails after its retries is skipped.
+// A subtitle that still fails after its retries is given up, so that a retry of an earlier one does not begin with it.
 void ZRShareTaskRunner::subtitleEnded(const SCNetworkApiResponseProtocol& response, std::int64_t index,
                                       const SubtitlesCompletion& completion) {
-  if (response.err() && _spendRetry()) {
-    _executeNextPhase();
-    return;
+  if (!response.err()) {
+    detailReturns_.reset();
+  } else if (*response.err() == _diskFullError()) {
+    return throwErr(*response.err());
+  } else if (_spendRetry()) {
+    return _executeNextPhase();
+  } else {
+    subtitlesGivenUpFrom_ = index;
   }
   resetRetryTimes();
   downloadSubtitlesWithIndex(index - 1, completion);
@@ -245,6 +254,8 @@ void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& 
         const auto self = weak.lock();
         if (!self) return;
         count(api, chunk, received, expected);
+        if (received > self->furthestByte_) self->detailReturns_.reset();
+        self->furthestByte_ = std::max(self->furthestByte_, received);
         ZRShareDownloadModel& share = *self->shareDownloadModel_;  // without one there is no path to download to
         if (share.fileSize() == 0) share.setFileSize(expected);
       });
@@ -255,12 +266,9 @@ void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& 
 void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response) {
   if (!response.err()) {
     resetRetryTimes();
-    finishDownload();
-  } else if (_spendRetry()) {
-    _executePhase(ZRSharePhase::SharePhaseRequestInfo);
-  } else {
-    throwErr(*response.err());
+    return finishDownload();
   }
+  if (*response.err() == _diskFullError() || !_returnToDetail()) throwErr(*response.err());
 }
 
 // Requests and errors.
@@ -270,11 +278,15 @@ void ZRShareTaskRunner::_startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>
 }
 
 void ZRShareTaskRunner::handleCannotFindShareURLErr() {
-  if (_spendRetry()) {
-    _executePhase(ZRSharePhase::SharePhaseRequestInfo);
-  } else {
-    throwErr(cannotFindShareURLError());
-  }
+  if (!_returnToDetail()) throwErr(cannotFindShareURLError());
+}
+
+// The detail's success fills the retries: they alone would let a device that tells of a video and never sends it be
+// asked for ever.
+bool ZRShareTaskRunner::_returnToDetail() {
+  if (!detailReturns_.spend() || !_spendRetry()) return false;
+  _executePhase(ZRSharePhase::SharePhaseRequestInfo);
+  return true;
 }
 
 /// A name that leads to no place in the task's folder; no retry, for the device would send it again.

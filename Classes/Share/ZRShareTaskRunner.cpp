@@ -20,6 +20,12 @@ std::shared_ptr<ZRShareTaskRunner> ZRShareTaskRunner::initWithdowloadModel(
   return task;
 }
 
+void ZRShareTaskRunner::resume() {
+  detailReturns_.reset();
+  subtitlesGivenUpFrom_ = kNoSubtitle;
+  ZRTabledTaskRunner::resume();
+}
+
 void ZRShareTaskRunner::syncToDBWithShareParams(const ZRDictionary& params) {
   if (!shareDownloadModel_) return;
   for (const char* key : {"host", "videoName", "deviceName", "albumName"}) {

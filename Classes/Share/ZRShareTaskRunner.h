@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -41,6 +42,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   ZRShareTaskRunner() = default;
 
   // ZRShareTaskRunner.cpp
+  void resume() override;
   void syncToDBWithShareParams(const ZRDictionary& params) override;
   std::optional<ZRDictionary> videoInfoDic() const override;
   float currentDownloadProgress() const override;
@@ -83,6 +85,9 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   using TextCompletion = std::function<void(const std::optional<std::string>& text)>;
   using SubtitlesCompletion = std::function<void()>;
 
+  /// An index above that of every subtitle.
+  static constexpr std::int64_t kNoSubtitle = std::numeric_limits<std::int64_t>::max();
+
   // ZRShareTaskRunner.cpp
   void _startPhase(std::uint64_t phase) override;
   std::uint64_t _finishedPhase() const override;
@@ -99,7 +104,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
 
   // ZRShareTaskRunner+Network.cpp: finding the device.
   void requestShareVideoInfo();
-  void fetchShareUrl(TextCompletion completion);
+  void fetchShareUrl(std::function<void(const std::string& shareUrl)> completion);
   void requestShareVideoWithShareUrl(const std::string& shareUrl);
   void fetchHostWithShareUrl(const std::string& shareUrl, TextCompletion completion);
   void pingLanHost(const std::optional<std::string>& baseUrl, TextCompletion completion);
@@ -124,6 +129,9 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   void startShareRequest(const std::shared_ptr<SCNetworkBaseApi>& request) { _start(request); }
   void _startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request);
   void handleCannotFindShareURLErr();
+
+  /// Asks for the detail again, which is a retry; false when none is left, or too many returns brought nothing new.
+  [[nodiscard]] bool _returnToDetail();
   void refuseName();
   void throwErr(const ZRError& error);
 
@@ -132,6 +140,13 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   void unarchiveModel(const ZRValue& text);
 
   std::uint64_t downloadedBytes_ = 0;
+
+  // What bounds the tries; filled again when the task is resumed.
+  ZRRetryBudget detailReturns_;    // to the detail, since a new byte of the video or another subtitle came
+  std::int64_t furthestByte_ = 0;  // of the video, in this life of the task
+  std::int64_t subtitlesGivenUpFrom_ = kNoSubtitle;
+
+  std::weak_ptr<SCNetworkBaseApi> coverReq_;  // expires when the cover's request has ended
   std::shared_ptr<const ZRShareVideoDetail> videoDetail_;
   std::shared_ptr<ZRShareDownloadModel> shareDownloadModel_;
 };

@@ -1,5 +1,9 @@
 #include <atomic>
+#include <cerrno>
 
+#include <sys/mount.h>
+
+#include "SCFailure.h"
 #include "ShareFixture.h"
 
 namespace {
@@ -34,6 +38,11 @@ TEST_F(ZRShareTaskRunnerDownloadTest, lanOnlyTaskAsksForTheDetailThenSubtitlesFr
   const auto covers = std::make_shared<std::atomic<int>>(0);
   device_.route("/coverImg.action", [this, covers](const OriginRequest&, OriginConnection& out) {
     out.respond(++*covers == 1 ? 404 : 200, cover_);  // the second one comes with the video
+    gate_.open();
+  });
+  device_.route("/2.srt", [this](const OriginRequest&, OriginConnection& out) {
+    out.wait(gate_);
+    out.respond(200, "subtitle 2.srt");
   });
   const auto task = add(params({{"shareUrl", relay_.url("/share")}}));
   ASSERT_TRUE(runUntil([&] { return task->isFinished() && hasCover(); }));
@@ -66,23 +75,6 @@ TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDiskAlsoWhenAnEarlie
   ASSERT_TRUE(runUntil([&] { return retried->remainedFailedRetryTimes() == 2; }));
   EXPECT_EQ(subtitlesAskedFor(), "10");
   EXPECT_EQ(videoRequests(), 0U);
-}
-
-TEST_F(ZRShareTaskRunnerDownloadTest, failingSubtitleIsTriedFourTimesThenSkippedAndTheGivenSizeIsKept) {
-  serveSubtitles(2);
-  device_.serve("/1.srt", "", 404);
-  const auto task = finished(add(params({{"fileSize", 2500}})));
-  EXPECT_EQ(subtitlesAskedFor(), "11110");
-  EXPECT_FALSE(fs::exists(file("1.srt")));
-  EXPECT_EQ(task->currentDownloadProgress(), 2.0F);
-}
-
-TEST_F(ZRShareTaskRunnerDownloadTest, addressThatIsMissingIsAskedForAgain) {
-  device_.route("/video.action", [this](const OriginRequest&, OriginConnection& out) {
-    out.respond(200, detailRequests() < 3 ? R"({"status": 200, "data": {}})" : detail_);
-  });
-  finished(add(params()));
-  EXPECT_EQ(detailRequests(), 3U);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor) {
@@ -118,5 +110,73 @@ TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesR
   EXPECT_EQ(task->executingPhase(), 0U);
   EXPECT_EQ(fs::file_size(file("movie")), 2500U);
 }
+
+// What does not come although the device goes on telling of it.
+
+struct FruitlessShare {
+  const char* name;
+  std::string data;      // of the detail; "@" is the device
+  std::int64_t code;     // of the error; 0 when the task finishes all the same
+  const char* askedFor;  // details, subtitles, videos and covers
+  std::string movies{};  // in place of the usual folder
+  bool isVolumeFull = false;
+};
+
+class FruitlessShareTest : public ZRShareTaskRunnerDownloadTest, public ::testing::WithParamInterface<FruitlessShare> {
+ protected:
+  ~FruitlessShareTest() override { (void)::umount2(shares().c_str(), MNT_DETACH); }
+
+  void serveData(std::string data) {
+    for (std::size_t at = 0; (at = data.find('@')) != std::string::npos;) data.replace(at, 1, device_.url(""));
+    device_.serve("/video.action", R"({"status": 200, "data": )" + data + "}");
+  }
+
+  /// Puts a volume without room in place of the folder of shares; false where none may be mounted.
+  bool fillVolume() const {
+    fs::create_directories(shares());
+    if (::mount("tmpfs", shares().c_str(), "tmpfs", 0, "size=16k") != 0) return false;
+    writeFile(shares() + "/fill", std::string(16384, 'x'));
+    return true;
+  }
+};
+
+TEST_P(FruitlessShareTest, endsAtTheFourthAttemptAndAtOnceOnAFullVolume) {
+  if (GetParam().isVolumeFull && !fillVolume()) GTEST_SKIP() << "no volume may be mounted here";
+  ZRHostInfo host = ZRHost::current();
+  if (!GetParam().movies.empty()) host.moviesFolder = GetParam().movies;
+  ZRHost::setCurrent(host);
+  serveData(GetParam().data);
+  serveInTwo(device_, "/half", bytes_, 2500, 2500);
+  gate_.open();
+  device_.route("/coverImg.action", [](const OriginRequest&, OriginConnection& out) { out.stall(); });
+  const auto task = add(params({{"fileSize", 2500}}));
+  if (GetParam().code != 0) {
+    EXPECT_EQ(caughtError(*task).code(), GetParam().code);
+  } else {
+    EXPECT_EQ(finished(task)->currentDownloadProgress(), 2.0F);  // the given size is kept
+  }
+  const std::string videos = std::to_string(videoRequests() + requests(device_, "/half") + requests(device_, "/gone"));
+  EXPECT_EQ(std::to_string(detailRequests()) + " " + subtitlesAskedFor() + " " + videos + " " +
+                std::to_string(coverRequests()),  // no second cover while one is in flight
+            GetParam().askedFor);
+}
+
+const char* const kTwoBadSubtitles =
+    R"({"url": "@/v", "subtitles": [{"name": "a", "url": "@/0.srt"}, {"name": "b", "url": "@/1.srt"}]})";
+
+INSTANTIATE_TEST_SUITE_P(
+    ZRShareTaskRunnerDownloadTest, FruitlessShareTest,
+    ::testing::Values(FruitlessShare{"videoThatIsGone", R"({"url": "@/gone"})", 404, "4  4 1"},
+                      FruitlessShare{"noAddress", "{}", 103, "4  0 1"},
+                      FruitlessShare{"emptyAddress", R"({"url": ""})", -1000, "4  0 1"},
+                      FruitlessShare{"addressOfNoServer", R"({"url": "file:///etc/passwd"})", -1002, "4  0 1"},
+                      FruitlessShare{"videoThatBreaksOff", R"({"url": "@/half"})", 101, "4  4 1"},
+                      FruitlessShare{"unwritableFolder", R"({"url": "@/v"})", SCFailure::file("open", EACCES).code(),
+                                     "4  0 0", "/proc/movies"},
+                      FruitlessShare{"fullVolume", R"({"url": "@/v"})", 100, "1  1 1", "", true},
+                      FruitlessShare{"twoSubtitlesThatFail", kTwoBadSubtitles, 0, "1 11110000 1 1"},
+                      FruitlessShare{"subtitleWithoutAddress", R"({"url": "@/v", "subtitles": [{"name": "a"}]})", 103,
+                                     "4  0 1"}),
+    [](const auto& row) { return row.param.name; });
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "ShareFixture.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 /// How the device is found and asked for its detail.
@@ -60,8 +62,13 @@ TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
 }
 
 TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
-  device_.serve("/albumdetail.action", R"({"status": 404})");
-  for (const std::string& host : {device_.url(""), std::string("no url"), std::string("file:///etc"), std::string()}) {
+  const std::string device = device_.url("");
+  for (const auto& [host, answer] :
+       {std::pair(device, R"({"status": 404})"), std::pair(device, R"({"status": 200, "data": {}})"),
+        std::pair(device, R"({"status": 200, "data": {"shareUrl": ""}})"),
+        std::pair(device, R"({"status": 200, "data": {"shareUrl": "file:///etc"}})"), std::pair("no url"s, ""),
+        std::pair("file:///etc"s, ""), std::pair(""s, "")}) {
+    device_.serve("/albumdetail.action", answer);
     const auto task = failed(add(params({{"lanOnly", false}, {"host", host}})), offline_);
     manager()->removeTask(task);
   }
