@@ -1,6 +1,7 @@
 #include "SCCurlLoop.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <mutex>
@@ -8,8 +9,12 @@
 #include <vector>
 
 #include <curl/curl.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "SCAddress.h"
+#include "SCOriginQueue.h"
 #include "SCURL.h"
 
 namespace {
@@ -24,6 +29,9 @@ constexpr long kReceiveBuffer = 256L << 10;
 constexpr long kIdleConnections = 16;
 
 constexpr std::size_t kIdleChannels = 4;
+
+/// So long a request waits for a descriptor before it tries again, when nothing else ends in between.
+constexpr std::chrono::milliseconds kNextDescriptor{250};
 
 struct EasyDeleter {
   void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
@@ -71,13 +79,18 @@ Code codeOfConnectError(long systemError) {
   return noNetwork ? Code::NotConnectedToInternet : Code::CannotConnectToHost;
 }
 
-Code codeOfHandshakeError(long systemError) {
-  const bool isBroken = systemError == ECONNRESET || systemError == EPIPE || systemError == ETIMEDOUT;
+/// Only the text tells a peer that went without a word from one that refused: libcurl's error number may be one of an
+/// earlier exchange, and is none when the peer hung up.
+Code codeOfHandshakeError(std::string_view text) {
+  // TLS itself has nothing to say, or the socket has, or the end came in between.
+  constexpr std::array<std::string_view, 4> kBroken{" SSL_connect: ", "Recv failure", "Send failure", "unexpected eof"};
+  const bool isBroken =
+      std::ranges::any_of(kBroken, [text](std::string_view part) { return text.find(part) != std::string_view::npos; });
   return isBroken ? Code::NetworkConnectionLost : Code::SecureConnectionFailed;
 }
 
 /// Whatever is not told apart here broke a connection.
-std::optional<Code> codeOf(CURLcode result, long systemError) {
+std::optional<Code> codeOf(CURLcode result, long systemError, std::string_view text) {
   switch (static_cast<int>(result)) {
     case CURLE_OK:
       return std::nullopt;
@@ -85,12 +98,13 @@ std::optional<Code> codeOf(CURLcode result, long systemError) {
       return Code::BadURL;
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_PROXY:               // it cannot connect
     case CURLE_OPERATION_TIMEDOUT:  // of connecting: the other limits are not libcurl's
       return Code::CannotConnectToHost;
     case CURLE_COULDNT_CONNECT:
       return codeOfConnectError(systemError);
     case CURLE_SSL_CONNECT_ERROR:
-      return codeOfHandshakeError(systemError);
+      return codeOfHandshakeError(text);
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CACERT_BADFILE:
     case CURLE_SSL_CERTPROBLEM:
@@ -107,6 +121,42 @@ std::optional<Code> codeOf(CURLcode result, long systemError) {
     default:
       return Code::NetworkConnectionLost;
   }
+}
+
+/// A header field as libcurl wants it: a blank value is written with a semicolon.
+std::string fieldForCurl(const std::string& line) {
+  const std::size_t colon = line.find(':');
+  const bool isBlank = line.find_first_not_of(" \t\v\f", colon + 1) == std::string::npos;
+  return isBlank ? line.substr(0, colon) + ";" : line;
+}
+
+bool isShortage(int error) {
+  return error == EMFILE || error == ENFILE;
+}
+
+/// Whether the process lacks the few descriptors that a name's look-up takes.
+bool lacksDescriptors() {
+  std::array<int, 4> probes{};
+  bool lacks = false;
+  for (int& fd : probes) {
+    fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    lacks = lacks || (fd < 0 && isShortage(errno));
+  }
+  for (const int fd : probes) {
+    if (fd >= 0) ::close(fd);
+  }
+  return lacks;
+}
+
+/// A socket that no child of the host inherits.
+int openSocket(int family, int type, int protocol) {
+#ifdef SOCK_CLOEXEC
+  return ::socket(family, type | SOCK_CLOEXEC, protocol);
+#else
+  const int fd = ::socket(family, type, protocol);
+  if (fd >= 0) ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+  return fd;
+#endif
 }
 
 }  // namespace
@@ -135,12 +185,12 @@ std::variant<SCAddress, SCURLErrorCode> SCAddress::resolve(std::string_view loca
 /// The transfers and what libcurl keeps for them.
 class SCCurlLoop::Multi final {
  public:
-  explicit Multi(const SCNetworkLimits& limits);
+  Multi(const SCNetworkLimits& limits, const ZRHostInfo& host);
   ~Multi();
   Multi(const Multi&) = delete;
   Multi& operator=(const Multi&) = delete;
 
-  void start(std::unique_ptr<SCTransfer> transfer);
+  void start(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
   void cancel(const SCTransferTicket& ticket);
   void abandonAll();
   bool run();
@@ -152,15 +202,24 @@ class SCCurlLoop::Multi final {
   struct Channel {
     Multi* multi;
     std::unique_ptr<SCTransfer> transfer;
+    std::string origin;            // of a plain request
+    bool lacksDescriptor = false;  // seen in this exchange
+    Clock::time_point retryAt = Clock::time_point::max();
+    std::array<char, CURL_ERROR_SIZE> errorText;
     List headers;
     Easy easy;  // goes before what it points to
   };
   using Channels = std::vector<std::unique_ptr<Channel>>;
 
+  void begin(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
   std::unique_ptr<Channel> takeChannel();
   void configure(Channel& channel) const;
+  void introduceHost(CURL* easy) const;
   bool send(Channel& channel, const SCTransfer::Exchange& exchange);
   void finishDone();
+  bool failsForDescriptors(const Channel& channel, CURLcode result);
+  void retryDelayed();
+  void hurryDelayed();
   void finishLate();
   void finish(Channel& channel, std::optional<Code> failure);
   void detach(Channel& channel);
@@ -169,15 +228,20 @@ class SCCurlLoop::Multi final {
   static std::size_t onHeadLine(char* data, std::size_t size, std::size_t count, void* channel);
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* channel);
   static int onConnected(void* channel, char*, char*, int, int);
+  static curl_socket_t onSocket(void* channel, curlsocktype, curl_sockaddr* address);
 
   const SCNetworkLimits& limits_;
+  const ZRHostInfo host_;
   CURLM* const multi_;
+  SCOriginQueue<SCTransfer> queue_;
   Channels active_;
   Channels idle_;
   Clock::time_point now_;
+  Clock::time_point lackedAt_;  // the last time that a descriptor was missing
 };
 
-SCCurlLoop::Multi::Multi(const SCNetworkLimits& limits) : limits_(limits), multi_(curl_multi_init()) {
+SCCurlLoop::Multi::Multi(const SCNetworkLimits& limits, const ZRHostInfo& host)
+    : limits_(limits), host_(host), multi_(curl_multi_init()) {
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kIdleConnections);
 }
 
@@ -188,13 +252,24 @@ SCCurlLoop::Multi::~Multi() {
   curl_multi_cleanup(multi_);
 }
 
-void SCCurlLoop::Multi::start(std::unique_ptr<SCTransfer> transfer) {
+void SCCurlLoop::Multi::start(std::unique_ptr<SCTransfer> transfer, const std::string& origin) {
+  if (!origin.empty()) transfer = queue_.enter(origin, std::move(transfer));
+  if (transfer) begin(std::move(transfer), origin);
+}
+
+/// It is the transfer's turn; when it ends at once, the next one's.
+void SCCurlLoop::Multi::begin(std::unique_ptr<SCTransfer> transfer, const std::string& origin) {
   now_ = Clock::now();
-  const auto exchange = transfer->begin(now_);
-  if (!exchange) return;
+  auto exchange = transfer->begin(now_);
+  while (!exchange) {
+    transfer = origin.empty() ? nullptr : queue_.leave(origin);
+    if (!transfer) return;
+    exchange = transfer->begin(now_);
+  }
   active_.push_back(takeChannel());
   Channel& channel = *active_.back();
   channel.transfer = std::move(transfer);
+  channel.origin = origin;
   if (!send(channel, *exchange)) finish(channel, Code::NetworkConnectionLost);
 }
 
@@ -221,31 +296,48 @@ void SCCurlLoop::Multi::configure(Channel& channel) const {
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &channel);
   curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Multi::onConnected);
   curl_easy_setopt(easy, CURLOPT_PREREQDATA, &channel);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &Multi::onSocket);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &channel);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, channel.errorText.data());
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // a name that does not resolve must not hold up the end
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connectTimeout.count()));
+  curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(easy, CURLOPT_USERAGENT, "ZRDownloadKit");
-  curl_easy_setopt(easy, CURLOPT_PROXY, "");  // the environment of a desktop process is no configuration of ours
+  introduceHost(easy);
+}
+
+/// The environment of a desktop process is no configuration of ours: without a proxy of the host there is none, and
+/// with one there is no exception.
+void SCCurlLoop::Multi::introduceHost(CURL* easy) const {
+  const bool sendsAgent = !host_.userAgent.empty() && !SCURL::headerLine("User-Agent", host_.userAgent).empty();
+  curl_easy_setopt(easy, CURLOPT_USERAGENT, sendsAgent ? host_.userAgent.c_str() : "ZRDownloadKit");
+  curl_easy_setopt(easy, CURLOPT_PROXY, host_.proxy.c_str());
+  curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
+  curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  if (!host_.caFile.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, host_.caFile.c_str());
+  // A folder of certificates beside the file would have the file parsed again for each connection.
+  const bool hasFile = !host_.caFile.empty() || curl_version_info(CURLVERSION_NOW)->cainfo != nullptr;
+  if (hasFile) curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
 }
 
 bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& exchange) {
   channel.headers.reset();
   for (const std::string& line : exchange.headers) {
-    const bool isEmpty = line.ends_with(": ");  // which libcurl writes with a semicolon
-    const std::string text = isEmpty ? line.substr(0, line.size() - 2) + ";" : line;
-    curl_slist* const longer = curl_slist_append(channel.headers.get(), text.c_str());
+    curl_slist* const longer = curl_slist_append(channel.headers.get(), fieldForCurl(line).c_str());
     if (longer == nullptr) return false;
     (void)channel.headers.release();
     channel.headers.reset(longer);
   }
   if (!channel.easy) return false;
+  channel.lacksDescriptor = false;
+  channel.errorText.front() = '\0';
   CURL* const easy = channel.easy.get();
   curl_easy_setopt(easy, CURLOPT_URL, exchange.address.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, channel.headers.get());
@@ -256,7 +348,11 @@ bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& excha
 void SCCurlLoop::Multi::cancel(const SCTransferTicket& ticket) {
   const auto found =
       std::ranges::find_if(active_, [&ticket](const auto& channel) { return &channel->transfer->ticket() == &ticket; });
-  if (found == active_.end()) return;
+  if (found == active_.end()) {
+    const auto waiting = queue_.remove([&ticket](const auto& transfer) { return &transfer.ticket() == &ticket; });
+    if (waiting) waiting->abandon();
+    return;
+  }
   (*found)->transfer->abandon();
   detach(**found);
   release(**found);
@@ -273,6 +369,7 @@ bool SCCurlLoop::Multi::run() {
   curl_multi_perform(multi_, &running);
   finishDone();
   finishLate();
+  retryDelayed();
   return active_.empty();
 }
 
@@ -285,7 +382,31 @@ void SCCurlLoop::Multi::finishDone() {
     long systemError = 0;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &channel);
     curl_easy_getinfo(message->easy_handle, CURLINFO_OS_ERRNO, &systemError);
-    finish(*reinterpret_cast<Channel*>(channel), codeOf(result, systemError));
+    Channel& done = *reinterpret_cast<Channel*>(channel);
+    if (failsForDescriptors(done, result)) {
+      detach(done);
+      done.retryAt = now_ + kNextDescriptor;
+    } else {
+      finish(done, codeOf(result, systemError, done.errorText.data()));
+    }
+  }
+}
+
+/// A failed look-up does not tell why, so it counts as well when descriptors are short now or were a moment ago.
+bool SCCurlLoop::Multi::failsForDescriptors(const Channel& channel, CURLcode result) {
+  const bool isLookUp = result == CURLE_COULDNT_RESOLVE_HOST || result == CURLE_COULDNT_RESOLVE_PROXY ||
+                        result == CURLE_SSL_CACERT_BADFILE;
+  const bool lacks = (result == CURLE_COULDNT_CONNECT && channel.lacksDescriptor) || (isLookUp && lacksDescriptors());
+  if (lacks) lackedAt_ = now_;
+  return lacks || (isLookUp && now_ - lackedAt_ < kNextDescriptor);
+}
+
+void SCCurlLoop::Multi::retryDelayed() {
+  for (const auto& channel : active_) {
+    if (now_ < channel->retryAt) continue;
+    channel->retryAt = Clock::time_point::max();
+    channel->lacksDescriptor = false;
+    (void)curl_multi_add_handle(multi_, channel->easy.get());  // a handle that was there before is welcome
   }
 }
 
@@ -312,15 +433,27 @@ void SCCurlLoop::Multi::detach(Channel& channel) {
 
 void SCCurlLoop::Multi::release(Channel& channel) {
   channel.transfer.reset();
+  channel.retryAt = Clock::time_point::max();
+  const std::string origin = std::exchange(channel.origin, {});
   const auto found = std::ranges::find_if(active_, [&channel](const auto& other) { return other.get() == &channel; });
   if (idle_.size() < kIdleChannels) idle_.push_back(std::move(*found));
   *found = std::move(active_.back());
   active_.pop_back();
+  hurryDelayed();
+  if (auto next = origin.empty() ? nullptr : queue_.leave(origin)) begin(std::move(next), origin);
+}
+
+/// What has ended may leave a descriptor to the one that has waited longest.
+void SCCurlLoop::Multi::hurryDelayed() {
+  const auto first = std::ranges::min_element(active_, {}, [](const auto& channel) { return channel->retryAt; });
+  if (first != active_.end() && (*first)->retryAt != Clock::time_point::max()) (*first)->retryAt = now_;
 }
 
 void SCCurlLoop::Multi::wait() {
   Clock::time_point deadline = Clock::time_point::max();
-  for (const auto& channel : active_) deadline = std::min(deadline, channel->transfer->nextDeadline());
+  for (const auto& channel : active_) {
+    deadline = std::min({deadline, channel->transfer->nextDeadline(), channel->retryAt});
+  }
   int milliseconds = INT_MAX;
   if (deadline != Clock::time_point::max()) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -345,15 +478,21 @@ int SCCurlLoop::Multi::onConnected(void* channel, char*, char*, int, int) {
   return CURL_PREREQFUNC_OK;
 }
 
-SCCurlLoop::SCCurlLoop(const SCNetworkLimits& limits) {
+curl_socket_t SCCurlLoop::Multi::onSocket(void* channel, curlsocktype, curl_sockaddr* address) {
+  const int fd = openSocket(address->family, address->socktype, address->protocol);
+  if (fd < 0 && isShortage(errno)) static_cast<Channel*>(channel)->lacksDescriptor = true;
+  return fd < 0 ? CURL_SOCKET_BAD : fd;
+}
+
+SCCurlLoop::SCCurlLoop(const SCNetworkLimits& limits, const ZRHostInfo& host) {
   initialiseOnce();
-  multi_ = std::make_unique<Multi>(limits);
+  multi_ = std::make_unique<Multi>(limits, host);
 }
 
 SCCurlLoop::~SCCurlLoop() = default;
 
-void SCCurlLoop::start(std::unique_ptr<SCTransfer> transfer) {
-  multi_->start(std::move(transfer));
+void SCCurlLoop::start(std::unique_ptr<SCTransfer> transfer, const std::string& origin) {
+  multi_->start(std::move(transfer), origin);
 }
 
 void SCCurlLoop::cancel(const SCTransferTicket& ticket) {

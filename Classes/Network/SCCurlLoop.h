@@ -1,23 +1,31 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "SCNetworkAgent.h"
 #include "SCTransfer.h"
 #include "SCTransferTicket.h"
+#include "ZRHost.h"
 
 /// Runs transfers side by side over libcurl, the only place that knows it. The agent's thread only, except for making,
 /// destroying and `wakeup`.
+///
+/// Every request is HTTP/1.1: nothing here gains from multiplexing, and libcurl 7.88 lets parallel streams of HTTP/2
+/// stall until its connect timer. The certificates of the authorities are loaded once. Plain requests are sent in turn
+/// (`SCOriginQueue`). When the process has no descriptor left for a socket or a name's look-up, a request waits until
+/// another one has ended, or a moment.
 class SCCurlLoop final {
  public:
-  /// `limits` outlive the loop.
-  explicit SCCurlLoop(const SCNetworkLimits& limits);
+  /// Proxy, authorities and user agent are the host's. `limits` outlive the loop.
+  SCCurlLoop(const SCNetworkLimits& limits, const ZRHostInfo& host);
   ~SCCurlLoop();
   SCCurlLoop(const SCCurlLoop&) = delete;
   SCCurlLoop& operator=(const SCCurlLoop&) = delete;
 
-  /// Begins the transfer and sends its first exchange with the next `run`.
-  void start(std::unique_ptr<SCTransfer> transfer);
+  /// Begins the transfer and sends its first exchange with the next `run`; a plain request, which names its `origin`,
+  /// when it is its turn.
+  void start(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
 
   /// Ends the transfer of that ticket, if it is still there.
   void cancel(const SCTransferTicket& ticket);

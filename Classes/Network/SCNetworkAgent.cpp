@@ -48,7 +48,7 @@ void nameThread() {
 /// ends with the agent.
 class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shared_from_this<Core> {
  public:
-  explicit Core(SCNetworkLimits limits) : limits_(limits), loop_(ZRRunLoop::main()), curl_(limits_) {
+  explicit Core(SCNetworkLimits limits) : limits_(limits), loop_(ZRRunLoop::main()), curl_(limits_, ZRHost::current()) {
     const SignalsBlocked blocked;
     thread_ = std::thread([this] { runThread(); });
   }
@@ -97,7 +97,9 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
 
   void obey(SCCommand command) {
     if (command.spec) {
-      curl_.start(std::make_unique<SCTransfer>(std::move(*command.spec), std::move(command.ticket), limits_, pool_));
+      const std::string origin = command.spec->plainOrigin();
+      curl_.start(std::make_unique<SCTransfer>(std::move(*command.spec), std::move(command.ticket), limits_, pool_),
+                  origin);
     } else {
       curl_.cancel(*command.ticket);
     }

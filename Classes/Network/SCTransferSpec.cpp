@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "SCAddress.h"
 #include "SCFailure.h"
 #include "SCNetworkDownloadApi.h"
 #include "SCURL.h"
@@ -20,6 +21,13 @@ bool addHeaders(const ZRDictionary& header, std::vector<std::string>& lines) {
 }
 
 }  // namespace
+
+std::string SCTransferSpec::plainOrigin() const {
+  if (target || refusal) return {};
+  const auto parsed = SCAddress::parse(address);
+  const auto* const sound = std::get_if<SCAddress>(&parsed);
+  return sound == nullptr ? std::string() : sound->origin();
+}
 
 SCTransferSpec SCTransferSpec::of(const SCNetworkBaseApi& request) {
   SCTransferSpec spec;

@@ -25,6 +25,9 @@ struct SCTransferSpec {
   std::optional<Target> target;    ///< nothing for a plain request
   std::optional<ZRError> refusal;  ///< why the request cannot be sent
 
+  /// Scheme, host and port that a plain request is sent to; empty for a download and for what cannot be sent.
+  std::string plainOrigin() const;
+
   /// Main loop's thread.
   static SCTransferSpec of(const SCNetworkBaseApi& request);
 };

@@ -19,6 +19,11 @@ struct ZR_EXPORT ZRHostInfo {
   std::string homeFolder;                   ///< the volume whose free space is checked
   std::string videoInfoBaseURL;             ///< base URL of the video-information service, path included
 
+  // How the library's HTTP client reaches the world; read when the first task needs it.
+  std::string proxy;      ///< `http://HOST:PORT` or `socks5h://HOST:PORT` for every request; empty for none
+  std::string caFile;     ///< the authorities trusted (PEM), in place of the system's; empty for these
+  std::string userAgent;  ///< the User-Agent field; empty for the library's own
+
   /// The executable's name, no version, the XDG folders (on macOS the platform's own), no service.
   static ZRHostInfo defaults();
 };

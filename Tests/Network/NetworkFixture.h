@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -9,6 +10,7 @@
 #include "SCNetworkErrors.h"
 #include "TemporaryFolder.h"
 #include "ZRDefaultRunLoop.h"
+#include "ZRHost.h"
 
 using namespace std::chrono_literals;
 using Code = SCURLErrorCode;
@@ -38,9 +40,14 @@ class NetworkFixture : public testing::Test {
  protected:
   using Recorded = std::shared_ptr<Outcome>;
 
-  NetworkFixture() { ZRRunLoop::setMain(loop_); }
+  NetworkFixture() {
+    ZRRunLoop::setMain(loop_);
+    for (const char* variable : {"http_proxy", "https_proxy", "all_proxy"}) ::setenv(variable, "http://127.0.0.1:1", 1);
+    ::setenv("no_proxy", "*", 1);  // none of this is ours to obey
+  }
   ~NetworkFixture() override {
     agent_.reset();
+    ZRHost::setCurrent(ZRHostInfo::defaults());
     ZRRunLoop::setMain(nullptr);
   }
 
@@ -61,6 +68,12 @@ class NetworkFixture : public testing::Test {
     request->setDownloadFilePath(file_);
     request->setUseBreakpointContinuous(resume);
     return request;
+  }
+
+  /// The next agent is one of the host `host_`.
+  void becomeHost() {
+    agent_.reset();
+    ZRHost::setCurrent(host_);
   }
 
   /// Starts the request with handlers that write down what they are told.
@@ -149,5 +162,6 @@ class NetworkFixture : public testing::Test {
   const std::string file_ = folder_ / "v.mp4";
   const std::string validatorFile_ = folder_ / ".v.mp4.resume";
   SCNetworkLimits limits_;
+  ZRHostInfo host_ = ZRHostInfo::defaults();
   std::unique_ptr<SCNetworkAgent> agent_;
 };

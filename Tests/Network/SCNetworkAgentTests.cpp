@@ -1,7 +1,14 @@
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "NetworkFixture.h"
+#include "TlsFront.h"
 
 namespace {
 
@@ -14,16 +21,44 @@ class SCNetworkAgentTest : public NetworkFixture {
     return request;
   }
 
+  /// One whose time is short: a second.
+  static std::shared_ptr<SCNetworkBaseApi> hasty(std::string url) {
+    auto request = plain(std::move(url));
+    request->setTimeout(1);
+    return request;
+  }
+
   Code codeFor(const std::string& url) { return run(plain(url)).code(); }
+
+  /// The origin's host and port.
+  std::string authority() const { return origin_.url("").substr(7); }
+};
+
+/// While it lives, the process can open nothing more.
+class NoDescriptors final {
+ public:
+  NoDescriptors() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const int lowestFree = ::dup(STDIN_FILENO);
+    ::close(lowestFree);
+    const rlimit none{static_cast<rlim_t>(lowestFree), before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
 };
 
 }  // namespace
 
 TEST_F(SCNetworkAgentTest, sendsWhatTheRequestHolds) {
-  origin_.serve("/a%20b%0D%0AX:%20y/%41", R"({"n": [1, "x"]})");
-  const auto request = parsed(origin_.url("/a b\r\nX: y/%41"));
+  origin_.serve("/x/../a%20b%0D%0AX:%20y/%41", R"({"n": [1, "x"]})");
+  const auto request = parsed(origin_.url("/x/../a b\r\nX: y/%41"));
   request->setQueryParameters({{"vid", 7}, {"name", "x y"}});
-  request->setHeader({{"Cookie", "k=v"}, {"X-Empty", ""}, {"X-Number", 5}});
+  request->setHeader({{"Cookie", "k=v"}, {"X-Empty", ""}, {"X-Blank", " "}, {"X-Colon", "a: "}, {"X-Number", 5}});
   const Outcome outcome = run(request);
   EXPECT_FALSE(outcome.err);
   EXPECT_EQ(outcome.ends, 1);
@@ -31,11 +66,14 @@ TEST_F(SCNetworkAgentTest, sendsWhatTheRequestHolds) {
   EXPECT_EQ((*outcome.result.value.asDictionary())["n"], ZRValue(expected));
   const OriginRequest sent = origin_.requests()[0];
   EXPECT_EQ(sent.method, "GET");
-  EXPECT_EQ(sent.target, "/a%20b%0D%0AX:%20y/%41?vid=7&name=x%20y");
+  EXPECT_EQ(sent.target, "/x/../a%20b%0D%0AX:%20y/%41?vid=7&name=x%20y");
   EXPECT_EQ(sent.header("X"), std::nullopt);
   EXPECT_EQ(sent.header("Cookie"), "k=v");
   EXPECT_EQ(sent.header("X-Empty"), "");
+  EXPECT_EQ(sent.header("X-Blank"), "");
+  EXPECT_EQ(sent.header("X-Colon"), "a: ");
   EXPECT_EQ(sent.header("X-Number"), "5");
+  EXPECT_THAT(sent.header("Accept-Encoding"), testing::Optional(testing::HasSubstr("gzip")));
 }
 
 TEST_F(SCNetworkAgentTest, keepsItsConnectionButNoCookieAndNoPassword) {
@@ -111,11 +149,109 @@ TEST_F(SCNetworkAgentTest, brokenAnswersCountAsALostConnection) {
   }
 }
 
-TEST_F(SCNetworkAgentTest, theRequestsOwnTimeoutCapsAllOfIt) {
+TEST_F(SCNetworkAgentTest, plainRequestsTakeTurnsAndTheirTimeCountsFromThen) {
   serveRaw("/drip", OriginConnection::head(9) + "1", &OriginConnection::stall);
-  const auto request = plain(origin_.url("/drip"));
-  request->setTimeout(1);
-  EXPECT_EQ(run(request).code(), Code::TimedOut);
+  LoopbackOrigin other;
+  for (LoopbackOrigin* const origin : {&origin_, &other}) origin->serveFile("/a", {.bytes = body_});
+  std::vector<Recorded> dripping;
+  for (int i = 0; i < 6; ++i) dripping.push_back(start(hasty(origin_.url("/drip"))));
+  const Recorded seventh = start(hasty(origin_.url("/a?7")));
+  const auto cancelled = plain(origin_.url("/a?8"));
+  const Recorded eighth = start(cancelled);
+  const Recorded ninth = start(hasty(origin_.url("/a?9")));
+  EXPECT_FALSE(run(download(origin_.url("/a"))).err) << "a download has no turn to wait for";
+  EXPECT_FALSE(run(plain(other.url("/a"))).err) << "nor what goes elsewhere";
+  EXPECT_EQ(origin_.requests().size(), 6U + 1U);
+  cancelled->cancel();
+  for (const Recorded& outcome : dripping) EXPECT_EQ(finish(outcome).code(), Code::TimedOut);
+  EXPECT_FALSE(finish(seventh).err);
+  EXPECT_FALSE(finish(ninth).err);
+  EXPECT_EQ(eighth->ends, 0);
+  EXPECT_EQ(origin_.requestsTo("/a").size(), 3U);
+}
+
+TEST_F(SCNetworkAgentTest, requestsWaitForDescriptors) {
+  origin_.serve("/a", "");
+  const std::string byName = "http://localhost" + origin_.url("/a").substr(16);
+  (void)agent();
+  std::vector<Recorded> waiting;
+  {
+    const NoDescriptors none;
+    const Recorded hastyOne = start(hasty(origin_.url("/a")));
+    for (const std::string& url : {origin_.url("/a"), byName}) waiting.push_back(start(plain(url)));
+    EXPECT_EQ(finish(hastyOne).code(), Code::TimedOut);
+  }
+  for (const Recorded& outcome : waiting) EXPECT_EQ(finish(outcome).status, 200);
+}
+
+TEST_F(SCNetworkAgentTest, whatADownloadHoldsOpenIsNotInherited) {
+  serveInTwo("/v", gate_, body_);
+  const Recorded file = start(download(origin_.url("/v")));
+  ASSERT_TRUE(runUntil([&] { return file->chunks == 1000; }));
+  int seen = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone);
+    if (!target.starts_with(folder_ / "") && !target.starts_with("socket:[")) continue;
+    const int fd = std::stoi(entry.path().filename());
+    int type = AF_UNIX;
+    socklen_t size = sizeof type;
+    ::getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &type, &size);
+    if (target.starts_with("socket:[") && type == AF_UNIX) continue;  // libcurl's own, which it lets children inherit
+    EXPECT_NE(::fcntl(fd, F_GETFD) & FD_CLOEXEC, 0) << target;
+    ++seen;
+  }
+  EXPECT_GE(seen, 3) << "the folder, the file and the connection";
+}
+
+TEST_F(SCNetworkAgentTest, trustsTheHostsAuthorityAloneAndTellsWhatFailed) {
+  using Server = TestAuthority::Server;
+  const TestAuthority ca;
+  ca.write(folder_ / "ca.pem");
+  const auto port = static_cast<std::uint16_t>(std::stoi(origin_.url("").substr(17)));
+  origin_.serveFile("/a", {.bytes = body_});
+  const std::tuple<Server, std::string, Code> table[] = {
+      {Server::Good, "ca.pem", Code{}},
+      {Server::Good, "", Code::SecureConnectionFailed},
+      {Server::Good, "missing.pem", Code::SecureConnectionFailed},
+      {Server::WrongName, "ca.pem", Code::SecureConnectionFailed},
+      {Server::SelfSigned, "ca.pem", Code::SecureConnectionFailed},
+      {Server::Expired, "ca.pem", Code::SecureConnectionFailed},
+      {Server::HangsUp, "ca.pem", Code::NetworkConnectionLost},
+      {Server::Resets, "ca.pem", Code::NetworkConnectionLost},
+      {Server::Alerts, "ca.pem", Code::SecureConnectionFailed},  // whatever the exchange before it met
+  };
+  for (const auto& [server, file, code] : table) {
+    const TlsFront front(ca, server, port);
+    const std::string path = file.empty() ? file : folder_ / file;
+    if (std::exchange(host_.caFile, path) != path) becomeHost();
+    const Outcome outcome = run(download(front.url("/a")));
+    EXPECT_EQ(outcome.code(), code) << static_cast<int>(server) << file;
+    EXPECT_EQ(outcome.chunks, code == Code{} ? 5000 : 0);
+  }
+  EXPECT_EQ(origin_.requests().size(), 1U);
+}
+
+TEST_F(SCNetworkAgentTest, goesThroughTheHostsProxyAlone) {
+  LoopbackOrigin proxy;
+  proxy.serve(origin_.url("/a"), "");
+  proxy.route(authority(), [](const OriginRequest&, OriginConnection& out) {
+    out.send("HTTP/1.1 200 Established\r\n\r\n");
+    out.close();
+  });
+  host_.proxy = proxy.url("");
+  host_.userAgent = "Player/5";
+  becomeHost();
+  EXPECT_EQ(run(plain(origin_.url("/a"))).status, 200);
+  EXPECT_EQ(proxy.requests()[0].header("User-Agent"), "Player/5");
+  const Outcome tunnelled = run(plain("https" + origin_.url("/a").substr(4)));
+  EXPECT_EQ(tunnelled.code(), Code::NetworkConnectionLost);
+  EXPECT_EQ(tunnelled.status, 0) << "the proxy's answer is not the server's";
+  EXPECT_EQ(proxy.requests().back().method, "CONNECT");
+  host_.proxy = "socks5h://127.0.0.1:" + std::to_string(proxy.refusedPort());
+  becomeHost();
+  EXPECT_EQ(codeFor(origin_.url("/a")), Code::CannotConnectToHost);
+  EXPECT_TRUE(origin_.requests().empty());
 }
 
 TEST_F(SCNetworkAgentTest, aPlainBodyHasALimit) {
