@@ -21,10 +21,10 @@ class SCNetworkAgentTest : public NetworkFixture {
     return request;
   }
 
-  /// One whose time is short: a second.
+  /// One whose time is short.
   static std::shared_ptr<SCNetworkBaseApi> hasty(std::string url) {
     auto request = plain(std::move(url));
-    request->setTimeout(1);
+    request->setTimeout(2);
     return request;
   }
 
@@ -150,21 +150,24 @@ TEST_F(SCNetworkAgentTest, brokenAnswersCountAsALostConnection) {
 }
 
 TEST_F(SCNetworkAgentTest, plainRequestsTakeTurnsAndTheirTimeCountsFromThen) {
-  serveRaw("/drip", OriginConnection::head(9) + "1", &OriginConnection::stall);
   LoopbackOrigin other;
   for (LoopbackOrigin* const origin : {&origin_, &other}) origin->serveFile("/a", {.bytes = body_});
-  std::vector<Recorded> dripping;
-  for (int i = 0; i < 6; ++i) dripping.push_back(start(hasty(origin_.url("/drip"))));
+  other.route("/drip", [](const OriginRequest&, OriginConnection& out) { out.stall(); });
+  serveLater("/slow", gate_);
+  std::vector<Recorded> slow;
+  for (int i = 0; i < 6; ++i) slow.push_back(start(plain(origin_.url("/slow"))));
   const Recorded seventh = start(hasty(origin_.url("/a?7")));
   const auto cancelled = plain(origin_.url("/a?8"));
   const Recorded eighth = start(cancelled);
-  const Recorded ninth = start(hasty(origin_.url("/a?9")));
+  const Recorded ninth = start(plain(origin_.url("/a?9")));
   EXPECT_FALSE(run(download(origin_.url("/a"))).err) << "a download has no turn to wait for";
-  EXPECT_FALSE(run(plain(other.url("/a"))).err) << "nor what goes elsewhere";
+  EXPECT_EQ(run(hasty(other.url("/drip"))).code(), Code::TimedOut) << "nor has what goes elsewhere";
+  ASSERT_TRUE(origin_.waitForRequests(6 + 1));
   EXPECT_EQ(origin_.requests().size(), 6U + 1U);
   cancelled->cancel();
-  for (const Recorded& outcome : dripping) EXPECT_EQ(finish(outcome).code(), Code::TimedOut);
-  EXPECT_FALSE(finish(seventh).err);
+  gate_.open();
+  for (const Recorded& outcome : slow) EXPECT_FALSE(finish(outcome).err);
+  EXPECT_FALSE(finish(seventh).err) << "it was called before the one whose time is up";
   EXPECT_FALSE(finish(ninth).err);
   EXPECT_EQ(eighth->ends, 0);
   EXPECT_EQ(origin_.requestsTo("/a").size(), 3U);
