@@ -5,20 +5,20 @@
 #include <filesystem>
 
 #include "SCNetworkErrors.h"
+#include "SCSideName.h"
 #include "ZRPath.h"
 #include "ZRRemovedFolders.h"
 #include "ZRValue.h"
 
 namespace {
 
-// In bytes. A name leaves room for the longest one that a download keeps beside its file, `.NAME.resume~`.
-constexpr std::size_t kLongestName = 255 - std::string_view("..resume~").size();
-constexpr std::size_t kLongestPath = 4096 - std::string_view("..resume~").size() - 1;
+constexpr std::size_t kLongestPath = 4095;  // in bytes
 
 constexpr std::string_view kAlbumDetail = "albumdetail.action";
 
 bool isTooLong(const std::filesystem::path& name) {
-  return std::ranges::any_of(name, [](const auto& component) { return component.native().size() > kLongestName; });
+  return std::ranges::any_of(
+      name, [](const auto& component) { return component.native().size() > SCSideName::kLongestName; });
 }
 
 }  // namespace
@@ -70,6 +70,6 @@ std::optional<std::string> ZRShareRules::taskFolder(std::string_view aid, std::s
 bool ZRShareRules::disturbsVideo(std::string_view path, std::string_view videoPath) {
   const std::size_t nameAt = videoPath.rfind('/') + 1;
   const std::string beside =
-      std::string(videoPath.substr(0, nameAt)).append(".").append(videoPath.substr(nameAt)) + ".";
+      std::string(videoPath.substr(0, nameAt)).append(SCSideName::stem(videoPath.substr(nameAt))) + ".";
   return path == videoPath || path.starts_with(beside);
 }

@@ -26,14 +26,13 @@ TEST(ZRShareRules, namesAreJudgedByWhereTheirPathEnds) {
   }
 }
 
-TEST(ZRShareRules, namesLeaveRoomForTheFilesBesideThem) {
-  EXPECT_TRUE(ZRShareRules::pathInFolder("/t", std::string(246, 'x')));
-  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", std::string(247, 'x')));
-  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", std::string(247, 'x') + "/m"));
+TEST(ZRShareRules, namesAreAsLongAsTheFileSystemAllows) {
+  EXPECT_TRUE(ZRShareRules::pathInFolder("/t", std::string(255, 'x')));
+  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", std::string(256, 'x') + "/m"));
   std::string deep;
-  for (int i = 0; i < 2042; ++i) deep += "x/";
-  EXPECT_TRUE(ZRShareRules::pathInFolder("/t", deep));
-  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", deep + "x"));
+  for (int i = 0; i < 2045; ++i) deep += "x/";
+  EXPECT_TRUE(ZRShareRules::pathInFolder("/t", deep + "xx"));
+  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", deep + "xxx"));
 }
 
 TEST(ZRShareRules, bothIdsNameAFolderOfTheirOwn) {
