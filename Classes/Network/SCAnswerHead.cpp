@@ -1,87 +1,56 @@
 #include "SCAnswerHead.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
-namespace {
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-bool sameWord(std::string_view a, std::string_view b) {
-  const auto lowered = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  return std::ranges::equal(a, b, {}, lowered, lowered);
-}
-
-/// Digits and nothing else.
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (text.empty() || text.front() == '-' || error != std::errc{} || stop != end) return std::nullopt;
-  return number;
-}
-
-/// An opaque tag in quotes (RFC 9110, section 8.8.3).
-bool isStrongTag(std::string_view text) {
-  if (text.size() < 2 || text.size() > 1024 || !text.starts_with('"') || !text.ends_with('"')) return false;
-  return std::ranges::all_of(text.substr(1, text.size() - 2), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte > 0x20 && byte != '"' && byte != 0x7F;
-  });
-}
-
-/// A date in the one form that servers send (RFC 9110, section 5.6.7).
-bool isHttpDate(std::string_view text) {
-  constexpr std::string_view kShape = "Aaa, 00 Aaa 0000 00:00:00 GMT";
-  return std::ranges::equal(text, kShape, [](char c, char shape) {
-    if (shape == '0') return c >= '0' && c <= '9';
-    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    return shape == 'A' || shape == 'a' ? isLetter : c == shape;
-  });
-}
-
-constexpr std::string_view kTagPrefix = "ETag: ";
-constexpr std::string_view kDatePrefix = "Last-Modified: ";
-
-}  // namespace
+#include "SCFieldText.h"
 
 bool SCAnswerHead::addLine(std::string_view line) {
-  const std::string_view text = trimmed(line);
-  if (text.starts_with("HTTP/")) {
+  const std::string_view text = SCFieldText::trimmed(line);
+  if (text.empty()) {
+    if (finalStatus() != 0) return true;
     *this = SCAnswerHead();
-    const std::size_t space = text.find(' ');
-    if (space != std::string_view::npos) status = static_cast<int>(wholeNumber(text.substr(space + 1, 3)).value_or(0));
-    return false;
+  } else if (status == 0 && text.starts_with("HTTP/")) {
+    const std::size_t code = std::min(text.find(' '), text.size() - 1) + 1;
+    status = static_cast<int>(SCFieldText::wholeNumber(text.substr(code, 3)).value_or(0));
+  } else if (const std::size_t colon = text.find(':'); colon != std::string_view::npos) {
+    addField(text.substr(0, colon), SCFieldText::trimmed(text.substr(colon + 1)));
   }
-  if (text.empty()) return status >= 200;
-  const std::size_t colon = text.find(':');
-  if (colon != std::string_view::npos) addField(text.substr(0, colon), trimmed(text.substr(colon + 1)));
   return false;
 }
 
 void SCAnswerHead::addField(std::string_view name, std::string_view value) {
-  if (sameWord(name, "Transfer-Encoding")) {
+  using Text = SCFieldText;
+  if (Text::sameWord(name, "Transfer-Encoding")) {
     chunked_ = true;
     contentLength.reset();
-  } else if (sameWord(name, "Content-Length")) {
-    if (!chunked_) contentLength = wholeNumber(value);
-  } else if (sameWord(name, "Content-Range")) {
+  } else if (Text::sameWord(name, "Content-Length")) {
+    if (!chunked_) addLengths(value);
+  } else if (Text::sameWord(name, "Content-Range")) {
     contentRange = value;
-  } else if (sameWord(name, "Content-Type")) {
+  } else if (Text::sameWord(name, "Content-Type")) {
     contentType = value;
-  } else if (sameWord(name, "Content-Encoding")) {
+  } else if (Text::sameWord(name, "Content-Encoding")) {
     contentEncoding = value;
-  } else if (sameWord(name, "ETag")) {
+  } else if (Text::sameWord(name, "ETag")) {
     etag = value;
-  } else if (sameWord(name, "Last-Modified")) {
+  } else if (Text::sameWord(name, "Last-Modified")) {
     lastModified = value;
-  } else if (sameWord(name, "Location")) {
+  } else if (Text::sameWord(name, "Date")) {
+    date = value;
+  } else if (Text::sameWord(name, "Location")) {
     location = value;
+  }
+}
+
+/// One length, or the same one several times with commas between them.
+void SCAnswerHead::addLengths(std::string_view list) {
+  std::size_t comma = 0;
+  for (; comma != std::string_view::npos; list.remove_prefix(std::min(comma, list.size() - 1) + 1)) {
+    comma = list.find(',');
+    const std::optional<std::int64_t> length = SCFieldText::wholeNumber(SCFieldText::trimmed(list.substr(0, comma)));
+    lengthsDiffer_ = lengthsDiffer_ || !length || contentLength.value_or(*length) != *length;
+    contentLength = length;
   }
 }
 
@@ -91,12 +60,12 @@ bool SCAnswerHead::isRedirect() const noexcept {
 }
 
 bool SCAnswerHead::isIdentity() const noexcept {
-  return contentEncoding.empty() || sameWord(contentEncoding, "identity");
+  return contentEncoding.empty() || SCFieldText::sameWord(contentEncoding, "identity");
 }
 
 std::optional<SCContentRange> SCContentRange::parse(std::string_view text) {
   constexpr std::string_view kUnit = "bytes ";
-  if (text.size() < kUnit.size() || !sameWord(text.substr(0, kUnit.size()), kUnit)) return std::nullopt;
+  if (!SCFieldText::beginsWithWord(text, kUnit)) return std::nullopt;
   text.remove_prefix(kUnit.size());
   const std::size_t slash = text.find('/');
   if (slash == std::string_view::npos) return std::nullopt;
@@ -104,40 +73,15 @@ std::optional<SCContentRange> SCContentRange::parse(std::string_view text) {
   const std::string_view size = text.substr(slash + 1);
 
   SCContentRange range;
-  range.total = wholeNumber(size);
+  range.total = SCFieldText::wholeNumber(size);
   if (!range.total && size != "*") return std::nullopt;
   if (span == "*") return range.total ? std::optional(range) : std::nullopt;
 
   const std::size_t dash = span.find('-');
   if (dash == std::string_view::npos) return std::nullopt;
-  range.first = wholeNumber(span.substr(0, dash));
-  range.last = wholeNumber(span.substr(dash + 1));
+  range.first = SCFieldText::wholeNumber(span.substr(0, dash));
+  range.last = SCFieldText::wholeNumber(span.substr(dash + 1));
   const bool sound = range.first && range.last && *range.first <= *range.last &&
                      *range.last < range.total.value_or(std::numeric_limits<std::int64_t>::max());
   return sound ? std::optional(range) : std::nullopt;
-}
-
-std::optional<SCValidator> SCValidator::fromAnswer(const SCAnswerHead& head) {
-  if (isStrongTag(head.etag)) return SCValidator{head.etag, {}};
-  if (isHttpDate(head.lastModified)) return SCValidator{{}, head.lastModified};
-  return std::nullopt;
-}
-
-std::optional<SCValidator> SCValidator::fromFile(std::string_view text) {
-  if (!text.ends_with('\n')) return std::nullopt;  // cut short
-  text.remove_suffix(1);
-  SCValidator validator;
-  if (text.starts_with(kTagPrefix)) validator.etag = text.substr(kTagPrefix.size());
-  if (text.starts_with(kDatePrefix)) validator.lastModified = text.substr(kDatePrefix.size());
-  if (isStrongTag(validator.etag) || isHttpDate(validator.lastModified)) return validator;
-  return std::nullopt;
-}
-
-std::string SCValidator::fileText() const {
-  return std::string(etag.empty() ? kDatePrefix : kTagPrefix).append(ifRange()).append("\n");
-}
-
-bool SCValidator::agreesWith(const SCAnswerHead& head) const {
-  if (!etag.empty()) return head.etag.empty() || head.etag == etag;
-  return head.lastModified.empty() || head.lastModified == lastModified;
 }

@@ -19,18 +19,27 @@ class SCAnswerHead final {
   std::string contentEncoding;
   std::string etag;
   std::string lastModified;
+  std::string date;  ///< when the answer was made
   std::string location;
+
+  /// `status`, or 0 for an interim answer.
+  int finalStatus() const noexcept { return status >= 200 ? status : 0; }
 
   bool isSuccess() const noexcept { return status >= 200 && status < 300; }
   bool isRedirect() const noexcept;
+
+  /// False when it tells more than one length, or one that is none (RFC 9112, section 6.3).
+  bool isSound() const noexcept { return chunked_ || !lengthsDiffer_; }
 
   /// True when the body is the resource itself, not a coding of it.
   bool isIdentity() const noexcept;
 
  private:
   void addField(std::string_view name, std::string_view value);
+  void addLengths(std::string_view list);
 
   bool chunked_ = false;
+  bool lengthsDiffer_ = false;
 };
 
 /// `bytes FIRST-LAST/TOTAL` of a 206, or `bytes */TOTAL` of a 416 (RFC 9110, section 14.4).
@@ -41,25 +50,4 @@ struct SCContentRange {
 
   /// Nothing unless the text is exactly one sound range.
   static std::optional<SCContentRange> parse(std::string_view text);
-};
-
-/// What names one version of a file on its server: a strong entity tag, else a modification date.
-struct SCValidator {
-  std::string etag;
-  std::string lastModified;  ///< only without an entity tag
-
-  /// The strongest one that the answer gives. A weak entity tag does not count.
-  static std::optional<SCValidator> fromAnswer(const SCAnswerHead& head);
-
-  /// What stands in a `.NAME.resume` file; a damaged text gives nothing.
-  static std::optional<SCValidator> fromFile(std::string_view text);
-  std::string fileText() const;
-
-  /// The value of an If-Range field (RFC 9110, section 13.1.5).
-  const std::string& ifRange() const noexcept { return etag.empty() ? lastModified : etag; }
-
-  /// False when the answer says that it is another version.
-  bool agreesWith(const SCAnswerHead& head) const;
-
-  friend bool operator==(const SCValidator&, const SCValidator&) = default;
 };

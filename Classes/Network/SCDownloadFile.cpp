@@ -1,7 +1,6 @@
 #include "SCDownloadFile.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -16,8 +15,11 @@ namespace {
 
 using Failure = SCDownloadFile::Failure;
 
-/// So large a piece goes to the disk while the next one arrives, so that `finish` does not hold up other transfers.
+/// So large a piece goes to the disk while the next one arrives, so that a sync of the whole has little left to do.
 constexpr std::int64_t kWritebackPiece = 32 << 20;
+
+/// The end of a complete file goes there at once, for whoever syncs it; smaller ones are not worth the call.
+constexpr std::int64_t kWritebackEnd = 1 << 20;
 
 constexpr std::size_t kSmallestPiece = 128 << 10;
 
@@ -43,24 +45,16 @@ int writeAll(int fd, std::string_view bytes, std::int64_t& offset) {
   return 0;
 }
 
-int flushToDisk(int fd) {
-#ifdef __linux__
-  return ::fdatasync(fd);
-#else
-  return ::fsync(fd);
-#endif
+std::string nameIn(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const bool isPath = slash != std::string::npos && path.find('\0') == std::string::npos;
+  return isPath ? path.substr(slash + 1) : std::string();
 }
 
 }  // namespace
 
 SCDownloadFile::SCDownloadFile(std::string path, bool resume, SCBufferPool& pool)
-    : path_(std::move(path)), resume_(resume), pool_(pool) {
-  const std::size_t slash = path_.rfind('/');
-  if (slash == std::string::npos || path_.find('\0') != std::string::npos) return;
-  name_ = path_.substr(slash + 1);
-  partName_ = SCSideName::part(name_);
-  validatorName_ = SCSideName::version(name_);
-}
+    : path_(std::move(path)), resume_(resume), pool_(pool), name_(nameIn(path_)), partName_(SCSideName::part(name_)) {}
 
 SCDownloadFile::~SCDownloadFile() {
   abandon();
@@ -79,75 +73,77 @@ Failure SCDownloadFile::prepare() {
   }
   if (!S_ISREG(found.st_mode)) return failed("open", S_ISDIR(found.st_mode) ? EISDIR : EEXIST);
   if (!resume_) return {};
-  length_ = found.st_size;
-  return readValidator();
-}
-
-Failure SCDownloadFile::readValidator() {
-  const SCFileDescriptor fd(::openat(folder_.get(), validatorName_.c_str(), closeOnExec(O_RDONLY)));
-  if (!fd) return errno == ENOENT || errno == ELOOP ? Failure() : failed("open", errno);
-  std::array<char, 2048> text;
-  const ssize_t size = ::read(fd.get(), text.data(), text.size());
-  if (size > 0) validator_ = SCValidator::fromFile({text.data(), static_cast<std::size_t>(size)});
+  if (Failure failure = open(name_, O_WRONLY)) return failure;
+  const std::optional<SCVersion> version = versionFile_.read();
+  if (!version) return failed("open", errno);
+  version_ = *version;
+  if (version_.isKnown()) length_ = ::lseek(file_.get(), 0, SEEK_END);  // bytes of who knows what are fetched again
   return {};
 }
 
 Failure SCDownloadFile::open(const std::string& name, int flags) {
   file_ = SCFileDescriptor(::openat(folder_.get(), name.c_str(), closeOnExec(flags), kMode));
-  if (!file_) return failed("open", errno);
   struct stat found {};
-  if (::fstat(file_.get(), &found) != 0) return failed("open", errno);
+  if (!file_ || ::fstat(file_.get(), &found) != 0) return failed("open", errno);
   if (!S_ISREG(found.st_mode)) return failed("open", EEXIST);
   inode_ = found.st_ino;
+  if (!file_.lock() || !isOurs(name)) {
+    file_.close();  // before anybody takes it for ours
+    return SCFailure::fileBusy();
+  }
   return {};
 }
 
-// Another download of the same file may still write a part of its own: it keeps its file and loses its name.
+/// Whether the name is still that of the open file.
+bool SCDownloadFile::isOurs(const std::string& name) const {
+  struct stat named {};
+  return ::fstatat(folder_.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && named.st_ino == inode_;
+}
+
 Failure SCDownloadFile::openNewPart() {
   length_ = 0;
-  Failure failure = open(partName_, O_WRONLY | O_CREAT | O_EXCL);
-  if (!failure || ::unlinkat(folder_.get(), partName_.c_str(), 0) != 0) return failure;
+  if (Failure failure = removeLeftoverPart()) return failure;
   return open(partName_, O_WRONLY | O_CREAT | O_EXCL);
 }
 
-// The old validator goes before the old bytes, and the new one comes after them: a crash in between leaves bytes
-// without a validator, never with a wrong one.
-Failure SCDownloadFile::startOver(const std::optional<SCValidator>& validator) {
+/// A part that nobody writes is of a process that was killed. It is not written to: its name may be a link's.
+Failure SCDownloadFile::removeLeftoverPart() {
+  const SCFileDescriptor part(::openat(folder_.get(), partName_.c_str(), closeOnExec(O_RDONLY)));
+  if (!part && errno == ENOENT) return {};
+  if (part && !part.lock()) return SCFailure::fileBusy();
+  const bool isGone = ::unlinkat(folder_.get(), partName_.c_str(), 0) == 0 ||
+                      ::unlinkat(folder_.get(), partName_.c_str(), AT_REMOVEDIR) == 0;
+  return isGone ? Failure() : failed("remove", errno);
+}
+
+// The order on the disk, whatever ends it in between (a kill, a failing call, a power cut): the old bytes go, and are
+// known to be gone; the old version goes, and is known to be gone; the new version comes; the new bytes come. So no
+// byte ever stands beside the version of another one. What is new needs no sync: where a power cut leaves bytes without
+// their version, or a version that is cut short, they are fetched again. It happens while other transfers wait, but
+// only where there was something old.
+Failure SCDownloadFile::startOver(const SCVersion& version) {
   if (!resume_) return openNewPart();
-  if (Failure failure = keepValidator(std::nullopt)) return failure;
-  length_ = 0;
-  writtenBack_ = 0;
-  if (Failure failure = open(name_, O_WRONLY | O_CREAT)) return failure;
-  if (::ftruncate(file_.get(), 0) != 0) return failed("truncate", errno);
-  return keepValidator(validator);
-}
-
-Failure SCDownloadFile::appendRest(const std::optional<SCValidator>& validator) {
-  writtenBack_ = length_;
-  if (Failure failure = open(name_, O_WRONLY)) return failure;
-  if (::lseek(file_.get(), 0, SEEK_END) != length_) return failed("open", ESTALE);  // changed since it was measured
-  if (!validator || validator == validator_) return {};
-  return keepValidator(validator);
-}
-
-/// Replaces the file beside the download at once, or removes it.
-Failure SCDownloadFile::keepValidator(const std::optional<SCValidator>& validator) {
-  if (!validator) {
-    validator_.reset();
-    const bool gone = ::unlinkat(folder_.get(), validatorName_.c_str(), 0) == 0 || errno == ENOENT;
-    return gone ? Failure() : failed("remove", errno);
+  length_ = writtenBack_ = 0;
+  if (file_) {
+    if (::ftruncate(file_.get(), 0) != 0 || ::fsync(file_.get()) != 0) return failed("truncate", errno);
+  } else {
+    if (Failure failure = open(name_, O_WRONLY | O_CREAT)) return failure;
+    if (::lseek(file_.get(), 0, SEEK_END) != 0) return failed("open", ESTALE);  // came after the request was sent
   }
-  const std::string draft = SCSideName::versionDraft(name_);
-  SCFileDescriptor fd(::openat(folder_.get(), draft.c_str(), closeOnExec(O_WRONLY | O_CREAT | O_TRUNC), kMode));
-  if (!fd) return failed("open", errno);
-  std::int64_t offset = 0;
-  if (const int error = writeAll(fd.get(), validator->fileText(), offset)) return failed("write", error);
-  if (!fd.close()) return failed("close", errno);
-  if (::renameat(folder_.get(), draft.c_str(), folder_.get(), validatorName_.c_str()) != 0) {
-    return failed("rename", errno);
-  }
-  validator_ = validator;
+  if (Failure failure = versionFile_.remove()) return failure;
+  version_ = {};
+  setVersion(version);
   return {};
+}
+
+void SCDownloadFile::appendRest(const SCVersion& version) {
+  writtenBack_ = length_;
+  setVersion(version);
+}
+
+void SCDownloadFile::setVersion(const SCVersion& version) {
+  if (version != version_) versionFile_.replace(version);
+  version_ = version;
 }
 
 Failure SCDownloadFile::append(std::string_view bytes) {
@@ -186,54 +182,53 @@ Failure SCDownloadFile::flush() {
 
 Failure SCDownloadFile::write(std::string_view bytes) {
   if (const int error = writeAll(file_.get(), bytes, length_)) return failed("write", error);
-  if (validator_) startWriteback();
+  startWriteback(kWritebackPiece);
   return {};
 }
 
-void SCDownloadFile::startWriteback() {
+/// A hint only, and only when there is at least so much to write.
+void SCDownloadFile::startWriteback(std::int64_t smallest) {
 #ifdef __linux__
-  if (length_ - writtenBack_ < kWritebackPiece) return;
-  // A hint only: `finish` waits for the disk, whatever this says.
+  if (length_ - writtenBack_ < smallest) return;
   (void)::sync_file_range(file_.get(), writtenBack_, length_ - writtenBack_, SYNC_FILE_RANGE_WRITE);
   writtenBack_ = length_;
+#else
+  (void)smallest;
 #endif
 }
 
 Failure SCDownloadFile::finish() {
   if (Failure failure = flush()) return failure;
+  startWriteback(kWritebackEnd);
   return resume_ ? finishInPlace() : finishPart();
 }
 
-// Until the data is on the disk the validator stays: after a power failure the file's length alone proves nothing.
+// The version stays and tells the complete length: where a power cut takes the file's end away, the next attempt
+// fetches that end alone.
 Failure SCDownloadFile::finishInPlace() {
-  if (!file_) {
-    if (Failure failure = open(name_, O_WRONLY)) return failure;
-  }
-  if (validator_ && flushToDisk(file_.get()) != 0) return failed("sync", errno);
-  if (!file_.close()) return failed("close", errno);
-  return keepValidator(std::nullopt);
+  if (!isOurs(name_)) return failed("close", ESTALE);
+  SCVersion complete = version_;
+  complete.length = length_;
+  setVersion(complete);
+  if (file_.close()) return {};
+  const int error = errno;  // which bytes arrived is not known
+  if (Failure failure = versionFile_.remove()) return failure;
+  return failed("close", error);
 }
 
+// The name is taken while the file is still claimed: as a leftover it could be removed.
 Failure SCDownloadFile::finishPart() {
-  if (!partIsOurs()) return failed("rename", ESTALE);
-  Failure failure;
-  if (!file_.close()) {
-    failure = failed("close", errno);
-  } else if (::renameat(folder_.get(), partName_.c_str(), folder_.get(), name_.c_str()) != 0) {
-    failure = failed("rename", errno);
-  }
-  if (failure) (void)::unlinkat(folder_.get(), partName_.c_str(), 0);
-  return failure;
-}
-
-bool SCDownloadFile::partIsOurs() const {
-  struct stat named {};
-  return ::fstatat(folder_.get(), partName_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && named.st_ino == inode_;
+  if (!isOurs(partName_)) return failed("rename", ESTALE);
+  if (::renameat(folder_.get(), partName_.c_str(), folder_.get(), name_.c_str()) != 0) return failed("rename", errno);
+  if (file_.close()) return {};
+  const int error = errno;
+  (void)::unlinkat(folder_.get(), name_.c_str(), 0);
+  return failed("close", error);
 }
 
 void SCDownloadFile::abandon() {
   if (file_ && resume_) (void)flush();  // what could not be kept is fetched again
-  if (file_ && !resume_ && partIsOurs()) (void)::unlinkat(folder_.get(), partName_.c_str(), 0);
+  if (file_ && !resume_ && isOurs(partName_)) (void)::unlinkat(folder_.get(), partName_.c_str(), 0);
   file_.close();
   buffered_ = 0;
 }

@@ -7,16 +7,19 @@
 
 #include <sys/types.h>
 
-#include "SCAnswerHead.h"
 #include "SCBufferPool.h"
 #include "SCFileDescriptor.h"
+#include "SCVersion.h"
+#include "SCVersionFile.h"
 #include "ZRError.h"
 
 /// The file end of one download. Owned by its transfer; the agent's thread only.
 ///
 /// Without resume the bytes go to `.NAME.part`, which takes the file's place in `finish`. With resume the file itself
-/// grows, and the version of what it holds stands in `.NAME.resume` until `finish`. The folder is held open, so a
-/// folder that is renamed away during the download takes its file along and a new one in its place is not touched.
+/// grows, and the version of what it holds stands in `.NAME.resume`, also after `finish`: no data is synced here, and
+/// until somebody has done so a power cut may take the file's end away again. The file that is written is claimed, so
+/// that nobody else writes, truncates or removes it. The folder is held open, so a folder that is renamed away during
+/// the download takes its file along and a new one in its place is not touched.
 ///
 /// Every operation gives an error or nothing; after an error only `abandon` makes sense.
 class SCDownloadFile final {
@@ -29,21 +32,21 @@ class SCDownloadFile final {
   SCDownloadFile(const SCDownloadFile&) = delete;
   SCDownloadFile& operator=(const SCDownloadFile&) = delete;
 
-  /// Opens the folder and measures what is there, creating nothing. What stands in the file's place must be a regular
-  /// file.
+  /// Opens the folder and claims and measures what is there, creating nothing. What stands in the file's place must be
+  /// a regular file.
   [[nodiscard]] Failure prepare();
 
-  /// Bytes that the file system has; those in the buffer do not count.
+  /// Bytes that the file system has and whose version is known; those in the buffer do not count.
   std::int64_t length() const noexcept { return length_; }
 
-  /// What is known about the bytes that `prepare` found; only with resume.
-  const std::optional<SCValidator>& validator() const noexcept { return validator_; }
+  /// What is known about these bytes; only with resume.
+  const SCVersion& version() const noexcept { return version_; }
 
   /// The body is the whole file: opens it empty.
-  [[nodiscard]] Failure startOver(const std::optional<SCValidator>& validator);
+  [[nodiscard]] Failure startOver(const SCVersion& version);
 
-  /// The body is the rest: opens the file at its end. Nothing given keeps the validator that is known.
-  [[nodiscard]] Failure appendRest(const std::optional<SCValidator>& validator);
+  /// The body goes on where the bytes that are there end.
+  void appendRest(const SCVersion& version);
 
   /// How long the file will be, as far as that is known. Its last bytes are written in smaller pieces then, so that
   /// little is left to write when the last one arrives.
@@ -58,7 +61,7 @@ class SCDownloadFile final {
   /// Writes what waits in the buffer.
   [[nodiscard]] Failure flush();
 
-  /// The body is complete: brings it into place and removes the file beside it.
+  /// The body is complete: brings it into place.
   [[nodiscard]] Failure finish();
 
   /// The body stays incomplete: keeps what arrived with resume, else leaves no file behind. Does nothing after
@@ -68,28 +71,28 @@ class SCDownloadFile final {
  private:
   Failure open(const std::string& name, int flags);
   Failure openNewPart();
-  bool partIsOurs() const;
-  Failure readValidator();
-  Failure keepValidator(const std::optional<SCValidator>& validator);
+  Failure removeLeftoverPart();
+  bool isOurs(const std::string& name) const;
+  void setVersion(const SCVersion& version);
   Failure finishInPlace();
   Failure finishPart();
   std::size_t pieceSize() const noexcept;
   std::size_t roomUntilBoundary() const noexcept;
   Failure write(std::string_view bytes);
-  void startWriteback();
+  void startWriteback(std::int64_t smallest);
 
   // Set once.
   const std::string path_;
   const bool resume_;
   SCBufferPool& pool_;
-  std::string name_;
-  std::string partName_;
-  std::string validatorName_;
+  const std::string name_;  // empty when the path is none
+  const std::string partName_;
 
   SCFileDescriptor folder_;
+  SCVersionFile versionFile_{folder_, name_};
   SCFileDescriptor file_;
   ino_t inode_ = 0;  // of file_
-  std::optional<SCValidator> validator_;
+  SCVersion version_;
   std::int64_t length_ = 0;
   std::int64_t expected_ = 0;     // 0 when it is not known
   std::int64_t writtenBack_ = 0;  // bytes whose way to the disk has been started

@@ -2,6 +2,9 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
+
+#include "ZRValue.h"
 
 namespace {
 
@@ -31,10 +34,15 @@ std::string_view textOf(SCURLErrorCode code) {
       return "the answer is too large";
     case SCURLErrorCode::SecureConnectionFailed:
       return "no secure connection";
-    case SCURLErrorCode::CannotWriteFile:
-      return "the file cannot be written";
   }
   return {};
+}
+
+ZRError withCause(ZRErrorCode code, std::string text, const char* reason, std::string cause) {
+  return {kZRErrorDomain,
+          static_cast<std::int64_t>(code),
+          std::move(text),
+          {{"reason", reason}, {"cause", std::move(cause)}}};
 }
 
 }  // namespace
@@ -49,6 +57,10 @@ ZRError SCFailure::status(int status) {
 
 ZRError SCFailure::file(std::string_view operation, int systemError) {
   if (systemError == ENOSPC || systemError == EDQUOT) return {ZRErrorCode::DiskFull, "磁盘空间不足"};
-  return transport(SCURLErrorCode::CannotWriteFile,
+  return withCause(ZRErrorCode::ResourceUnusable, "the file cannot be written", "fileFailure",
                    std::string(operation) + ": " + std::generic_category().message(systemError));
+}
+
+ZRError SCFailure::fileBusy() {
+  return withCause(ZRErrorCode::ResourceUnusable, "the file is in use", "fileBusy", "another download writes it");
 }

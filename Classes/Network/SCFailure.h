@@ -15,6 +15,10 @@ class SCFailure final {
   /// An answer outside 2xx.
   static ZRError status(int status);
 
-  /// A failed operation on a file; a full disk is the library's own error.
+  /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason "fileFailure" and the
+  /// cause, such as "open: Input/output error".
   static ZRError file(std::string_view operation, int systemError);
+
+  /// Another download, mostly another process's, writes the file: code 103 with the reason "fileBusy".
+  static ZRError fileBusy();
 };

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cerrno>
 #include <utility>
 
+#include <sys/file.h>
 #include <unistd.h>
 
 /// An open file that is closed at the end of its scope.
@@ -18,6 +20,10 @@ class SCFileDescriptor final {
 
   int get() const noexcept { return fd_; }
   explicit operator bool() const noexcept { return fd_ >= 0; }
+
+  /// Claims the file until it is closed. False when somebody else, in this process or another one, has claimed it. On a
+  /// file system that knows no claims everybody gets one.
+  bool lock() const noexcept { return ::flock(fd_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
 
   /// False, with the reason in `errno`, when the file system could not take over what was written.
   bool close() noexcept {

@@ -12,8 +12,13 @@
 ///
 /// The file is touched only by a 2xx answer. Without resume the body goes to `.NAME.part` beside it and is renamed over
 /// it when it is complete, so a failure or a cancel leaves no file. With resume the file itself grows, and what the
-/// server said about its version is kept in `.NAME.resume` until it is complete, so that a changed file is fetched
-/// again whole (RFC 9110, section 13.1.5). A file that was complete when `cancel` was called stays.
+/// server said about its version is kept in `.NAME.resume`: bytes go on only where they are known to be of the version
+/// that the server has (RFC 9110, section 13.1.5), and are fetched again where they are not. A file that was complete
+/// when `cancel` was called stays.
+///
+/// A file that another download writes, mostly another process's, ends this one with code 103 and the reason "fileBusy"
+/// of the library's domain, one that cannot be written with the reason "fileFailure", a full disk with code 100.
+/// Nothing is synced to the disk: that is left to the owner of the folder, who calls `forgetVersion` afterwards.
 class ZR_EXPORT SCNetworkDownloadApi final : public SCNetworkBaseApi {
  public:
   /// Bytes since the last call, bytes so far and bytes expected; the latter two count what was on disk before, and the

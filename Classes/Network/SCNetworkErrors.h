@@ -22,7 +22,6 @@ enum class SCURLErrorCode : std::int64_t {
   CannotParseResponse = -1017,       ///< the body is not JSON, or holds no record
   DataLengthExceedsMaximum = -1103,  ///< a plain body above the agent's limit
   SecureConnectionFailed = -1200,
-  CannotWriteFile = -3003,  ///< the file cannot be opened, written, closed or renamed
 };
 
 /// Key of a parser error's user information: the JSON value that was parsed; absent when the body was no JSON.

@@ -1,43 +1,48 @@
 #include "SCRangeDecision.h"
 
+#include "SCFieldText.h"
+
 namespace {
 
 using Action = SCRangeDecision::Action;
 
-SCRangeDecision decidePart(std::int64_t offset, const std::optional<SCValidator>& validator, const SCAnswerHead& head) {
-  if (offset == 0) return {Action::RefuseAnswer, {}};
+SCRangeDecision decidePart(std::int64_t offset, const SCVersion& known, const SCAnswerHead& head) {
+  if (offset == 0) return {Action::RefuseAnswer};
   const std::optional<SCContentRange> range = SCContentRange::parse(head.contentRange);
-  const bool answersOffset = range && range->first == offset;
+  if (!range || range->first != offset) return {Action::StartOver};
+  const SCVersion answered = SCVersion::of(head, range->total);
+  const std::int64_t end = *range->last + 1;
   const bool lengthFits =
-      answersOffset && (!head.contentLength || *head.contentLength == *range->last - *range->first + 1);
-  const bool isSeveralParts = head.contentType.starts_with("multipart/");
-  if (!lengthFits || isSeveralParts || (validator && !validator->agreesWith(head))) return {Action::StartOver, {}};
-  return {Action::Append, range->total ? *range->total : *range->last + 1};
+      head.contentLength.value_or(end - offset) == end - offset && end <= known.length.value_or(end);
+  const bool isSeveralParts = SCFieldText::beginsWithWord(head.contentType, "multipart/");
+  if (!lengthFits || isSeveralParts || !known.isContinuedBy(answered)) return {Action::StartOver};
+  return {Action::Append, known.with(answered), end};
 }
 
-SCRangeDecision decideNotSatisfiable(std::int64_t offset, const SCAnswerHead& head) {
-  if (offset == 0) return {Action::RefuseStatus, {}};
+SCRangeDecision decideNotSatisfiable(std::int64_t offset, const SCVersion& known, const SCAnswerHead& head) {
+  if (offset == 0) return {Action::RefuseStatus};
   const std::optional<SCContentRange> range = SCContentRange::parse(head.contentRange);
-  if (range && !range->first && range->total == offset) return {Action::AlreadyComplete, offset};
-  return {Action::StartOver, {}};
+  if (!range || range->first) return {Action::StartOver};
+  const SCVersion answered = SCVersion::of(head, range->total);
+  if (!known.isCompletedBy(answered, offset)) return {Action::StartOver};
+  return {Action::AlreadyComplete, known.with(answered), offset};
 }
 
 }  // namespace
 
-std::vector<std::string> SCRangeDecision::requestFields(std::int64_t offset,
-                                                        const std::optional<SCValidator>& validator) {
+std::vector<std::string> SCRangeDecision::requestFields(std::int64_t offset, const SCVersion& known) {
   if (offset == 0) return {};
   std::vector<std::string> fields{"Range: bytes=" + std::to_string(offset) + "-"};
-  if (validator) fields.push_back("If-Range: " + validator->ifRange());
+  const std::string condition = known.ifRange();
+  if (!condition.empty()) fields.push_back("If-Range: " + condition);
   return fields;
 }
 
-SCRangeDecision SCRangeDecision::decide(std::int64_t offset, const std::optional<SCValidator>& validator,
-                                        const SCAnswerHead& head) {
-  if (head.status == 416) return decideNotSatisfiable(offset, head);
-  if (!head.isSuccess()) return {Action::RefuseStatus, {}};
-  if (!head.isIdentity()) return {Action::RefuseAnswer, {}};
-  if (head.status == 206) return decidePart(offset, validator, head);
-  if (head.status == 200) return {Action::StoreFromZero, head.contentLength};
-  return {Action::RefuseAnswer, {}};
+SCRangeDecision SCRangeDecision::decide(std::int64_t offset, const SCVersion& known, const SCAnswerHead& head) {
+  if (head.status == 416) return decideNotSatisfiable(offset, known, head);
+  if (!head.isSuccess()) return {Action::RefuseStatus};
+  if (!head.isIdentity()) return {Action::RefuseAnswer};
+  if (head.status == 206) return decidePart(offset, known, head);
+  if (head.status != 200) return {Action::RefuseAnswer};
+  return {Action::StoreFromZero, SCVersion::of(head, head.contentLength), head.contentLength};
 }

@@ -71,13 +71,14 @@ Exchange SCTransfer::nextExchange() {
   head_ = {};
   fate_ = Fate::Unknown;
   completeLength_.reset();
+  bodyEnd_.reset();
   body_.clear();
   bodySize_ = 0;
   stallDeadline_ = flushDeadline_ = Clock::time_point::max();
 
   Exchange exchange{address_.text, {}, !file_};
   if (file_) {
-    exchange.headers = SCRangeDecision::requestFields(offset_, file_->validator());
+    exchange.headers = SCRangeDecision::requestFields(offset_, file_->version());
     exchange.headers.emplace_back("Accept-Encoding: identity");
   }
   if (sendsCallerHeaders_) {
@@ -91,8 +92,8 @@ void SCTransfer::connected(Clock::time_point now) {
 }
 
 bool SCTransfer::receiveHeadLine(std::string_view line, Clock::time_point now) {
-  stallDeadline_ = now + limits_.stallTimeout;
   if (fate_ != Fate::Unknown || !head_.addLine(line)) return true;  // a trailer, or more to come
+  stallDeadline_ = now + limits_.stallTimeout;                      // a head as a whole has as long as a byte
   decide();
   const bool isWanted = fate_ == Fate::Collect || fate_ == Fate::Store;
   return isWanted || head_.contentLength.value_or(0) <= kDrainLimit;
@@ -119,8 +120,14 @@ bool SCTransfer::fail(ZRError error) {
   return false;
 }
 
+void SCTransfer::refuseAnswer() {
+  fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer is of no use"));
+}
+
 void SCTransfer::decide() {
-  if (head_.isRedirect()) {
+  if (!head_.isSound()) {
+    fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer contradicts itself"));
+  } else if (head_.isRedirect()) {
     decideRedirect();
   } else if (file_) {
     decideDownload();
@@ -146,6 +153,8 @@ void SCTransfer::decideRedirect() {
 void SCTransfer::decidePlain() {
   if (!head_.isSuccess()) {
     fail(SCFailure::status(head_.status));
+  } else if (head_.status == 206) {
+    refuseAnswer();
   } else if (head_.contentLength.value_or(0) > limits_.maxPlainBody) {
     fail(SCFailure::transport(Code::DataLengthExceedsMaximum));
   } else {
@@ -155,11 +164,11 @@ void SCTransfer::decidePlain() {
 
 void SCTransfer::decideDownload() {
   using Action = SCRangeDecision::Action;
-  const SCRangeDecision decision = SCRangeDecision::decide(offset_, file_->validator(), head_);
+  const SCRangeDecision decision = SCRangeDecision::decide(offset_, file_->version(), head_);
   switch (decision.action) {
     case Action::StoreFromZero:
     case Action::Append:
-      store(decision.action == Action::StoreFromZero, decision.completeLength);
+      store(decision);
       break;
     case Action::AlreadyComplete:
       fate_ = Fate::Complete;
@@ -172,24 +181,25 @@ void SCTransfer::decideDownload() {
       fail(SCFailure::status(head_.status));
       break;
     case Action::RefuseAnswer:
-      fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer is of no use"));
+      refuseAnswer();
       break;
   }
 }
 
-void SCTransfer::store(bool fromZero, std::optional<std::int64_t> completeLength) {
+void SCTransfer::store(const SCRangeDecision& decision) {
   if (ticket_->isCancelled()) {
     fail(SCFailure::transport(Code::Cancelled));
     return;
   }
-  const std::optional<SCValidator> validator = SCValidator::fromAnswer(head_);
-  auto failure = fromZero ? file_->startOver(validator) : file_->appendRest(validator);
-  if (failure) {
+  if (decision.action == SCRangeDecision::Action::Append) {
+    file_->appendRest(decision.version);
+  } else if (auto failure = file_->startOver(decision.version)) {
     fail(*std::move(failure));
     return;
   }
   fate_ = Fate::Store;
-  completeLength_ = completeLength;
+  completeLength_ = decision.version.length;
+  bodyEnd_ = decision.bodyEnd;
   if (completeLength_) file_->expect(*completeLength_);
   offset_ = reported_ = file_->length();
 }
@@ -202,7 +212,7 @@ bool SCTransfer::collect(std::string_view bytes) {
 
 bool SCTransfer::storeBytes(std::string_view bytes) {
   if (ticket_->isCancelled()) return false;
-  if (completeLength_ && offset_ + bodySize_ > *completeLength_) {
+  if (bodyEnd_ && offset_ + bodySize_ > *bodyEnd_) {
     return fail(SCFailure::transport(Code::NetworkConnectionLost, "more bytes than the answer told"));
   }
   auto failure = file_->append(bytes);
@@ -240,14 +250,28 @@ std::optional<SCURLErrorCode> SCTransfer::tick(Clock::time_point now) {
   postWritten(now);
   if (!failure) return std::nullopt;
   fail(*std::move(failure));
-  return Code::CannotWriteFile;
+  return Code::NetworkConnectionLost;  // ends the exchange; the error is the file's
 }
 
 std::optional<Exchange> SCTransfer::exchangeEnded(std::optional<SCURLErrorCode> failure) {
+  if (!failure && isPiece() && !ticket_->isCancelled()) askForTheRest();
   if (fate_ == Fate::Again && failure != Code::TimedOut && !ticket_->isCancelled()) return nextExchange();
   if (!ticket_->isCancelled()) conclude(failure);
   if (ticket_->isCancelled()) abandon();
   return std::nullopt;
+}
+
+/// Whether the body has arrived whole, and does not end where the file is known to end.
+bool SCTransfer::isPiece() const {
+  return fate_ == Fate::Store && bodyEnd_ && bodyEnd_ != completeLength_ && offset_ + bodySize_ == *bodyEnd_;
+}
+
+void SCTransfer::askForTheRest() {
+  auto failure = file_->flush();
+  addWritten();
+  offset_ = reported_;
+  fate_ = Fate::Again;
+  if (failure) fail(*std::move(failure));
 }
 
 void SCTransfer::conclude(std::optional<SCURLErrorCode> failure) {
@@ -264,7 +288,7 @@ void SCTransfer::concludeFile() {
     if (failure && !error_) error_ = std::move(failure);
     addWritten();
   }
-  if (!error_ && fate_ == Fate::Store && completeLength_.value_or(reported_) != reported_) {
+  if (!error_ && fate_ == Fate::Store && bodyEnd_.value_or(reported_) != reported_) {
     error_ = SCFailure::transport(Code::NetworkConnectionLost);
   }
   if (error_ || ticket_->isCancelled()) return;
@@ -289,7 +313,7 @@ SCParserResult SCTransfer::parseBody() {
 
 void SCTransfer::end(SCParserResult result) {
   if (file_ && error_) file_->abandon();
-  ticket_->postEnd(std::make_shared<Response>(error_, std::move(result), head_.status));
+  ticket_->postEnd(std::make_shared<Response>(error_, std::move(result), head_.finalStatus()));
   ticket_->postRelease(std::move(spec_.parser));
 }
 

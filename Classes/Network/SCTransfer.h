@@ -17,7 +17,7 @@
 #include "SCTransferTicket.h"
 
 /// One request from its start to its `responseHandler`: what to send, what to make of the answer, when to give up. One
-/// or more exchanges follow each other: a redirect or a start over asks for another one.
+/// or more exchanges follow each other: a redirect a start over or a body that is a piece asks for another one.
 ///
 /// It knows no HTTP client: who drives it tells what arrived and what time it is, and sends what it returns. The
 /// agent's thread only.
@@ -77,12 +77,13 @@ class SCTransfer final {
   std::optional<Exchange> refuse(ZRError error);
   Exchange nextExchange();
   bool fail(ZRError error);
+  void refuseAnswer();
 
   void decide();
   void decideRedirect();
   void decidePlain();
   void decideDownload();
-  void store(bool fromZero, std::optional<std::int64_t> completeLength);
+  void store(const SCRangeDecision& decision);
 
   bool collect(std::string_view bytes);
   bool storeBytes(std::string_view bytes);
@@ -90,6 +91,8 @@ class SCTransfer final {
   void postWritten(Clock::time_point now);
 
   void conclude(std::optional<SCURLErrorCode> failure);
+  bool isPiece() const;
+  void askForTheRest();
   void concludeFile();
   SCParserResult parseBody();
   void end(SCParserResult result);
@@ -114,7 +117,8 @@ class SCTransfer final {
   SCAnswerHead head_;
   Fate fate_ = Fate::Unknown;
   std::optional<ZRError> error_;
-  std::optional<std::int64_t> completeLength_;
+  std::optional<std::int64_t> completeLength_;  // of the file
+  std::optional<std::int64_t> bodyEnd_;         // the file's length when this body is stored
   std::string body_;
   std::int64_t bodySize_ = 0;
   Clock::time_point stallDeadline_ = Clock::time_point::max();

@@ -93,7 +93,6 @@ ZRError ZRTaskRunner::_mappedTransportError(const ZRError& error) {
     case SCURLErrorCode::CannotParseResponse:
     case SCURLErrorCode::DataLengthExceedsMaximum:
     case SCURLErrorCode::SecureConnectionFailed:
-    case SCURLErrorCode::CannotWriteFile:
       break;
   }
   return error;

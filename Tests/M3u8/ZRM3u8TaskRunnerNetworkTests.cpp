@@ -156,6 +156,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
 TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedWhenTheDiskHasRoomAndNeedsNoPlaylist) {
   const std::string bytes = patternBytes(5000);
   writeFile(file("7-1.mp4"), bytes.substr(0, 2000));
+  writeFile(file(".7-1.mp4.resume"), "ETag: \"v\"\nLength: 5000\n");
   origin_.serveFile("/v.mp4", {.bytes = bytes, .etag = "\"v\""});
   serveRecord(oneFile_);  // without an address: the disk is looked at first
   fillDisk();

@@ -160,7 +160,7 @@ class NetworkFixture : public testing::Test {
 
   LoopbackOrigin origin_;
   const std::string file_ = folder_ / "v.mp4";
-  const std::string validatorFile_ = folder_ / ".v.mp4.resume";
+  const std::string versionFile_ = folder_ / ".v.mp4.resume";
   SCNetworkLimits limits_;
   ZRHostInfo host_ = ZRHostInfo::defaults();
   std::unique_ptr<SCNetworkAgent> agent_;

@@ -1,17 +1,28 @@
 #include <cerrno>
+#include <cstring>
+#include <functional>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "NetworkFixture.h"
 #include "SCFailure.h"
+#include "SCSideName.h"
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 namespace {
 
-class SCNetworkDownloadApiTest : public NetworkFixture {};
+class SCNetworkDownloadApiTest : public NetworkFixture {
+ protected:
+  /// The reason of an unusable file; empty for every other end.
+  static std::string fileFailure(const Outcome& outcome) {
+    const auto code = static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable);
+    return outcome.codeIn(kZRErrorDomain) == code ? outcome.err->userInfo()["reason"].textValue().value_or("") : "";
+  }
+};
 
 }  // namespace
 
@@ -34,6 +45,10 @@ TEST_F(SCNetworkDownloadApiTest, aWholeBodyBecomesTheFileAndEveryByteIsTold) {
       EXPECT_EQ(outcome.chunks, static_cast<std::int64_t>(bytes.size()));
       EXPECT_EQ(outcome.received, static_cast<std::int64_t>(bytes.size()));
       EXPECT_EQ(outcome.expected, expected);
+      const std::string version = readFile(versionFile_);
+      EXPECT_EQ(version, resume ? "Length: " + std::to_string(bytes.size()) + "\n" : "")
+          << "is kept until it is forgotten";
+      SCNetworkDownloadApi::forgetVersion(file_);
       EXPECT_THAT(files(), ElementsAre("v.mp4"));
     }
   }
@@ -51,30 +66,43 @@ TEST_F(SCNetworkDownloadApiTest, goesOnWhereItMayAndStartsOverWhereItMayNot) {
     std::erase_if(request.headers, [](const auto& field) { return field.first == "If-Range"; });
     out.respondFile(request, {.bytes = body_, .etag = "\"v2\""});
   });
+  // One that tells the length of the rest, but not that it is all of it.
+  origin_.route("/piecewise", [&](const OriginRequest& request, OriginConnection& out) {
+    if (request.header("Range") != "bytes=1000-") return out.respondFile(request, {.bytes = body_, .etag = "\"v1\""});
+    out.respond(206, body_.substr(1000, 1000), {{"Content-Range", "bytes 1000-1999/*"}, {"ETag", "\"v1\""}});
+  });
   struct Case {
     const char* path;
     std::string stored;
-    const char* validator;
+    const char* version;
     int status;
     std::int64_t chunks;
     std::vector<std::string> asked;  // Range and If-Range of each request
   };
   const std::string part = body_.substr(0, 1000);
-  const char* const tag1 = "ETag: \"v1\"\n";
+  const char* const tag1 = "ETag: \"v1\"\nLength: 5000\n";
+  const char* const sized = "Length: 5000\n";
   const Case cases[] = {
       {"/v1", part, tag1, 206, 4000, {"bytes=1000- \"v1\""}},
       {"/elsewhere", part, tag1, 206, 4000, {"bytes=1000- \"v1\"", "bytes=1000- \"v1\""}},
+      {"/piecewise", part, tag1, 206, 4000, {"bytes=1000- \"v1\"", "bytes=2000- \"v1\""}},
       {"/v1", body_, tag1, 416, 0, {"bytes=5000- \"v1\""}},
       {"/v2", old_, tag1, 200, 5000, {"bytes=1000- \"v1\""}},
       {"/careless", old_, tag1, 200, 5000, {"bytes=1000- \"v1\"", "- -"}},
-      {"/untagged", part, "damaged", 206, 4000, {"bytes=1000- -"}},
-      {"/untagged", patternBytes(5001, 7), "", 200, 5000, {"bytes=5001- -", "- -"}},
-      {"/whole", old_, "", 200, 5000, {"bytes=1000- -"}},
+      {"/untagged", part, sized, 206, 4000, {"bytes=1000- -"}},
+      {"/untagged", body_, sized, 416, 0, {"bytes=5000- -"}},
+      {"/untagged", old_, "Length: 6000\n", 200, 5000, {"bytes=1000- -", "- -"}},
+      {"/untagged", patternBytes(5001, 7), sized, 200, 5000, {"bytes=5001- -", "- -"}},
+      {"/whole", old_, sized, 200, 5000, {"bytes=1000- -"}},
+      {"/v1", old_, nullptr, 200, 5000, {"- -"}},
+      {"/v1", old_, "", 200, 5000, {"- -"}},
+      {"/v1", old_, "ETag: \"v1\"\nLength: 50", 200, 5000, {"- -"}},
   };
-  for (const auto& [path, stored, validator, status, chunks, asked] : cases) {
+  for (const auto& [path, stored, version, status, chunks, asked] : cases) {
     SCOPED_TRACE(path);
     writeFile(file_, stored);
-    writeFile(validatorFile_, validator);
+    std::filesystem::remove(versionFile_);
+    if (version) writeFile(versionFile_, version);
     const std::size_t before = origin_.requests().size();
     const Outcome outcome = run(download(origin_.url(path), true));
     EXPECT_FALSE(outcome.err);
@@ -83,7 +111,8 @@ TEST_F(SCNetworkDownloadApiTest, goesOnWhereItMayAndStartsOverWhereItMayNot) {
     EXPECT_EQ(outcome.received, 5000);
     EXPECT_EQ(outcome.expected, 5000);
     EXPECT_EQ(readFile(file_), body_);
-    EXPECT_THAT(files(), ElementsAre("v.mp4"));
+    EXPECT_THAT(files(), ElementsAre(".v.mp4.resume", "v.mp4"));
+    EXPECT_THAT(readFile(versionFile_), EndsWith(sized));
     std::vector<std::string> sent;
     for (const OriginRequest& request : origin_.requests()) {
       sent.push_back(request.header("Range").value_or("-") + " " + request.header("If-Range").value_or("-"));
@@ -104,19 +133,12 @@ TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
   EXPECT_EQ(readFile(file_), body_.substr(0, 2000));
   EXPECT_THAT(files(), ElementsAre(".v.mp4.resume", "v.mp4"));
 
-  origin_.serve("/v", body_.substr(2000, 1000), 206, {{"Content-Range", "bytes 2000-2999/5000"}});
-  const Outcome second = run(download(origin_.url("/v"), true));
-  EXPECT_EQ(second.code(), Code::NetworkConnectionLost) << "a piece of the rest is not the rest";
-  EXPECT_EQ(second.chunks, 1000);
-  EXPECT_EQ(readFile(file_), body_.substr(0, 3000));
-
   origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
-  const Outcome third = run(download(origin_.url("/v"), true));
-  EXPECT_FALSE(third.err);
-  EXPECT_EQ(third.chunks, 2000);
-  EXPECT_EQ(origin_.requests()[2].header("If-Range"), "\"v1\"");
+  const Outcome second = run(download(origin_.url("/v"), true));
+  EXPECT_FALSE(second.err);
+  EXPECT_EQ(second.chunks, 3000);
+  EXPECT_EQ(origin_.requests()[1].header("If-Range"), "\"v1\"");
   EXPECT_EQ(readFile(file_), body_);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
@@ -127,7 +149,11 @@ TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   serveRaw("/stall", part, &OriginConnection::stall);
   serveRaw("/silent", "", &OriginConnection::stall);
   serveRaw("/chunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789");
-  for (const char* path : {"/end", "/reset", "/stall", "/silent", "/chunks"}) {
+  serveRaw("/lengths", "HTTP/1.1 200 OK\r\nContent-Length: 5000\r\nContent-Length: 3000\r\n\r\n" + body_);
+  origin_.route("/interim", [](const OriginRequest&, OriginConnection& out) {
+    while (out.isOpen()) out.send("HTTP/1.1 103 Early Hints\r\n\r\n");
+  });
+  for (const char* path : {"/end", "/reset", "/stall", "/silent", "/chunks", "/lengths", "/interim"}) {
     EXPECT_EQ(run(download(origin_.url(path))).code(), Code::NetworkConnectionLost) << path;
     EXPECT_THAT(files(), IsEmpty()) << path;
   }
@@ -173,7 +199,6 @@ TEST_F(SCNetworkDownloadApiTest, cancelCallsNoHandlerAndLeavesAPartOnlyForAResum
   EXPECT_FALSE(second.err);
   EXPECT_EQ(second.chunks, 4000);
   EXPECT_EQ(readFile(file_), body_);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, handlersThatWerePostedBeforeTheCancelDoNotRun) {
@@ -201,19 +226,22 @@ TEST_F(SCNetworkDownloadApiTest, anAnswerAfterTheCancelTouchesNothing) {
   EXPECT_THAT(files(), IsEmpty());
 }
 
-TEST_F(SCNetworkDownloadApiTest, twoDownloadsOfOneFileDoNotMix) {
-  serveInTwo("/first", gate_, old_, 500);
-  serveInTwo("/second", laterGate_, body_, 500);
-  const Recorded first = start(download(origin_.url("/first")));
-  ASSERT_TRUE(runUntil([&] { return first->chunks == 500; }));
-  const Recorded second = start(download(origin_.url("/second")));
-  ASSERT_TRUE(runUntil([&] { return second->chunks == 500; }));
-  gate_.open();
-  EXPECT_EQ(finish(first).code(), Code::CannotWriteFile) << "its part has been replaced";
-  laterGate_.open();
-  EXPECT_FALSE(finish(second).err);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_THAT(files(), ElementsAre("v.mp4"));
+// Two agents share nothing but the folder, as two processes do.
+TEST_F(SCNetworkDownloadApiTest, whatAnotherOneWritesIsLeftAlone) {
+  origin_.serve("/v", old_);
+  serveInTwo("/false", gate_, body_);
+  serveInTwo("/true", laterGate_, body_);
+  for (const bool resume : {false, true}) {
+    const Recorded first = start(download(origin_.url(resume ? "/true" : "/false"), resume));
+    ASSERT_TRUE(runUntil([&] { return first->chunks == 1000; }));
+    const auto agent = std::exchange(agent_, nullptr);
+    const Outcome second = run(download(origin_.url("/v"), resume));
+    EXPECT_EQ(fileFailure(second), "fileBusy");
+    (resume ? laterGate_ : gate_).open();
+    EXPECT_FALSE(finish(first).err);
+    EXPECT_EQ(readFile(file_), body_);
+    std::filesystem::remove(file_);
+  }
 }
 
 TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
@@ -227,17 +255,17 @@ TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
   std::filesystem::create_directory(file_);
   std::filesystem::create_symlink(folder_ / "outside", folder_ / "w.mp4");
   gate_.open();
-  EXPECT_EQ(finish(renaming).code(), Code::CannotWriteFile);
-  EXPECT_EQ(finish(opening).code(), Code::CannotWriteFile);
+  EXPECT_EQ(fileFailure(finish(renaming)), "fileFailure");
+  EXPECT_EQ(fileFailure(finish(opening)), "fileFailure");
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
   EXPECT_THAT(files(), ElementsAre("outside", "v.mp4", "w.mp4"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
-  const auto codeFor = [&](const std::string& path, bool resume) {
+  const auto failureFor = [&](const std::string& path, bool resume) {
     const auto request = download(origin_.url("/v"), resume);
     request->setDownloadFilePath(path);
-    return run(request).code();
+    return fileFailure(run(request));
   };
   writeFile(folder_ / "outside", old_);
   std::filesystem::create_symlink(folder_ / "outside", folder_ / "link");
@@ -248,7 +276,7 @@ TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
     for (const std::string& path :
          {folder_ / "link", folder_ / "folder", folder_ / "fifo", folder_ / "missing/v.mp4", std::string(),
           std::string("v.mp4"), folder_ / "", folder_ / "..", folder_ / std::string_view("a\0b", 3)}) {
-      EXPECT_EQ(codeFor(path, resume), Code::CannotWriteFile) << path;
+      EXPECT_EQ(failureFor(path, resume), "fileFailure") << path;
     }
   }
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
@@ -256,16 +284,37 @@ TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
   EXPECT_TRUE(origin_.requests().empty());
 }
 
-TEST_F(SCNetworkDownloadApiTest, aLinkInThePlaceOfAPartIsNotFollowed) {
+TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNoDownload) {
   origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
-  writeFile(folder_ / "outside", old_);
-  std::filesystem::create_symlink(folder_ / "outside", folder_ / ".v.mp4.part");
-  std::filesystem::create_symlink(folder_ / "outside", validatorFile_);
-  EXPECT_FALSE(run(download(origin_.url("/v"))).err);
-  std::filesystem::remove(file_);
-  EXPECT_FALSE(run(download(origin_.url("/v"), true)).err);
-  EXPECT_EQ(readFile(file_), body_);
-  EXPECT_EQ(readFile(folder_ / "outside"), old_);
+  writeFile(folder_ / "outside", "ETag: \"v1\"\nLength: 5000\n");
+  const auto outside = readFile(folder_ / "outside");
+  const std::function<void(const std::string&)> obstacles[] = {
+      [](const std::string& name) { writeFile(name, "leftover"); },
+      [](const std::string& name) { std::filesystem::create_directory(name); },
+      [](const std::string& name) { ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0); },
+      [this](const std::string& name) { std::filesystem::create_symlink(folder_ / "outside", name); },
+      [](const std::string& name) { ASSERT_EQ(::mknod(name.c_str(), S_IFSOCK | 0600, 0), 0); },
+      [this](const std::string& name) { std::filesystem::create_hard_link(folder_ / "outside", name); },
+  };
+  const std::string longest(255, 'x');
+  for (const std::string& name : {std::string("v.mp4"), longest.substr(9), longest.substr(8), longest}) {
+    for (const std::string& helper :
+         {SCSideName::part(name), SCSideName::version(name), SCSideName::versionDraft(name)}) {
+      for (const auto& makeObstacle : obstacles) {
+        SCOPED_TRACE(helper);
+        makeObstacle(folder_ / helper);
+        const bool resume = helper != SCSideName::part(name);
+        const auto request = download(origin_.url("/v"), resume);
+        request->setDownloadFilePath(folder_ / name);
+        EXPECT_FALSE(run(request).err);
+        EXPECT_EQ(readFile(folder_ / name), body_);
+        EXPECT_EQ(readFile(folder_ / "outside"), outside);
+        for (const std::string& left : files()) {
+          if (left != "outside") std::filesystem::remove(folder_ / left);
+        }
+      }
+    }
+  }
 }
 
 TEST_F(SCNetworkDownloadApiTest, aSlowBodyIsWrittenAndToldInItsFolderWhereverThatGoes) {
@@ -298,7 +347,7 @@ TEST_F(SCNetworkDownloadApiTest, aWriteThatFailsIsAnError) {
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
   const Outcome outcome = run(download(origin_.url("/v")));
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-  EXPECT_EQ(outcome.code(), Code::CannotWriteFile);
+  EXPECT_EQ(fileFailure(outcome), "fileFailure");
   EXPECT_THAT(files(), IsEmpty());
 }
 
@@ -306,5 +355,9 @@ TEST(SCFailure, aFullDiskIsTheLibrarysOwnError) {
   for (const int error : {ENOSPC, EDQUOT}) {
     EXPECT_EQ(SCFailure::file("write", error), ZRError(ZRErrorCode::DiskFull, "磁盘空间不足"));
   }
-  EXPECT_EQ(SCFailure::file("write", EIO).domain(), kSCURLErrorDomain);
+  for (const int error : {EIO, EMFILE, ESTALE, EACCES}) {
+    const ZRError failure = SCFailure::file("write", error);
+    EXPECT_EQ(failure.code(), static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable));
+    EXPECT_EQ(failure.userInfo()["cause"].textValue(), std::string("write: ") + std::strerror(error));
+  }
 }

@@ -6,9 +6,6 @@ using namespace std::string_literals;
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char* kDate = "Tue, 15 Nov 1994 12:45:26 GMT";
 
 SCAnswerHead headOf(const std::vector<std::string>& lines) {
@@ -22,61 +19,109 @@ SCAnswerHead headOf(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-TEST(SCRangeDecision, asksForTheRestUnderTheStrongestCondition) {
-  EXPECT_THAT(SCRangeDecision::requestFields(0, SCValidator{"\"a\"", ""}), IsEmpty());
-  EXPECT_THAT(SCRangeDecision::requestFields(1000, std::nullopt), ElementsAre("Range: bytes=1000-"));
-  EXPECT_THAT(SCRangeDecision::requestFields(7, SCValidator{"\"a\"", ""}),
-              ElementsAre("Range: bytes=7-", "If-Range: \"a\""));
-  EXPECT_THAT(SCRangeDecision::requestFields(7, SCValidator{"", kDate}),
-              ElementsAre("Range: bytes=7-", std::string("If-Range: ") + kDate));
-}
-
 TEST(SCRangeDecision, everyAnswerToAPlainOrARangeRequest) {
   using enum SCRangeDecision::Action;
   struct Case {
     const char* what;
+    std::string known;  // what is kept beside the bytes
     std::int64_t offset;
     std::vector<std::string> lines;
     SCRangeDecision::Action action;
-    std::optional<std::int64_t> completeLength = {};
+    std::string version = {};  // of the bytes that are stored then
+    std::int64_t bodyEnd = -1;
   };
   const std::string whole = "HTTP/1.1 200 OK";
   const std::string part = "HTTP/1.1 206 P";
+  const std::string none = "HTTP/1.1 416 R";
   const std::string rest = "Content-Range: bytes 1000-4999/5000";
-  const std::string several = "Content-Type: multipart/byteranges; boundary=x";
+  const std::string piece = "Content-Range: bytes 1000-1999/*";
+  const std::string nothing = "Content-Range: bytes */5000";
+  const std::string several = "Content-Type: MultiPart/byteranges; boundary=x";
+  const std::string date = "Last-Modified: "s + kDate;
+  const std::string strong = "ETag: \"v1\"\nLength: 5000\n";
+  const std::string open = "ETag: \"v1\"\nLength: *\n";
+  const std::string weak = "ETag: W/\"v1\"\nLength: 5000\n";
+  const std::string weakOpen = "ETag: W/\"v1\"\nLength: *\n";
+  const std::string dated = date + "\nLength: 5000\n";
+  const std::string justDated = "Last-Modified: W/"s + kDate + "\nLength: 5000\n";
+  const std::string sized = "Length: 5000\n";
   const Case cases[] = {
-      {"whole", 0, {whole, "content-length: 5000"}, StoreFromZero, 5000},
-      {"whole, length not told", 0, {"HTTP/2 200"}, StoreFromZero},
-      {"chunked", 0, {whole, "Content-Length: 9", "Transfer-Encoding: chunked"}, StoreFromZero},
-      {"whole in place of the rest", 1000, {whole, "Content-Length: 9"}, StoreFromZero, 9},
-      {"the rest", 1000, {part, rest, "Content-Length: 4000"}, Append, 5000},
-      {"the rest, total unknown", 1000, {part, "Content-Range: Bytes 1000-4999/*"}, Append, 5000},
-      {"a piece of the rest", 1000, {part, "Content-Range: bytes 1000-1999/5000"}, Append, 5000},
-      {"same tag", 1000, {part, rest, "ETag: \"v1\""}, Append, 5000},
-      {"another tag", 1000, {part, rest, "ETag: \"v2\""}, StartOver},
-      {"wrong offset", 1000, {part, "Content-Range: bytes 999-4999/5000"}, StartOver},
-      {"no range told", 1000, {part, "Content-Length: 4000"}, StartOver},
-      {"length against range", 1000, {part, rest, "Content-Length: 1"}, StartOver},
-      {"several parts", 1000, {part, rest, several}, StartOver},
-      {"part of what was not asked in parts", 0, {part, "Content-Range: bytes 0-9/10"}, RefuseAnswer},
-      {"nothing left", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */5000"}, AlreadyComplete, 5000},
-      {"shorter there", 5000, {"HTTP/1.1 416 R", "Content-Range: bytes */4999"}, StartOver},
-      {"nothing left, length not told", 5000, {"HTTP/1.1 416 R"}, StartOver},
-      {"no range asked", 0, {"HTTP/1.1 416 R", "Content-Range: bytes */0"}, RefuseStatus},
-      {"missing", 1000, {"HTTP/1.1 404 N", "Content-Length: 9"}, RefuseStatus},
-      {"not modified", 0, {"HTTP/1.1 304 N"}, RefuseStatus},
-      {"coded", 0, {whole, "Content-Encoding: gzip"}, RefuseAnswer},
-      {"coded by itself", 0, {whole, "Content-Encoding: Identity"}, StoreFromZero},
-      {"no content", 0, {"HTTP/1.1 204 N"}, RefuseAnswer},
-      {"after an interim answer", 0, {"HTTP/1.1 103 E", "Content-Length: 1", "", whole}, StoreFromZero},
+      {"whole", "", 0, {whole, "content-length: 5000"}, StoreFromZero, sized, 5000},
+      {"whole, length not told", "", 0, {"HTTP/2 200", "ETag: \"v1\""}, StoreFromZero, open},
+      {"chunked", "", 0, {whole, "Content-Length: 9", "Transfer-Encoding: chunked"}, StoreFromZero},
+      {"whole in place of the rest", strong, 1000, {whole, "Content-Length: 9"}, StoreFromZero, "Length: 9\n", 9},
+      {"a line like a status", "", 0, {whole, "HTTP/1.1 404 N", "Content-Length: 9"}, StoreFromZero, "Length: 9\n", 9},
+      {"after an interim answer", "", 0, {"HTTP/1.1 103 E", "Content-Length: 1", "", whole}, StoreFromZero},
+      {"the rest", strong, 1000, {part, rest, "Content-Length: 4000"}, Append, strong, 5000},
+      {"the rest, tagged",
+       strong,
+       1000,
+       {part, rest, "ETag: \"v1\"", date},
+       Append,
+       "ETag: \"v1\"\nLast-Modified: W/"s + kDate + "\nLength: 5000\n",
+       5000},
+      {"a piece", strong, 1000, {part, "Content-Range: bytes 1000-1999/5000"}, Append, strong, 2000},
+      {"a piece, total unknown", strong, 1000, {part, piece}, Append, strong, 2000},
+      {"a piece of what is unknown", open, 1000, {part, piece}, Append, open, 2000},
+      {"a piece of another length", strong, 1000, {part, "Content-Range: bytes 1000-5000/*"}, StartOver},
+      {"another length", strong, 1000, {part, "Content-Range: bytes 1000-4999/6000"}, StartOver},
+      {"another tag", strong, 1000, {part, rest, "ETag: \"v2\""}, StartOver},
+      {"the same weak tag", weak, 1000, {part, rest, "ETag: W/\"v1\""}, Append, weak, 5000},
+      {"another weak tag", weak, 1000, {part, rest, "ETag: W/\"v2\""}, StartOver},
+      {"no weak tag any more", weak, 1000, {part, rest}, StartOver},
+      {"under a date", dated, 1000, {part, rest}, Append, dated, 5000},
+      {"the same weak date", justDated, 1000, {part, rest, date}, Append, justDated, 5000},
+      {"no weak date any more", justDated, 1000, {part, rest}, StartOver},
+      {"another date", dated, 1000, {part, rest, "Last-Modified: Tue, 15 Nov 1994 12:45:27 GMT"}, StartOver},
+      {"the same length", sized, 1000, {part, rest}, Append, sized, 5000},
+      {"the length not told again", sized, 1000, {part, piece}, StartOver},
+      {"tagged by now", sized, 1000, {part, rest, "ETag: \"v1\""}, StartOver},
+      {"of an unknown version", "", 1000, {part, rest}, StartOver},
+      {"wrong offset", strong, 1000, {part, "Content-Range: bytes 999-4999/5000"}, StartOver},
+      {"no range told", strong, 1000, {part, "Content-Length: 4000"}, StartOver},
+      {"length against range", strong, 1000, {part, rest, "Content-Length: 1"}, StartOver},
+      {"several parts", strong, 1000, {part, rest, several}, StartOver},
+      {"part of what was not asked in parts", "", 0, {part, "Content-Range: bytes 0-9/10"}, RefuseAnswer},
+      {"nothing left", strong, 5000, {none, nothing}, AlreadyComplete, strong, 5000},
+      {"nothing left, as is known now", open, 5000, {none, nothing}, AlreadyComplete, strong, 5000},
+      {"nothing left, same weak tag", weakOpen, 5000, {none, nothing, "ETag: W/\"v1\""}, AlreadyComplete, weak, 5000},
+      {"nothing left, of something", weakOpen, 5000, {none, nothing}, StartOver},
+      {"nothing left, another tag", strong, 5000, {none, nothing, "ETag: \"v2\""}, StartOver},
+      {"nothing left, same length", sized, 5000, {none, nothing}, AlreadyComplete, sized, 5000},
+      {"nothing left of an unknown version", "", 5000, {none, nothing}, StartOver},
+      {"shorter there", open, 5000, {none, "Content-Range: bytes */4999"}, StartOver},
+      {"shorter by now", strong, 4999, {none, "Content-Range: bytes */4999"}, StartOver},
+      {"nothing left, length not told", strong, 5000, {none}, StartOver},
+      {"no range asked", "", 0, {none, "Content-Range: bytes */0"}, RefuseStatus},
+      {"missing", strong, 1000, {"HTTP/1.1 404 N", "Content-Length: 9"}, RefuseStatus},
+      {"not modified", "", 0, {"HTTP/1.1 304 N"}, RefuseStatus},
+      {"coded", "", 0, {whole, "Content-Encoding: gzip"}, RefuseAnswer},
+      {"coded by itself", "", 0, {whole, "Content-Encoding: Identity"}, StoreFromZero},
+      {"no content", "", 0, {"HTTP/1.1 204 N"}, RefuseAnswer},
   };
-  const SCValidator known{"\"v1\"", ""};
   for (const Case& one : cases) {
-    const SCRangeDecision decision = SCRangeDecision::decide(one.offset, known, headOf(one.lines));
-    EXPECT_EQ(decision.action, one.action) << one.what;
-    if (one.action == Append || one.action == StoreFromZero) {
-      EXPECT_EQ(decision.completeLength, one.completeLength) << one.what;
-    }
+    SCOPED_TRACE(one.what);
+    const auto decision = SCRangeDecision::decide(one.offset, SCVersion::fromFile(one.known), headOf(one.lines));
+    EXPECT_EQ(decision.action, one.action);
+    EXPECT_EQ(decision.version.isKnown() ? decision.version.fileText() : "", one.version);
+    EXPECT_EQ(decision.bodyEnd.value_or(-1), one.bodyEnd);
+  }
+}
+
+TEST(SCAnswerHead, lengthsThatContradictEachOtherAreUnsound) {
+  const std::string status = "HTTP/1.1 200 OK";
+  const std::string chunked = "Transfer-Encoding: chunked";
+  for (const auto& [sound, lines] : std::vector<std::pair<bool, std::vector<std::string>>>{
+           {true, {"Content-Length: 5", "Content-Length: 5, 5"}},
+           {true, {"Content-Length: 5", chunked, "Content-Length: 6"}},
+           {true, {"Content-Length: 5", "Content-Length: 6", chunked}},
+           {false, {"Content-Length: 5", "Content-Length: 6"}},
+           {false, {"Content-Length: 5, 6, 5"}},
+           {false, {"Content-Length: 5", "Content-Length:"}},
+           {false, {"Content-Length: five", "Content-Length: 5"}}}) {
+    std::vector<std::string> head{status};
+    head.insert(head.end(), lines.begin(), lines.end());
+    EXPECT_EQ(headOf(head).isSound(), sound) << lines.back();
   }
 }
 
@@ -93,22 +138,37 @@ TEST(SCContentRange, isReadStrictly) {
   }
 }
 
-TEST(SCValidator, aWeakTagIsNone) {
-  const std::string dateLine = std::string("Last-Modified: ") + kDate;
-  const auto strong = SCValidator::fromAnswer(headOf({"HTTP/1.1 200 OK", "ETag: \"a b\"", "ETag: \"x\"", dateLine}));
-  EXPECT_EQ(strong, (SCValidator{"\"x\"", ""}));
-  const auto dated = SCValidator::fromAnswer(headOf({"HTTP/1.1 200 OK", "ETag: W/\"x\"", dateLine}));
-  EXPECT_EQ(dated, (SCValidator{"", kDate}));
-  EXPECT_FALSE(SCValidator::fromAnswer(headOf({"HTTP/1.1 200 OK", "ETag: x", "Last-Modified: yesterday"})));
-}
-
-TEST(SCValidator, survivesItsFileAndNothingElseDoes) {
-  for (const SCValidator& validator : {SCValidator{"\"a/ü\"", ""}, SCValidator{"", kDate}}) {
-    EXPECT_EQ(SCValidator::fromFile(validator.fileText()), validator);
+TEST(SCVersion, isReadFromAnAnswerAndAskedForWhereItIsStrong) {
+  struct Case {
+    std::vector<std::string> lines;
+    std::string text;
+    std::string ifRange;
+  };
+  const std::string modified = "Last-Modified: "s + kDate;
+  for (const Case& one :
+       {Case{{"ETag: \"a\"", "ETag: \"x\""}, "ETag: \"x\"\n", "\"x\""},
+        Case{{"ETag: \"x\"", modified}, "ETag: \"x\"\nLast-Modified: W/"s + kDate + "\n", "\"x\""},
+        Case{{"ETag: W/\"x\""}, "ETag: W/\"x\"\n", ""},
+        Case{{"ETag: W/\"x\"", modified, "Date: Wed, 16 Nov 1994 12:45:26 GMT"},
+             "ETag: W/\"x\"\n"s + modified + "\n",
+             ""},
+        Case{{"ETag: \"a b\""}, "ETag: \"a b\"\n", ""}, Case{{"ETag: x"}, "ETag: x\n", ""},
+        Case{{modified, "Date: Tue, 15 Nov 1994 12:45:27 GMT"}, modified + "\n", kDate},
+        Case{{modified, "Date: "s + kDate}, "Last-Modified: W/"s + kDate + "\n", ""},
+        Case{{modified, "Date: Tue, 15 Dec 1993 12:45:27 GMT"}, "Last-Modified: W/"s + kDate + "\n", ""},
+        Case{{"Last-Modified: Tue, 31 Feb 1994 12:45:26 GMT"}, "", ""},
+        Case{{"ETag: "s + std::string(1025, 'x'), "Last-Modified: yesterday"}, "", ""}}) {
+    std::vector<std::string> head{"HTTP/1.1 200 OK"};
+    head.insert(head.end(), one.lines.begin(), one.lines.end());
+    const SCVersion version = SCVersion::of(headOf(head), 7);
+    EXPECT_EQ(version.fileText(), one.text + "Length: 7\n");
+    EXPECT_EQ(version.ifRange(), one.ifRange) << one.text;
+    EXPECT_EQ(SCVersion::fromFile(version.fileText()), version);
   }
   for (const std::string& text :
-       {""s, "\n"s, "ETag: \"a\""s, "ETag: \"a\n"s, "ETag: W/\"a\"\n"s, "ETag: \"a\"\r\nX: y\"\n"s,
-        "Last-Modified: now\n"s, "ETag: \"a\0\"\n"s, std::string(3000, 'x') + "\n"}) {
-    EXPECT_FALSE(SCValidator::fromFile(text)) << text;
+       {""s, "\n"s, "Length: \n"s, "Length: *\n"s, "Length: 5"s, "Length: -5\n"s, "Length: 5\n\n"s, "ETag: \"a\"\n"s,
+        "ETag: \"a\0\"\nLength: 5\n"s, "X: y\nLength: 5\n"s, "Last-Modified: now\nLength: 5\n"s,
+        std::string(3000, 'x') + "\n"}) {
+    EXPECT_FALSE(SCVersion::fromFile(text).isKnown()) << text;
   }
 }
