@@ -4,8 +4,12 @@
 #include <vector>
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
+#include "SCFileDescriptor.h"
+#include "ZRBackgroundQueue.h"
 #include "ZRDownloadManager.h"
 #include "ZRPath.h"
 #include "ZRStatementShape.h"
@@ -22,12 +26,14 @@ bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n;") == std::string_view::npos;
 }
 
-/// A statement of `sql`; throws when it is not one statement and nothing else.
+/// A statement of `sql`, the only one of `db` at that time; throws when it is not one statement and nothing else.
 SQLite::Statement prepare(SQLite::Database& db, std::string_view sql) {
   if (sql.find('\0') != std::string_view::npos) throw SQLite::Exception("a NUL in the statement");
   SQLite::Statement statement(db, std::string(sql));
-  const std::size_t parsed = statement.getExpandedSQL().size();  // nothing is bound, so this is its own text
-  if (parsed < sql.size() && !isBlank(sql.substr(parsed))) throw SQLite::Exception("more than one statement");
+  sqlite3_stmt* const parsed = ::sqlite3_next_stmt(db.getHandle(), nullptr);
+  if (parsed == nullptr) throw SQLite::Exception("no statement");
+  const std::string_view own = ::sqlite3_sql(parsed);
+  if (!isBlank(sql.substr(own.size()))) throw SQLite::Exception("more than one statement");
   return statement;
 }
 
@@ -138,20 +144,27 @@ class KeptStatements final {
 /// The open file. One thread at a time.
 class ZRDownloadDataBase::Connection final {
  public:
+  /// Opens the file for this process alone where no memory can be shared with others, as on a full volume: better so
+  /// than not at all.
   static std::unique_ptr<Connection> open(const std::string& path) {
-    try {
-      return std::make_unique<Connection>(path);
-    } catch (const SQLite::Exception&) {
-      return nullptr;
+    for (const char* locking : {"NORMAL", "EXCLUSIVE"}) {
+      try {
+        return std::make_unique<Connection>(path, locking);
+      } catch (const SQLite::Exception&) {
+        // what no mode helps fails in both
+      }
     }
+    return nullptr;
   }
 
   // The store lets one thread at a time through, so the connection needs no lock of its own.
-  explicit Connection(const std::string& path)
-      : db_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, kBusyTimeoutMilliseconds) {
+  Connection(const std::string& path, const std::string& locking)
+      : db_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX) {
     db_.exec("PRAGMA trusted_schema=OFF");
-    db_.exec("PRAGMA journal_mode=WAL");  // reads the file's header, so it fails on what is no database
+    db_.exec("PRAGMA locking_mode=" + locking);
+    writeAhead();
     db_.exec("PRAGMA synchronous=NORMAL");
+    db_.setBusyTimeout(kBusyTimeoutMilliseconds);
   }
 
   bool tableExists(const std::string& name) const { return db_.tableExists(name); }
@@ -183,6 +196,17 @@ class ZRDownloadDataBase::Connection final {
   }
 
  private:
+  /// Throws on what is no database or can only be read, and when there is no memory to share. A file in use by another
+  /// process stays in the mode that it has; nobody waits for that.
+  void writeAhead() {
+    try {
+      db_.exec("PRAGMA journal_mode=WAL");
+      db_.exec("BEGIN IMMEDIATE; COMMIT");
+    } catch (const SQLite::Exception& error) {
+      if (error.getErrorCode() != SQLITE_BUSY) throw;
+    }
+  }
+
   SQLite::Database db_;
   KeptStatements kept_{db_};  // goes before its file
 };
@@ -191,7 +215,7 @@ class ZRDownloadDataBase::Turn final {
  public:
   explicit Turn(ZRDownloadDataBase& store) : store_(store) {
     if (!store.isOpen() || store.holder_ == std::this_thread::get_id()) return;
-    lock_ = std::unique_lock(store.mutex_);
+    lock_ = std::unique_lock(store.lock_);
     store.holder_ = std::this_thread::get_id();
   }
   ~Turn() {
@@ -204,11 +228,11 @@ class ZRDownloadDataBase::Turn final {
 
  private:
   ZRDownloadDataBase& store_;
-  std::unique_lock<std::mutex> lock_;
+  std::unique_lock<ZRTicketLock> lock_;
 };
 
 ZRDownloadDataBase::ZRDownloadDataBase() {
-  const std::string path = ZRPath::append(ZRDownloadManager::downloadBasePath(), kFileName);
+  const std::string path = filePath();
   connection_ = Connection::open(path);
   const auto manager = ZRDownloadManager::sharedManager();
   if (isOpen()) {
@@ -218,7 +242,19 @@ ZRDownloadDataBase::ZRDownloadDataBase() {
   }
 }
 
-ZRDownloadDataBase::~ZRDownloadDataBase() = default;
+ZRDownloadDataBase::~ZRDownloadDataBase() {
+  ZRBackgroundQueue::disk().waitUntilIdle();
+}
+
+std::string ZRDownloadDataBase::filePath() {
+  return ZRPath::append(ZRDownloadManager::downloadBasePath(), kFileName);
+}
+
+// The log has no locks of SQLite's on it, which closing a second descriptor would take away.
+void ZRDownloadDataBase::makeDurable(const std::string& path) {
+  const SCFileDescriptor log(::open((path + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (log) (void)::fsync(log.get());
+}
 
 bool ZRDownloadDataBase::tableExists(std::string_view name) {
   const Turn turn(*this);
@@ -249,7 +285,9 @@ void ZRDownloadDataBase::executeQuery(std::string_view sql, const QueryCompletio
   try {
     connection_->use(sql, [&completion](SQLite::Statement& statement) {
       ResultSet rows(statement);
-      if (completion) completion(&rows);
+      if (completion) return completion(&rows);
+      while (rows.next()) {
+      }
     });
   } catch (const SQLite::Exception&) {
     if (completion) completion(nullptr);

@@ -15,10 +15,14 @@ struct ZRStatementShape {
   std::string text;               ///< with "?" for each literal that was taken out
   std::vector<Literal> literals;  ///< in the order of their "?"
 
-  /// Takes out the whole numbers and quoted texts that follow "=", and those that are items of VALUES. Elsewhere a
-  /// literal may be more than a value: a column's name, or its position in ORDER BY.
+  /// Takes out the whole numbers and quoted texts of a statement in one of the forms that the runners build, to the
+  /// letter; nothing for every other one, which is prepared as it stands:
   ///
-  /// Nothing for all but a single SELECT, INSERT, UPDATE or DELETE with a literal to take out, and nothing for one with
-  /// comments, quoted names, parameters or escaped quotes in it.
+  ///     UPDATE t SET a = VALUE,b = VALUE WHERE k = VALUE and l = VALUE
+  ///     SELECT a from t WHERE …
+  ///     DELETE from t WHERE …
+  ///     INSERT INTO t (a,b) VALUES (VALUE,VALUE)
+  ///
+  /// A VALUE is a number, a quoted text without a quote or a NUL in it, or "(null)".
   static std::optional<ZRStatementShape> of(std::string_view sql);
 };

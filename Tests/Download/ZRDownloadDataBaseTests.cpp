@@ -1,10 +1,14 @@
 #include <filesystem>
 #include <thread>
 
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <unistd.h>
+
 #include "LibraryFixture.h"
 #include "ZRDownloadDataBase.h"
 
 using namespace std::string_literals;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -62,6 +66,30 @@ TEST_F(ZRDownloadDataBaseTest, withoutAFileEveryOperationSaysNoAndWhatIsNoDataba
   }
 }
 
+TEST_F(ZRDownloadDataBaseTest, opensWithoutSharedMemoryAndWhenBusyButNotToReadAlone) {
+  fs::rename(downloadFolder(), home_ / "before");
+  fs::create_directories(path_ + "-shm");
+  {
+    ZRDownloadDataBase alone;
+    EXPECT_TRUE(alone.executeUpdate("CREATE TABLE u (a)"));
+  }
+  fs::remove(path_ + "-shm");
+  {
+    SQLite::Database other(path_, SQLite::OPEN_READWRITE);
+    other.exec("PRAGMA journal_mode=DELETE; BEGIN; SELECT * FROM u");
+    ZRDownloadDataBase busy;
+    EXPECT_TRUE(busy.tableExists("u"));
+    other.exec("COMMIT");
+    EXPECT_TRUE(busy.executeUpdate("INSERT INTO u (a) VALUES (1)"));
+  }
+  fs::permissions(home_.path(), fs::perms(0755));
+  fs::permissions(path_, fs::perms(0444));
+  const uid_t own = ::geteuid();
+  ASSERT_TRUE(own != 0 || ::seteuid(65534) == 0);  // there are no permissions for root
+  EXPECT_FALSE(ZRDownloadDataBase().isOpen());
+  EXPECT_EQ(::seteuid(own), 0);
+}
+
 TEST_F(ZRDownloadDataBaseTest, readsValuesOfEveryKind) {
   ASSERT_TRUE(store_.executeUpdate("INSERT INTO t (a,b,c,d) VALUES (9007199254740993,'文',1.5,x'00ff')"));
   ASSERT_TRUE(store_.executeUpdate("INSERT INTO t (a) VALUES ((null))"));
@@ -85,10 +113,10 @@ TEST_F(ZRDownloadDataBaseTest, readsValuesOfEveryKind) {
 }
 
 TEST_F(ZRDownloadDataBaseTest, oneCallRunsOneStatement) {
-  EXPECT_TRUE(store_.executeUpdate("INSERT INTO t (a) VALUES (1) ; \n"));
-  for (const std::string& sql :
-       {"INSERT INTO t (a) VALUES (2); DELETE FROM t"s, "INSERT INTO t (a) VALUES (3); --"s,
-        "INSERT INTO t (a) VALUES (4)\0"s, ""s, "no statement"s, "INSERT INTO t (b) VALUES ('open"s}) {
+  EXPECT_TRUE(store_.executeUpdate("INSERT INTO t (a) VALUES (? || ?) ; \n"));
+  for (const std::string& sql : {"INSERT INTO t (a) VALUES (2); DELETE FROM t"s, "INSERT INTO t (a) VALUES (3); --"s,
+                                 "INSERT INTO t (a) VALUES (4)\0"s, "INSERT INTO t (a) VALUES (?);DELETE FROM t"s, ""s,
+                                 "no statement"s, "INSERT INTO t (b) VALUES ('open"s}) {
     EXPECT_FALSE(store_.executeUpdate(sql)) << sql;
   }
   EXPECT_EQ(count(), ZRValue(1));
@@ -110,7 +138,7 @@ TEST_F(ZRDownloadDataBaseTest, repeatedStatementsTakeTheirOwnValuesEachTime) {
 }
 
 TEST_F(ZRDownloadDataBaseTest, repeatedStatementsFollowAChangedTable) {
-  const auto text = [this] { return first("SELECT * from t WHERE a = 1", "b"); };
+  const auto text = [this] { return first("SELECT b from t WHERE a = 1", "b"); };
   ASSERT_TRUE(insert("1,'before',2"));
   EXPECT_EQ(text(), ZRValue("before"));
   ASSERT_TRUE(store_.executeUpdate("DROP TABLE t"));  // which a statement that still holds the table would refuse
@@ -138,20 +166,34 @@ TEST_F(ZRDownloadDataBaseTest, queryCallsBackOnceAlsoWhenItFailsAndWhatCallsTheS
   int calls = 0;
   store_.executeQuery("SELECT * FROM missing", [&calls](ZRResultSet* set) { calls += set == nullptr ? 1 : 100; });
   EXPECT_EQ(calls, 1);
-  store_.executeQuery("INSERT INTO t (a) VALUES (1)", nullptr);
+  store_.executeQuery("INSERT INTO t (a) VALUES (1)", [](ZRResultSet*) {});
   EXPECT_EQ(count(), ZRValue(0));  // a query is run by reading its rows
+  store_.executeQuery("INSERT INTO t (a) VALUES (1)", nullptr);
+  EXPECT_EQ(count(), ZRValue(1));
   store_.executeQuery("SELECT 1", [this](ZRResultSet*) { EXPECT_FALSE(store_.executeUpdate("DELETE FROM t")); });
   EXPECT_TRUE(store_.executeUpdate("DELETE FROM t"));
 }
 
-TEST_F(ZRDownloadDataBaseTest, threadsTakeTurns) {
+TEST_F(ZRDownloadDataBaseTest, threadsTakeTurnsInTheOrderOfTheirCalls) {
+  ZRTicketLock lock;
+  std::vector<unsigned> order;
   std::vector<std::jthread> threads;
+  lock.lock();
+  for (unsigned i = 1; i <= 8; ++i) {
+    threads.emplace_back([&, i] {
+      const std::lock_guard turn(lock);
+      order.push_back(i);
+    });
+    while (lock.asking() <= i) std::this_thread::yield();
+  }
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([this] {
       for (int n = 0; n < 50; ++n) EXPECT_TRUE(insert("1,'x',2"));
     });
   }
+  lock.unlock();
   threads.clear();
+  EXPECT_EQ(order, std::vector<unsigned>({1, 2, 3, 4, 5, 6, 7, 8}));
   EXPECT_EQ(count(), ZRValue(200));
 }
 
