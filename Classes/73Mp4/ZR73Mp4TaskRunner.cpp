@@ -75,5 +75,5 @@ std::uint64_t ZR73Mp4TaskRunner::_finishedPhase() const {
 
 void ZR73Mp4TaskRunner::finishDownload() {
   _log(1, "finish%@", *this);
-  invokeCompletionNotifi();
+  _finishWhenDurable(videoSavePath());
 }

@@ -31,6 +31,7 @@ struct Shared {
 Shared& shared() {
   // The services that the manager's end still needs are made first, so that they end after it.
   ZRBackgroundQueue::shared();
+  ZRBackgroundQueue::disk();
   static const std::shared_ptr<ZRRunLoop> loop = ZRRunLoop::main();
   static Shared instance;
   return instance;
@@ -78,9 +79,9 @@ void ZRDownloadManager::shutdown() {
 ZRDownloadManager::ZRDownloadManager() = default;
 ZRDownloadManager::~ZRDownloadManager() = default;
 
-void ZRDownloadManager::setup(ZRDictionary options) {
+void ZRDownloadManager::setup(const ZRDictionary& options) {
   zrAssertLoopThread();
-  applyOptions(std::move(options));
+  applyOptions(options);
   if (db_) return;
   db_ = std::make_shared<ZRDownloadDataBase>();
   ZRDownloadTask::setupWithDB(db_);
@@ -88,21 +89,16 @@ void ZRDownloadManager::setup(ZRDictionary options) {
   ZRRemovedFolders::sweep();
 }
 
-void ZRDownloadManager::applyOptions(ZRDictionary options) {
-  setFetchMkeyHandler(requestHandlerOf(options, "fetch_mky_handler"));
-  setDecryptionHandler(requestHandlerOf(options, "decryption_handler"));
-  setLoggerHandler(recordHandlerOf(options, "logger_handler"));
+void ZRDownloadManager::applyOptions(const ZRDictionary& options) {
+  opts_ = options;
+  fetchMkeyHandler_ = requestHandlerOf(options, "fetch_mky_handler");
+  decryptionHandler_ = requestHandlerOf(options, "decryption_handler");
+  loggerHandler_ = recordHandlerOf(options, "logger_handler");
   ignoreH265_ = options["ignore_h265"].boolValue();
-  setFetch73InfoHandler(requestHandlerOf(options, "fetch_73Info_Handler"));
+  fetch73InfoHandler_ = requestHandlerOf(options, "fetch_73Info_Handler");
   if (const ZRValue& count = options["max_concurrent_count"]; !count.isAbsent()) {
     maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
   }
-  setOpts(std::move(options));
-}
-
-void ZRDownloadManager::setOpts(ZRDictionary opts) {
-  const std::lock_guard lock(callbackMutex_);
-  std::swap(opts_, opts);
 }
 
 void ZRDownloadManager::loadTasks() {
@@ -150,7 +146,7 @@ void ZRDownloadManager::taskErrored(const std::shared_ptr<ZRDownloadTask>& task,
     case ZRErrorCode::FileDeleted:
       task->forceError(error);
       std::erase(executingQueue_, task);
-      if (task.get() != starting_) checkIfHasTaskCanEnQueue();
+      checkIfHasTaskCanEnQueue();
       break;
   }
 }
@@ -166,7 +162,7 @@ void ZRDownloadManager::taskCompleted(const std::shared_ptr<ZRDownloadTask>& tas
   ZRNotificationCenter::defaultCenter().post(kZRDownloadTaskFinishedNotifi, task);
 }
 
-ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task) {
+ZRAddTaskResult ZRDownloadManager::addTask(const std::shared_ptr<ZRDownloadTask>& task) {
   zrAssertLoopThread();
   if (!task) return ZRAddTaskResult::Refused;
   task->setDb(db_);
@@ -187,18 +183,19 @@ ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task)
   return ZRAddTaskResult::Added;
 }
 
-void ZRDownloadManager::removeTask(std::shared_ptr<ZRDownloadTask> task) {
+void ZRDownloadManager::removeTask(const std::shared_ptr<ZRDownloadTask>& task) {
   zrAssertLoopThread();
   if (!task) return;
-  log(1, nullptr, "rm:%@", task);
-  if (task->isExecuting()) {
-    task->switch2Pause();
-    std::erase(executingQueue_, task);
-    std::erase(unFinishedTaskArr_, task);
+  const std::shared_ptr<ZRDownloadTask> kept = task;  // the argument may be an element of a list that shrinks here
+  log(1, nullptr, "rm:%@", kept);
+  if (kept->isExecuting()) {
+    kept->switch2Pause();
+    std::erase(executingQueue_, kept);
+    std::erase(unFinishedTaskArr_, kept);
   } else {
-    std::erase(task->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, task);
+    std::erase(kept->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, kept);
   }
-  task->cleanDownloadFiles();
+  kept->cleanDownloadFiles();
   checkIfHasTaskCanEnQueue();
 }
 
@@ -217,11 +214,9 @@ void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
 }
 
 void ZRDownloadManager::fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion) {
-  const ZRFetchMkeyHandler ask = fetchMkeyHandler_;  // the handler may replace itself
-  if (ask) ask(request, std::move(completion));
+  if (fetchMkeyHandler_) fetchMkeyHandler_(request, std::move(completion));
 }
 
 void ZRDownloadManager::fetch73VideoInfo(const ZRDictionary& request, ZRReplyCompletion completion) {
-  const ZRFetch73InfoHandler ask = fetch73InfoHandler_;
-  if (ask) ask(request, std::move(completion));
+  if (fetch73InfoHandler_) fetch73InfoHandler_(request, std::move(completion));
 }

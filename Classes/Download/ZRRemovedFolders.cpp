@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "ZRBackgroundQueue.h"
+#include "ZRDownloadDataBase.h"
 #include "ZRDownloadManager.h"
 #include "ZRHost.h"
 #include "ZRPath.h"
@@ -25,20 +26,18 @@ void removeAll(const fs::path& folder) {
   fs::remove_all(folder, ignored);
 }
 
-/// Calls `visit` with each real folder (no symbolic link) in `parent`.
-template <class Visit>
-void forEachFolder(const fs::path& parent, Visit visit) {
-  std::error_code error;
-  for (fs::directory_iterator it(parent, error), end; !error && it != end; it.increment(error)) {
-    std::error_code ignored;
-    if (fs::is_directory(it->symlink_status(ignored))) visit(it->path());
-  }
-}
-
+/// Deletes what is on its way out, at any depth; symbolic links are not followed.
 void sweepFolder(const fs::path& parent) {
-  forEachFolder(parent, [](const fs::path& folder) {
-    if (folder.filename().string().starts_with(ZRRemovedFolders::kPrefix)) removeAll(folder);
-  });
+  std::error_code error;
+  for (fs::recursive_directory_iterator it(parent, error), end; !error && it != end; it.increment(error)) {
+    std::error_code ignored;
+    if (!fs::is_directory(it->symlink_status(ignored)) ||
+        !it->path().filename().string().starts_with(ZRRemovedFolders::kPrefix)) {
+      continue;
+    }
+    it.disable_recursion_pending();
+    removeAll(it->path());
+  }
 }
 
 }  // namespace
@@ -51,7 +50,10 @@ void ZRRemovedFolders::remove(const std::string& folder) {
     removeAll(folder);  // at once: later it could be another task's folder
     return;
   }
-  ZRBackgroundQueue::shared().post([aside] { removeAll(aside); });
+  ZRBackgroundQueue::shared().post([aside, rows = ZRDownloadDataBase::filePath()] {
+    ZRDownloadDataBase::makeDurable(rows);
+    removeAll(aside);
+  });
 }
 
 void ZRRemovedFolders::sweep() {
@@ -61,6 +63,6 @@ void ZRRemovedFolders::sweep() {
   const fs::path shares = ZRPath::append(host.moviesFolder, kShareDownloadDir);
   ZRBackgroundQueue::shared().post([downloads, shares] {
     sweepFolder(downloads);
-    forEachFolder(shares, [](const fs::path& album) { sweepFolder(album); });
+    sweepFolder(shares);
   });
 }

@@ -5,8 +5,9 @@
 
 /// Deletes task folders without getting in the way of a task that is added again at once.
 ///
-/// A folder is renamed inside its parent right away, so that its old path is free, and deleted on the background queue.
-/// Any thread.
+/// A folder is renamed inside its parent right away, so that its old path is free, and deleted on the background queue,
+/// once the store's file holds on the disk that its row is gone: after a power cut no row speaks of deleted files. Any
+/// thread.
 class ZRRemovedFolders final {
  public:
   /// How the name of a folder that is on its way out begins. No folder that is to stay may be named so.

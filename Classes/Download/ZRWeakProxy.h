@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -37,9 +38,14 @@ class ZRWeakProxy final {
   bool isProxy() const noexcept { return true; }
   bool isEqual(const Target* other) const { return other != nullptr && target().get() == other; }
   std::size_t hash() const { return std::hash<std::shared_ptr<Target>>()(target()); }
-  std::string description() const { return forward(&Target::description); }
-  std::string debugDescription() const { return forward(&Target::debugDescription); }
+  std::optional<std::string> description() const { return said(&Target::description); }
+  std::optional<std::string> debugDescription() const { return said(&Target::debugDescription); }
 
  private:
+  std::optional<std::string> said(std::string (Target::*text)() const) const {
+    const std::shared_ptr<Target> alive = target();
+    return alive ? std::optional(((*alive).*text)()) : std::nullopt;
+  }
+
   std::weak_ptr<Target> target_;
 };

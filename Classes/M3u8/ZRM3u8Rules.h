@@ -17,6 +17,10 @@ class ZRM3u8Rules final {
   /// passes too; any other that is too short does not.
   static bool isTransportStream(std::span<const std::uint8_t> start);
 
+  /// How many segments from the first one are whole packets, when their files have those lengths in bytes. If all are,
+  /// what is wrong with them does not show, and none counts.
+  static std::size_t wholeSegments(std::span<const std::uint64_t> lengths);
+
   /// Whether addresses stored at `stamp` are out of date at `now`, both in seconds since 1970. A clock that was set
   /// back that far counts as well.
   static bool areAddressesExpired(double stamp, double now);

@@ -1,5 +1,8 @@
 #include <array>
 #include <cerrno>
+#include <filesystem>
+#include <numeric>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -64,7 +67,11 @@ std::string ZRM3u8TaskRunner::mp4VideoSavePath() const {
 }
 
 std::string ZRM3u8TaskRunner::currentDownloadSegmentPath() const {
-  return _savePath(std::to_string(currentSegment_) + ".ts");
+  return _segmentPath(currentSegment_);
+}
+
+std::string ZRM3u8TaskRunner::_segmentPath(std::int64_t segment) const {
+  return _savePath(std::to_string(segment) + ".ts");
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::localRelativeFilePath() const {
@@ -79,4 +86,23 @@ bool ZRM3u8TaskRunner::validateCurrentDownloadSegment() const {
   std::array<std::uint8_t, ZRM3u8Rules::kCheckedBytes> bytes{};
   const std::optional<std::size_t> size = readStart(currentDownloadSegmentPath(), bytes);
   return size && ZRM3u8Rules::isTransportStream(std::span(bytes).first(*size));
+}
+
+/// Goes back to the first segment that is not whole when the files are not as long as the row says; false when they
+/// are. The row may be from before a power cut that the files did not survive.
+bool ZRM3u8TaskRunner::rewindToWholeSegments() {
+  std::vector<std::uint64_t> lengths;
+  std::error_code missing;
+  for (std::int64_t segment = 0; segment < currentSegment_ && !missing; ++segment) {
+    const std::uintmax_t length = std::filesystem::file_size(_segmentPath(segment), missing);
+    lengths.push_back(missing ? 0 : length);
+  }
+  if (std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0}) == allDownloadedSegmentsBytes_ && !missing) {
+    return false;
+  }
+  lengths.resize(ZRM3u8Rules::wholeSegments(lengths));
+  _log(1, "ts:%ld back to %zu", currentSegment_, lengths.size());
+  currentSegment_ = static_cast<std::int64_t>(lengths.size());
+  allDownloadedSegmentsBytes_ = std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0});
+  return true;
 }

@@ -195,6 +195,18 @@ void ZRM3u8TaskRunner::downloadThumImgFile() {
 
 // The segments. Client and server take turns, so the time between two of them counts in full.
 
+void ZRM3u8TaskRunner::goOnWithSegments() {
+  if (!_filesAreKnown()) {
+    _setFilesAreKnown();
+    if (rewindToWholeSegments()) {
+      updateAllTsURL({});
+      _executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
+      return;
+    }
+  }
+  downloadNextTS();
+}
+
 void ZRM3u8TaskRunner::downloadNextTS() {
   if (!isExecuting()) return;
   syncStateToDB();

@@ -47,16 +47,16 @@ const ZRTaskTable& ZRM3u8TaskRunner::taskTable() {
 
 void ZRM3u8TaskRunner::setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
   ZRTabledTaskRunner::setupWithDB(db);
-  _setupTable(*db, tsInfoTable());
+  _setupTable(db, tsInfoTable());
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::queryPrimaryKeySQL() const {
   return taskTable().queryPrimaryKeySQL(vid(), version());
 }
 
-void ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
-  if (pkid() >= 1 && db()) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay have no task
-  ZRTaskRunner::_cleanTSAndTaskInDB();
+bool ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
+  if (_hasRow()) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay have no task
+  return ZRTaskRunner::_cleanTSAndTaskInDB();
 }
 
 std::string ZRM3u8TaskRunner::archivedVideoInfo() const {
@@ -121,7 +121,7 @@ void ZRM3u8TaskRunner::updateAllTsURL(const std::vector<std::string>& urls) {
 
 std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() const {
   std::optional<std::string> url;
-  if (pkid() < 1 || !db()) return url;
+  if (!_hasRow()) return url;
   db()->executeQuery(queryTSUrlSQLWithTaskId(pkid(), currentSegment_), [&url](ZRResultSet* rows) {
     if (rows == nullptr || !rows->next()) return;
     const std::vector<std::uint8_t> bytes = ZRBase64::decode(rows->textForColumnIndex(0).value_or(""));
@@ -131,6 +131,5 @@ std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() co
 }
 
 void ZRM3u8TaskRunner::deleteTSSQLWithIdx(std::int64_t idx) {
-  if (pkid() >= 1 && db())
-    (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
+  if (_hasRow()) (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
 }

@@ -90,7 +90,7 @@ void ZRM3u8TaskRunner::_startPhase(std::uint64_t phase) {
       downloadM3u8File();
       break;
     case ZRM3u8Phase::PhaseDownloadSegments:
-      downloadNextTS();
+      goOnWithSegments();
       break;
     case ZRM3u8Phase::PhaseFinished:
       finishDownloadTS();
@@ -150,7 +150,7 @@ void ZRM3u8TaskRunner::videoInfoLoaded(const std::optional<ZRError>& error,
 void ZRM3u8TaskRunner::finishDownloadTS() {
   _log(1, "finishTS:%@", *this);
   updateAllTsURL({});
-  invokeCompletionNotifi();
+  _finishWhenDurable(isShafa() ? mp4VideoSavePath() : std::string());
 }
 
 void ZRM3u8TaskRunner::handleErr(const ZRError& error) {

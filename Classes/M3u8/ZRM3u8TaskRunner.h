@@ -140,7 +140,9 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   std::string _savePath(std::string_view fileName) const;
   std::string _localRelativeM3U8FilePath() const;
   std::string _localFullM3U8FilePath() const;
+  std::string _segmentPath(std::int64_t segment) const;
   bool validateCurrentDownloadSegment() const;
+  bool rewindToWholeSegments();
 
   // ZRM3u8TaskRunner+Network.cpp: the record and the playlist.
   void startM3u8Request(const std::shared_ptr<SCNetworkBaseApi>& request) { _start(request); }
@@ -159,6 +161,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   bool isAwaitingPlaylist() const noexcept { return isExecuting() && phase() == ZRM3u8Phase::PhaseFetchPlaylist; }
 
   // ZRM3u8TaskRunner+Network.cpp: the segments.
+  void goOnWithSegments();
   void downloadNextTS();
   std::optional<std::string> currentTSURL() const;
   void requestSegment(const std::string& url);
@@ -167,7 +170,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   void handleCannotFindTSURLErr();
 
   // ZRM3u8TaskRunner+ORM.cpp
-  void _cleanTSAndTaskInDB() override;
+  bool _cleanTSAndTaskInDB() override;
   void deleteTSSQLWithIdx(std::int64_t idx);
   std::string archivedVideoInfo() const;
   void unarchiveVideoInfo(const ZRValue& text);

@@ -55,9 +55,9 @@ ZRError SCFailure::status(int status) {
   return {kSCHTTPErrorDomain, status, "HTTP status " + std::to_string(status)};
 }
 
-ZRError SCFailure::file(std::string_view operation, int systemError) {
+ZRError SCFailure::file(std::string_view operation, int systemError, const char* reason) {
   if (systemError == ENOSPC || systemError == EDQUOT) return {ZRErrorCode::DiskFull, "磁盘空间不足"};
-  return withCause(ZRErrorCode::ResourceUnusable, "the file cannot be written", "fileFailure",
+  return withCause(ZRErrorCode::ResourceUnusable, "the file cannot be written", reason,
                    std::string(operation) + ": " + std::generic_category().message(systemError));
 }
 

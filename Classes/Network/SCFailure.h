@@ -15,9 +15,9 @@ class SCFailure final {
   /// An answer outside 2xx.
   static ZRError status(int status);
 
-  /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason "fileFailure" and the
-  /// cause, such as "open: Input/output error".
-  static ZRError file(std::string_view operation, int systemError);
+  /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason and the cause, such as
+  /// "open: Input/output error".
+  static ZRError file(std::string_view operation, int systemError, const char* reason = "fileFailure");
 
   /// Another download, mostly another process's, writes the file: code 103 with the reason "fileBusy".
   static ZRError fileBusy();

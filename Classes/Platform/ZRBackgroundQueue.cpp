@@ -29,7 +29,12 @@ ZRBackgroundQueue& ZRBackgroundQueue::shared() {
   return queue;
 }
 
-ZRBackgroundQueue::ZRBackgroundQueue() = default;
+ZRBackgroundQueue& ZRBackgroundQueue::disk() {
+  static ZRBackgroundQueue queue(Priority::Normal);
+  return queue;
+}
+
+ZRBackgroundQueue::ZRBackgroundQueue(Priority priority) : priority_(priority) {}
 
 ZRBackgroundQueue::~ZRBackgroundQueue() {
   {
@@ -67,7 +72,7 @@ bool ZRBackgroundQueue::startThread() {
 }
 
 void ZRBackgroundQueue::runThread() {
-  lowerPriorityOfThisThread();
+  if (priority_ == Priority::Low) lowerPriorityOfThisThread();
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return !work_.empty() || ending_; });

@@ -8,13 +8,19 @@
 
 #include "ZRExport.h"
 
-/// Slow file work (deleting folders) off the main thread: one low-priority thread that starts with the first piece of
-/// work. At process exit the work still queued is done before the thread is joined.
+/// Slow file work off the main thread: one thread that starts with the first piece of work. At process exit the work
+/// still queued is done before the thread is joined.
 class ZR_EXPORT ZRBackgroundQueue {
  public:
+  enum class Priority { Low, Normal };
+
+  /// For what nobody waits for: deleting folders.
   static ZRBackgroundQueue& shared();
 
-  ZRBackgroundQueue();
+  /// For what a task's end waits for: bringing files to the disk. Deleting a large folder must not hold that up.
+  static ZRBackgroundQueue& disk();
+
+  explicit ZRBackgroundQueue(Priority priority = Priority::Low);
   ~ZRBackgroundQueue();
   ZRBackgroundQueue(const ZRBackgroundQueue&) = delete;
   ZRBackgroundQueue& operator=(const ZRBackgroundQueue&) = delete;
@@ -29,6 +35,8 @@ class ZR_EXPORT ZRBackgroundQueue {
  private:
   bool startThread();
   void runThread();
+
+  const Priority priority_;
 
   // Any thread, under mutex_.
   std::mutex mutex_;

@@ -25,7 +25,7 @@ class ZRTabledTaskRunner : public ZRTaskRunner {
 
   /// Makes the table where it is missing.
   static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
-    _setupTable(*db, Runner::taskTable());
+    _setupTable(db, Runner::taskTable());
   }
 
   /// Appends a task for every row to one of the lists.

@@ -1,4 +1,16 @@
+#include <utility>
+
 #include "ZRTaskRunner.h"
+
+namespace {
+
+/// Tasks whose last row the store did not take, until any row can be written again. Main loop's thread only.
+std::vector<std::weak_ptr<ZRDownloadTask>>& lostRows() {
+  static std::vector<std::weak_ptr<ZRDownloadTask>> tasks;
+  return tasks;
+}
+
+}  // namespace
 
 void ZRTaskRunner::syncStateToDB() {
   _syncStateToDB();
@@ -32,9 +44,23 @@ std::string ZRTaskRunner::deleteTaskSQL() const {
 }
 
 void ZRTaskRunner::_syncStateToDB() {
-  if (pkid() < 1 || !db()) return;
+  if (!_hasRow()) return;
+  const bool written = _writeRow();
+  if (!written && !rowIsLost_) {
+    _log(2, "can't write the row of %@", *this);
+    lostRows().push_back(weak_from_this());
+  }
+  rowIsLost_ = !written;
+  if (!written) return;
+  for (const auto& lost : std::exchange(lostRows(), {})) {
+    const auto task = std::static_pointer_cast<ZRTaskRunner>(lost.lock());
+    if (task && task->rowIsLost_) task->rowIsLost_ = !task->_writeRow();
+  }
+}
+
+bool ZRTaskRunner::_writeRow() {
   const std::optional<std::string> sql = updateTaskStatusSQL();
-  if (sql) (void)db()->executeUpdate(*sql);  // the fields in memory go on being right
+  return _hasRow() && sql && db()->executeUpdate(*sql);
 }
 
 bool ZRTaskRunner::_existInDB() {
@@ -59,18 +85,22 @@ void ZRTaskRunner::_insert2DBWithCompletion(const std::function<void(bool)>& com
   if (completion) completion(stored);
 }
 
-void ZRTaskRunner::_cleanTSAndTaskInDB() {
-  if (pkid() >= 1 && db()) (void)db()->executeUpdate(deleteTaskSQL());  // a row that stays is loaded again
+bool ZRTaskRunner::_cleanTSAndTaskInDB() {
+  if (_hasRow() && !db()->executeUpdate(deleteTaskSQL())) return false;
+  setDb(nullptr);  // keys are used again: a late reply must not write into another task's row
+  return true;
 }
 
-void ZRTaskRunner::_setupTable(ZRDownloadDataBaseProtocol& db, const ZRTaskTable& table) {
-  if (!db.tableExists(table.name())) (void)db.executeUpdate(table.createTaskTableSQL());
-  (void)db.executeUpdate(table.createIndexSQL());  // without it look-ups are only slower
+void ZRTaskRunner::_setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table) {
+  if (!db) return;
+  if (!db->tableExists(table.name())) (void)db->executeUpdate(table.createTaskTableSQL());
+  (void)db->executeUpdate(table.createIndexSQL());  // without it look-ups are only slower
 }
 
 void ZRTaskRunner::_loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
                               MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr,
                               ZRTaskList& unFinished) {
+  if (!db) return;
   std::vector<std::shared_ptr<ZRTaskRunner>> tasks;
   db->executeQuery(table.queryAllTasksSQL(), [&](ZRResultSet* rows) {
     while (rows != nullptr && rows->next()) {

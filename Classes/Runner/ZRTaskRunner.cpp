@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "SCNetworkErrors.h"
+#include "ZRBackgroundQueue.h"
+#include "ZRFolderSync.h"
 #include "ZRRemovedFolders.h"
 #include "ZRRunLoop.h"
 
@@ -38,8 +40,11 @@ void ZRTaskRunner::forceError(const ZRError& error) {
 }
 
 void ZRTaskRunner::cleanDownloadFiles() {
+  if (!_cleanTSAndTaskInDB()) {
+    _log(2, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
+    return;
+  }
   removeDownloadedFiles();
-  _cleanTSAndTaskInDB();
 }
 
 void ZRTaskRunner::removeDownloadedFiles() {
@@ -59,7 +64,7 @@ void ZRTaskRunner::justDelayRetry() {
 
 void ZRTaskRunner::_executeNextPhase() {
   syncStateToDB();
-  if (isExecuting()) _startPhase(executingPhase_);
+  if (isExecuting() && !finish_) _startPhase(executingPhase_);
 }
 
 void ZRTaskRunner::_executePhase(std::uint64_t phase) {
@@ -67,7 +72,35 @@ void ZRTaskRunner::_executePhase(std::uint64_t phase) {
   _executeNextPhase();
 }
 
+void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
+  finish_ = std::make_shared<Finish>();
+  ZRBackgroundQueue::disk().post([finish = std::weak_ptr(finish_), task = _weak<ZRTaskRunner>(),
+                                  folder = videoSaveDir(), continued, loop = ZRRunLoop::main()] {
+    if (finish.expired()) return;
+    const std::optional<ZRError> failure = ZRFolderSync::makeDurable(folder);
+    if (finish.expired()) return;  // another download may already use what lies beside the file
+    if (!failure && !continued.empty()) {
+      SCNetworkDownloadApi::forgetVersion(continued);
+      ZRFolderSync::syncNames(folder);
+    }
+    loop->post([finish, task, failure] {
+      const auto self = task.lock();
+      if (self && !finish.expired()) self->_folderSynced(failure);
+    });
+  });
+}
+
+void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
+  finish_.reset();
+  if (!failure) return invokeCompletionNotifi();
+  _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()["cause"].textValue());
+  filesAreKnown_ = false;
+  setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
+  invokeErrorNotifi(*failure);
+}
+
 void ZRTaskRunner::_cancel() {
+  finish_.reset();
   slot_.cancelCurrent();
   slot_.dropRetry();
 }

@@ -16,7 +16,8 @@
 #include "ZRTaskTable.h"
 
 /// What the three runners share: the walk through the phases, stopping, the retry budget, the mapping of transport
-/// errors, the removal of files and the task's row. A runner adds its phases and fields through the hooks below.
+/// errors, the end that waits for the disk, the removal of files and the task's row. A runner adds its phases and
+/// fields through the hooks below.
 ///
 /// Main loop's thread only.
 class ZRTaskRunner : public ZRDownloadTask {
@@ -87,7 +88,17 @@ class ZRTaskRunner : public ZRDownloadTask {
   void _executePhase(std::uint64_t phase);
   void setExecutingPhase(std::uint64_t phase) noexcept { executingPhase_ = phase; }
 
-  /// Stops the current request and a pending delayed retry.
+  /// The work is done: brings the task's folder to the disk, without a wait, and then reports the completion. Until
+  /// then the task is executing and its row says what is true. Whatever stops the task before drops the report.
+  /// `continued` is a file that a download may have continued: what is kept beside it goes once its data is durable.
+  void _finishWhenDurable(const std::string& continued = {});
+
+  /// False until the runner has seen in this process that its files are as long as its row says, and again once a file
+  /// was lost: a row may reach the disk before the files that it counts.
+  bool _filesAreKnown() const noexcept { return filesAreKnown_; }
+  void _setFilesAreKnown() noexcept { filesAreKnown_ = true; }
+
+  /// Stops the current request, a pending delayed retry and an end that waits for the disk.
   void _cancel();
 
   /// Every change of state drops a pending delayed retry.
@@ -165,12 +176,17 @@ class ZRTaskRunner : public ZRDownloadTask {
   void _syncStateToDB();
   bool _existInDB();
   void _insert2DBWithCompletion(const std::function<void(bool stored)>& completion);
-  virtual void _cleanTSAndTaskInDB();
+
+  /// Deletes the task's rows; the task writes none from then on. False when its row stays.
+  [[nodiscard]] virtual bool _cleanTSAndTaskInDB();
+
+  /// Whether the task stands in a store.
+  bool _hasRow() const noexcept { return pkid() >= 1 && db(); }
 
   using MakeRunner = std::shared_ptr<ZRTaskRunner> (*)();
 
   /// Makes the table and its index where they are missing; a table that is there is never altered.
-  static void _setupTable(ZRDownloadDataBaseProtocol& db, const ZRTaskTable& table);
+  static void _setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table);
 
   /// A task for every row, finished and unfinished ones apart, in the order of the rows. Unfinished ones come back
   /// Paused, before they get the store, so that loading writes nothing. `logFormat` takes the counts of the finished
@@ -179,7 +195,16 @@ class ZRTaskRunner : public ZRDownloadTask {
                          MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr, ZRTaskList& unFinished);
 
  private:
+  /// One way to the end. Whoever waits for the disk holds it weakly.
+  struct Finish {};
+
+  void _folderSynced(const std::optional<ZRError>& failure);
+  bool _writeRow();
+
   std::uint64_t executingPhase_ = 0;
+  bool filesAreKnown_ = false;
+  bool rowIsLost_ = false;          // the store did not take it when it was last written
+  std::shared_ptr<Finish> finish_;  // null unless the end waits for the disk
   ZRRetryBudget retryBudget_;
   ZRRequestSlot slot_;
 };

@@ -95,5 +95,5 @@ const ZRShareDownloadModel& ZRShareTaskRunner::model() const noexcept {
 
 void ZRShareTaskRunner::finishDownload() {
   _log(1, "finish%@", *this);
-  invokeCompletionNotifi();
+  _finishWhenDurable(videoSavePath().value_or(""));
 }

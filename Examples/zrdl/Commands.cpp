@@ -112,19 +112,24 @@ int runList(const Options& options, Reporter& reporter) {
 int runRm(const Options& options, Reporter& reporter) {
   Host host(options, {}, reporter);
   if (!host.hasStore()) return kExitSomeNot;
-  bool allKnown = true;
+  bool allRemoved = true;
   std::atomic<bool> interrupted = false;
   const SignalWatch signals([&interrupted] { interrupted = true; });
-  for (const TaskPtr& task : tasksWithIds(host.manager(), options.taskIds, reporter, allKnown)) {
+  for (const TaskPtr& task : tasksWithIds(host.manager(), options.taskIds, reporter, allRemoved)) {
     if (interrupted) {
       reporter.note("interrupted: nothing was removed from " + task->taskId() + " on");
       return kExitInterrupted;
     }
     const TaskView view = TaskView::of(*task);
     host.manager().removeTask(task);
-    reporter.removed(view);
+    if (task->existInDB()) {
+      reporter.note("the database cannot be written: " + task->taskId() + " stays");
+      allRemoved = false;
+    } else {
+      reporter.removed(view);
+    }
   }
-  return allKnown ? kExitAllFinished : kExitSomeNot;
+  return allRemoved ? kExitAllFinished : kExitSomeNot;
 }
 
 int runPath(const Options& options, Reporter& reporter) {

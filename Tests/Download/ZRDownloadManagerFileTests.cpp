@@ -42,7 +42,7 @@ TEST_F(ZRDownloadManagerFileTest, removedFolderIsFreeAtOnceAndGoneLater) {
 }
 
 TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
-  const std::string stale[] = {downloadFolder() + "/.removing-1/0.ts", home_ / "movies/Oxwell/album/.removing-2/v.mp4"};
+  const std::string stale[] = {downloadFolder() + "/.removing-1/0.ts", home_ / "movies/Oxwell/a/b/.removing-2/v.mp4"};
   const std::string kept[] = {home_ / "outside/.removing-3/keep.txt", downloadFolder() + "/73-1-2/1-2.mp4"};
   for (const auto& files : {stale, kept}) {
     for (int i = 0; i < 2; ++i) writeFile(files[i], "x");

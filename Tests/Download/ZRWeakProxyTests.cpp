@@ -18,19 +18,13 @@ TEST(ZRWeakProxy, forwardsWhileTheTargetLivesAndSwallowsAfter) {
   const auto action = proxy.action(&Target::hit);
   action();
   EXPECT_EQ(proxy.forward(&Target::add, 4), 5);
-  EXPECT_TRUE(proxy.isEqual(target.get()));
-  EXPECT_FALSE(ZRWeakProxy<Target>(std::make_shared<Target>()).isEqual(target.get()));
-  EXPECT_EQ(proxy.hash(), std::hash<std::shared_ptr<Target>>()(target));
-  EXPECT_EQ(proxy.description() + "/" + proxy.debugDescription(), "target/the target");
+  EXPECT_EQ(std::tuple(proxy.description(), proxy.debugDescription()), std::tuple("target", "the target"));
 
-  const Target* const address = target.get();
   target.reset();
   action();
   EXPECT_EQ(proxy.target(), nullptr);
   EXPECT_EQ(proxy.forward(&Target::add, 4), 0);
-  EXPECT_FALSE(proxy.isEqual(address));
-  EXPECT_EQ(proxy.description(), "");
-  EXPECT_TRUE(proxy.isProxy());
+  EXPECT_EQ(std::tuple(proxy.description(), proxy.debugDescription()), std::tuple(std::nullopt, std::nullopt));
 }
 
 }  // namespace

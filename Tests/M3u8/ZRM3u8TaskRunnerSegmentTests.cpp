@@ -1,4 +1,5 @@
 #include <atomic>
+#include <semaphore>
 
 #include "M3u8Fixture.h"
 
@@ -151,6 +152,84 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, progressCountsEveryByteUnclampedAndTheDiskIs
   manager()->resumeTask(task);
   finished(task);
   EXPECT_FLOAT_EQ(task->currentDownloadProgress(), 3.0F * 376.0F / 117.0F);
+}
+
+TEST_F(ZRM3u8TaskRunnerSegmentTest, filesThatAreShorterThanTheirRowAreFetchedAgain) {
+  for (const auto& [first, second, goesOnAt] :
+       {std::tuple(376, 376, 2U), {376, 0, 1U}, {376, 100, 1U}, {0, 376, 0U}, {188, 376, 0U}, {376, -1, 1U}}) {
+    serveSegments(3);
+    serveInTwo(origin_, "/2.ts", segment(2), 100);
+    auto task = add();
+    ASSERT_TRUE(runUntil([&] { return task->currentSegment() == 2 && task->currentSegmentBytes() == 100; }));
+    restart(hlsHost());
+    fs::resize_file(file("0.ts"), static_cast<std::size_t>(first));
+    if (second < 0) fs::remove(file("1.ts"));
+    if (second >= 0) fs::resize_file(file("1.ts"), static_cast<std::size_t>(second));
+    const std::size_t before = origin_.requests().size();
+    task = unfinishedOf<Runner>();
+    origin_.serve("/2.ts", segment(2));
+    manager()->resumeTask(task);
+    finished(task);
+    EXPECT_EQ(origin_.requests().size() - before, goesOnAt == 2 ? 1U : 4U - goesOnAt);  // a new playlist, the segments
+    for (unsigned i = 0; i < 3; ++i) EXPECT_EQ(readFile(file(std::to_string(i) + ".ts")), segment(i));
+    EXPECT_EQ(task->allDownloadedSegmentsBytes(), 3U * 376);
+    manager()->removeTask(task);
+  }
+}
+
+TEST_F(ZRM3u8TaskRunnerSegmentTest, theEndWaitsForTheDiskAndGivesWayToWhatStopsTheTask) {
+  using Task = std::shared_ptr<Runner>;
+  serveSegments(2);
+  int ends = 0;
+  const auto token = ZRNotificationCenter::defaultCenter().addObserver(kZRDownloadTaskFinishedNotifi,
+                                                                       [&ends](const ZRNotification&) { ++ends; });
+  const std::vector<std::pair<std::function<void(const Task&)>, ZRTaskState>> stops = {
+      {[](const Task& task) { manager()->resumeTask(task); }, ZRTaskState::Finished},
+      {[](const Task& task) { manager()->pauseTask(task); }, ZRTaskState::Paused},
+      {[this](const Task& task) { task->forceError(diskFull_); }, ZRTaskState::Errored},
+      {[](const Task& task) { manager()->removeTask(task); }, ZRTaskState::Paused},
+      {[](const Task& task) {
+         manager()->pauseTask(task);
+         manager()->resumeTask(task);  // a second end overtakes the first
+       },
+       ZRTaskState::Finished}};
+  for (const auto& [stop, state] : stops) {
+    std::binary_semaphore syncing(0);
+    std::binary_semaphore release(0);
+    disk_.setHook([&, waits = std::make_shared<std::atomic<bool>>(true)](const std::string& path) {
+      if (path.ends_with("/0.ts") && waits->exchange(false)) {
+        syncing.release();
+        EXPECT_TRUE(release.try_acquire_for(std::chrono::seconds(20)));
+      }
+      return 0;
+    });
+    ends = 0;
+    const auto task = add();
+    ASSERT_TRUE(runUntil([&] { return syncing.try_acquire(); }));
+    EXPECT_TRUE(task->isExecuting());
+    EXPECT_EQ(queried("SELECT executingPhase || currentSegment || totalSegment FROM task_meta_tb"), "222");
+    stop(task);
+    release.release();
+    ZRBackgroundQueue::disk().waitUntilIdle();
+    loop_->drain();
+    EXPECT_EQ(task->taskState(), state);
+    EXPECT_EQ(ends, state == ZRTaskState::Finished ? 1 : 0);
+    manager()->removeTask(task);
+  }
+}
+
+TEST_F(ZRM3u8TaskRunnerSegmentTest, aSegmentThatTheDiskRefusesIsFetchedAgain) {
+  serveSegments(2);
+  disk_.setHook([](const std::string& path) { return path.ends_with("/1.ts") ? EIO : 0; });
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
+  EXPECT_EQ(task->err()->code(), static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable));
+  EXPECT_EQ(task->err()->userInfo()["reason"], ZRValue("fileSync"));
+  disk_.setHook(nullptr);
+  manager()->resumeTask(task);
+  finished(task);
+  EXPECT_EQ(std::tuple(requestsTo("/0.ts"), requestsTo("/1.ts")), std::tuple(1U, 2U));
+  EXPECT_EQ(readFile(file("1.ts")), segment(1));
 }
 
 }  // namespace

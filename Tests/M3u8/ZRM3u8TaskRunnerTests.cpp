@@ -72,6 +72,48 @@ TEST_F(ZRM3u8TaskRunnerTest, startReplacesAPreloadUnderWay) {
   EXPECT_EQ(task->executingPhase(), 3U);  // a late preload would take it back to 1
 }
 
+TEST_F(ZRM3u8TaskRunnerTest, removedTaskLeavesTheRowOfTheNextOneAlone) {
+  origin_.route("/v4/video/info/7.json", [this](const OriginRequest&, OriginConnection& out) {
+    out.wait(gate_);
+    out.respond(200, R"({"status": "200", "data": {"url": 1}})");
+  });
+  const auto removed = add();
+  manager()->removeTask(removed);
+  const auto next = addTaskOf<Runner>(params(2));
+  EXPECT_EQ(next->taskId(), removed->taskId());
+  gate_.open();
+  ASSERT_TRUE(runUntil([&] { return removed->executingPhase() == 1 && next->executingPhase() == 1; }));
+  EXPECT_EQ(queried("SELECT version FROM task_meta_tb"), "2");
+}
+
+TEST_F(ZRM3u8TaskRunnerTest, filesGoAfterTheirRowAndStayWithARowThatStays) {
+  const auto task = add();
+  writeFile(file("0.ts"), "bytes");
+  ASSERT_TRUE(update("CREATE TRIGGER keep BEFORE DELETE ON task_meta_tb BEGIN SELECT RAISE(ABORT, ''); END"));
+  manager()->removeTask(task);
+  EXPECT_TRUE(logged(2, "can't remove the row of " + task->description()));
+  EXPECT_TRUE(manager()->allUnFinishTaskArr().empty());
+  restart(hlsHost());
+  ASSERT_TRUE(update("DROP TRIGGER keep"));
+  EXPECT_EQ(readFile(file("0.ts")), "bytes");
+  (void)disk_.takeSynced();
+  manager()->removeTask(unfinishedOf<Runner>());
+  EXPECT_FALSE(fs::exists(file("")));
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  EXPECT_EQ(disk_.takeSynced(), std::set<std::string>({downloadFolder() + "/zrdownloadkit.db-wal"}));
+}
+
+TEST_F(ZRM3u8TaskRunnerTest, aLostRowIsWrittenWithTheNextOneThatCanBe) {
+  manager()->setMaxConcurrentOperationCount(1);
+  ASSERT_TRUE(update("CREATE TRIGGER full BEFORE UPDATE ON task_meta_tb BEGIN SELECT RAISE(ABORT, ''); END"));
+  const auto task = finished(add());
+  EXPECT_EQ(countLogged(2, "can't write the row of 【vid:7,aid:3,ts:0】"), 1U);
+  ASSERT_TRUE(update("DROP TRIGGER full"));
+  EXPECT_NE(queried("SELECT executingPhase FROM task_meta_tb"), "3");
+  addTaskOf<Runner>(params(2));
+  EXPECT_EQ(queried("SELECT executingPhase FROM task_meta_tb"), "3");
+}
+
 TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
   for (const int phase : {0, 1, 2, 3, 4, 5}) {
     const auto task = std::make_shared<Runner>();
@@ -85,15 +127,7 @@ TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, statementsToTheLetter) {
-  EXPECT_EQ(Runner::insertTsInfoSQLWithIdx(2, 5, "YQ=="),
-            "INSERT INTO ts_meta_tb (idx,task_id,url) VALUES (2,5,'YQ==')");
-  EXPECT_EQ(Runner::insertTsInfoSQLWithIdx(2, 5, ""), std::nullopt);
-  EXPECT_EQ(Runner::queryTSUrlSQLWithTaskId(5, 2), "SELECT url from ts_meta_tb WHERE task_id = 5 and idx = 2");
-  EXPECT_EQ(Runner::deleteTSSQLWithTaskId("5", 2), "DELETE from ts_meta_tb WHERE task_id = 5 and idx = 2");
   EXPECT_EQ(Runner::deleteAllTSSQLWithTaskIds({5, 6}), "DELETE from ts_meta_tb WHERE task_id IN ( 5,6 )");
-  EXPECT_EQ(Runner::deleteAllTSSQLWithTaskId(5), "DELETE from ts_meta_tb WHERE task_id = 5");
-  EXPECT_EQ(Runner::taskWithParams(params())->queryPrimaryKeySQL(),
-            "SELECT pkid from task_meta_tb WHERE vid = 7 and version = 1");
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, storedPlaylistReplacesTheTasksRowsAndNoOthersAndATaskWithoutARowOnlyStoresIt) {

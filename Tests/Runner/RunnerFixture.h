@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "DiskProbe.h"
 #include "LibraryFixture.h"
 #include "LoopbackOrigin.h"
 #include "ZRDownloadDataBase.h"
@@ -49,6 +50,7 @@ class RunnerFixture : public LibraryFixture {
   template <class Task>
   std::shared_ptr<Task> finished(std::shared_ptr<Task> task) {
     if (!runUntil([&task] { return task->isFinished(); })) throw std::runtime_error(task->description() + " goes on");
+    EXPECT_TRUE(disk_.takeSynced().contains(task->videoSaveDir())) << "a power cut would leave it without its files";
     return task;
   }
 
@@ -73,6 +75,7 @@ class RunnerFixture : public LibraryFixture {
 
   static void fillDisk() { setFreeBytes(std::uint64_t{1} << 30); }
 
+  DiskProbe disk_;
   OriginGate gate_;  // outlives the origins, whose threads wait for it
   const ZRError diskFull_{ZRErrorCode::DiskFull, "磁盘空间不足"};
   const ZRError connectionLost_{ZRErrorCode::ConnectionLost, "失去网络连接"};
