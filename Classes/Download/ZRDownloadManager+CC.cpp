@@ -2,8 +2,13 @@
 #include "ZRValue.h"
 
 void ZRDownloadManager::cc(unsigned stype, std::int32_t version) {
+  if (const ZRReportHandler report = reportHandler()) {
+    report(ZRDictionary{{"stype", stype}, {"version", version}}, ZRValue::null());
+  }
+}
+
+ZRReportHandler ZRDownloadManager::reportHandler() const {
+  const std::lock_guard lock(callbackMutex_);
   const ZRRecordHandler* const handler = opts_["cc_report_handler"].asRecordHandler();
-  if (handler == nullptr || !*handler) return;
-  const ZRReportHandler report = *handler;  // the handler may replace the options
-  report(ZRDictionary{{"stype", stype}, {"version", version}}, ZRValue::null());
+  return handler != nullptr ? *handler : ZRReportHandler();
 }

@@ -28,8 +28,8 @@ std::optional<std::string> below(const char* folder, const std::optional<std::st
 }
 
 /// The first finished task with that id; null when there is none.
-std::shared_ptr<ZRDownloadTask> taskWithId(const ZRTaskList& tasks, const std::string& taskId) {
-  for (const auto& task : tasks) {
+std::shared_ptr<ZRDownloadTask> finishedTaskWithId(const std::string& taskId) {
+  for (const auto& task : ZRDownloadManager::sharedManager()->finishedTaskArr()) {
     if (task->taskId() == taskId) return task;
   }
   return nullptr;
@@ -62,12 +62,12 @@ std::string ZRDownloadManager::pathByRelativeShareBasePath(const std::optional<s
   return offlineShareDataPath(below(kShareDownloadDir, relative));
 }
 
-std::optional<std::string> ZRDownloadManager::relativeMoviePathWithTaskId(const std::string& taskId) const {
-  const auto task = taskWithId(finishedTaskArr_, taskId);
+std::optional<std::string> ZRDownloadManager::relativeMoviePathWithTaskId(const std::string& taskId) {
+  const auto task = finishedTaskWithId(taskId);
   return task ? task->localRelativeFilePath() : std::nullopt;
 }
 
-std::optional<std::string> ZRDownloadManager::fullMoviePathWithTaskId(const std::string& taskId) const {
-  const auto task = taskWithId(finishedTaskArr_, taskId);
+std::optional<std::string> ZRDownloadManager::fullMoviePathWithTaskId(const std::string& taskId) {
+  const auto task = finishedTaskWithId(taskId);
   return task ? task->localFullFilePath() : std::nullopt;
 }

@@ -36,9 +36,21 @@ std::optional<std::string> render(const char* format, std::span<const ZRLogArgum
 
 void ZRDownloadManager::logArguments(unsigned level, const char* tag, const char* format,
                                      std::span<const ZRLogArgument> arguments) {
+  const ZRLoggerHandler logger = loggerHandler();  // a copy: the handler may replace itself
+  if (!logger) return;
   std::optional<std::string> message = render(format, arguments);
   if (!message) return;
   const ZRDictionary record{{"level", level}, {"tag", tag != nullptr ? tag : ""}, {"msg", *std::move(message)}};
-  const ZRLoggerHandler logger = loggerHandler_;  // the handler may replace itself
   logger(record, ZRValue::null());
+}
+
+ZRLoggerHandler ZRDownloadManager::loggerHandler() const {
+  const std::lock_guard lock(callbackMutex_);
+  return loggerHandler_;
+}
+
+void ZRDownloadManager::setLoggerHandler(ZRLoggerHandler handler) {
+  const std::lock_guard lock(callbackMutex_);
+  loggerHandler_.swap(handler);
+  hasLogger_.store(static_cast<bool>(loggerHandler_), std::memory_order_relaxed);
 }

@@ -1,9 +1,10 @@
 #include <algorithm>
+#include <utility>
 
 #include "ZRDownloadManager.h"
 #include "ZRThreadCheck.h"
 
-void ZRDownloadManager::starTasks(const ZRTaskList& tasks) {
+void ZRDownloadManager::starTasks(ZRTaskList tasks) {
   zrAssertLoopThread();
   for (const auto& task : tasks) {
     if (task && !task->isFinished() && !task->isExecuting()) task->switch2Wait();
@@ -17,37 +18,35 @@ void ZRDownloadManager::pauseAllTasks() {
   executingQueue_.clear();
 }
 
-void ZRDownloadManager::pauseTask(const std::shared_ptr<ZRDownloadTask>& task) {
+void ZRDownloadManager::pauseTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task || task->isFinished()) return;
-  const std::shared_ptr<ZRDownloadTask> kept = task;
-  kept->switch2Pause();
-  std::erase(executingQueue_, kept);
+  task->switch2Pause();
+  std::erase(executingQueue_, task);
   checkIfHasTaskCanEnQueue();
 }
 
-void ZRDownloadManager::resumeTask(const std::shared_ptr<ZRDownloadTask>& task) {
+void ZRDownloadManager::resumeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task || task->isFinished()) return;
-  const std::shared_ptr<ZRDownloadTask> kept = task;
-  log(0, nullptr, "%@", kept);
-  if (std::find(executingQueue_.begin(), executingQueue_.end(), kept) != executingQueue_.end()) {
+  log(0, nullptr, "%@", task);
+  if (std::find(executingQueue_.begin(), executingQueue_.end(), task) != executingQueue_.end()) {
     log(0, nullptr, "already in queue，reume it !");
-    kept->resume();
+    task->resume();
   } else if (canExecuteMoreTask()) {
-    executingQueue_.push_back(kept);
+    executingQueue_.push_back(task);
     log(0, nullptr, "enqueue before resume");
-    kept->resume();
-  } else if (kept->isWaiting() && !executingQueue_.empty()) {
+    task->resume();
+  } else if (task->isWaiting() && !executingQueue_.empty()) {
     const std::shared_ptr<ZRDownloadTask> displaced = executingQueue_.front();
     displaced->switch2Wait();
     std::erase(executingQueue_, displaced);
-    executingQueue_.push_back(kept);
-    log(0, nullptr, "wait %@ then resume:%@", displaced, kept);
-    kept->resume();
+    executingQueue_.push_back(task);
+    log(0, nullptr, "wait %@ then resume:%@", displaced, task);
+    task->resume();
   } else {
-    log(0, nullptr, "wait:%@", kept);
-    kept->switch2Wait();
+    log(0, nullptr, "wait:%@", task);
+    task->switch2Wait();
   }
 }
 
@@ -69,18 +68,18 @@ std::shared_ptr<ZRDownloadTask> ZRDownloadManager::startNextTask() {
   for (const auto& task : unFinishedTaskArr_) {
     if (task->isWaiting() && (!next || task->activeTimestamp() < next->activeTimestamp())) next = task;
   }
-  if (next) resumeTask(next);
+  if (!next) return nullptr;
+  const ZRDownloadTask* const outer = std::exchange(starting_, next.get());
+  resumeTask(next);
+  starting_ = outer;
   return next;
 }
 
-// A task that fails inside its start asks for the next one from in here. The loop below, already on the stack, gives it
-// its turn, so that a long row of failing tasks costs no stack.
+// The slot of a task that fails inside its start is filled by this loop, which goes on when the start returns, and not
+// by a call of its own: a long row of failing tasks costs no stack.
 void ZRDownloadManager::checkIfHasTaskCanEnQueue() {
-  if (fillingSlots_) return;
-  fillingSlots_ = true;
   while (startNextTask()) {
   }
-  fillingSlots_ = false;
 }
 
 void ZRDownloadManager::checkIfHasExecutingTaskCanReduce() {

@@ -79,9 +79,9 @@ void ZRDownloadManager::shutdown() {
 ZRDownloadManager::ZRDownloadManager() = default;
 ZRDownloadManager::~ZRDownloadManager() = default;
 
-void ZRDownloadManager::setup(const ZRDictionary& options) {
+void ZRDownloadManager::setup(ZRDictionary options) {
   zrAssertLoopThread();
-  applyOptions(options);
+  applyOptions(std::move(options));
   if (db_) return;
   db_ = std::make_shared<ZRDownloadDataBase>();
   ZRDownloadTask::setupWithDB(db_);
@@ -89,16 +89,21 @@ void ZRDownloadManager::setup(const ZRDictionary& options) {
   ZRRemovedFolders::sweep();
 }
 
-void ZRDownloadManager::applyOptions(const ZRDictionary& options) {
-  opts_ = options;
-  fetchMkeyHandler_ = requestHandlerOf(options, "fetch_mky_handler");
-  decryptionHandler_ = requestHandlerOf(options, "decryption_handler");
-  loggerHandler_ = recordHandlerOf(options, "logger_handler");
+void ZRDownloadManager::applyOptions(ZRDictionary options) {
+  setFetchMkeyHandler(requestHandlerOf(options, "fetch_mky_handler"));
+  setDecryptionHandler(requestHandlerOf(options, "decryption_handler"));
+  setLoggerHandler(recordHandlerOf(options, "logger_handler"));
   ignoreH265_ = options["ignore_h265"].boolValue();
-  fetch73InfoHandler_ = requestHandlerOf(options, "fetch_73Info_Handler");
+  setFetch73InfoHandler(requestHandlerOf(options, "fetch_73Info_Handler"));
   if (const ZRValue& count = options["max_concurrent_count"]; !count.isAbsent()) {
     maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
   }
+  setOpts(std::move(options));
+}
+
+void ZRDownloadManager::setOpts(ZRDictionary opts) {
+  const std::lock_guard lock(callbackMutex_);
+  std::swap(opts_, opts);
 }
 
 void ZRDownloadManager::loadTasks() {
@@ -146,7 +151,7 @@ void ZRDownloadManager::taskErrored(const std::shared_ptr<ZRDownloadTask>& task,
     case ZRErrorCode::FileDeleted:
       task->forceError(error);
       std::erase(executingQueue_, task);
-      checkIfHasTaskCanEnQueue();
+      if (task.get() != starting_) checkIfHasTaskCanEnQueue();
       break;
   }
 }
@@ -162,7 +167,7 @@ void ZRDownloadManager::taskCompleted(const std::shared_ptr<ZRDownloadTask>& tas
   ZRNotificationCenter::defaultCenter().post(kZRDownloadTaskFinishedNotifi, task);
 }
 
-ZRAddTaskResult ZRDownloadManager::addTask(const std::shared_ptr<ZRDownloadTask>& task) {
+ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task) return ZRAddTaskResult::Refused;
   task->setDb(db_);
@@ -183,19 +188,18 @@ ZRAddTaskResult ZRDownloadManager::addTask(const std::shared_ptr<ZRDownloadTask>
   return ZRAddTaskResult::Added;
 }
 
-void ZRDownloadManager::removeTask(const std::shared_ptr<ZRDownloadTask>& task) {
+void ZRDownloadManager::removeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task) return;
-  const std::shared_ptr<ZRDownloadTask> kept = task;  // the argument may be an element of a list that shrinks here
-  log(1, nullptr, "rm:%@", kept);
-  if (kept->isExecuting()) {
-    kept->switch2Pause();
-    std::erase(executingQueue_, kept);
-    std::erase(unFinishedTaskArr_, kept);
+  log(1, nullptr, "rm:%@", task);
+  if (task->isExecuting()) {
+    task->switch2Pause();
+    std::erase(executingQueue_, task);
+    std::erase(unFinishedTaskArr_, task);
   } else {
-    std::erase(kept->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, kept);
+    std::erase(task->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, task);
   }
-  kept->cleanDownloadFiles();
+  task->cleanDownloadFiles();
   checkIfHasTaskCanEnQueue();
 }
 
@@ -214,9 +218,11 @@ void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
 }
 
 void ZRDownloadManager::fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion) {
-  if (fetchMkeyHandler_) fetchMkeyHandler_(request, std::move(completion));
+  const ZRFetchMkeyHandler ask = fetchMkeyHandler_;  // the handler may replace itself
+  if (ask) ask(request, std::move(completion));
 }
 
 void ZRDownloadManager::fetch73VideoInfo(const ZRDictionary& request, ZRReplyCompletion completion) {
-  if (fetch73InfoHandler_) fetch73InfoHandler_(request, std::move(completion));
+  const ZRFetch73InfoHandler ask = fetch73InfoHandler_;
+  if (ask) ask(request, std::move(completion));
 }

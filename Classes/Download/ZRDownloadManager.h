@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -81,19 +82,21 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// | "max_concurrent_count" | the limit, of which 8 bits count; no task is started or stopped by it here |
   /// | "cc_report_handler" | `ZRReportHandler` |
   /// | "m3u8_cdn_params" | dictionary of further query parameters of playlist requests |
-  void setup(const ZRDictionary& options);
+  void setup(ZRDictionary options);
 
-  /// Copies of the lists, in the order of loading and then of events.
+  /// Copies of the lists, in the order of loading and then of events; of those that hold a slot, a part of the
+  /// unfinished ones, the longest admitted first.
   ///@{
   ZRTaskList allFinishedTaskArr() const { return finishedTaskArr_; }
   ZRTaskList allUnFinishTaskArr() const { return unFinishedTaskArr_; }
+  ZRTaskList executingQueue() const { return executingQueue_; }
   ///@}
 
   /// Stores the task, sets it Waiting and fills free slots; a task that does not start at once fetches its metadata.
-  [[nodiscard]] ZRAddTaskResult addTask(const std::shared_ptr<ZRDownloadTask>& task);
+  [[nodiscard]] ZRAddTaskResult addTask(std::shared_ptr<ZRDownloadTask> task);
 
   /// Stops the task, deletes its files and rows, and fills the freed slot.
-  void removeTask(const std::shared_ptr<ZRDownloadTask>& task);
+  void removeTask(std::shared_ptr<ZRDownloadTask> task);
 
   /// How many tasks may run at once. Raising it starts waiting tasks; lowering it sends the newest running ones back to
   /// waiting.
@@ -102,24 +105,39 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   std::uint8_t maxConcurrentOperationCount() const noexcept { return maxConcurrentOperationCount_; }
   ///@}
 
-  /// The options of the last `setup`, what was made of them, and the store, which is null before. A setter replaces a
-  /// callback until the next `setup`.
+  /// What the options of the last `setup` made of it; a setter counts until the next `setup`. A callback is given as a
+  /// copy, and one that is replaced while it runs lives until it has run.
   ///@{
   bool ignoreH265() const noexcept { return ignoreH265_; }
-  const std::shared_ptr<ZRDownloadDataBase>& db() const noexcept { return db_; }
+  void setIgnoreH265(bool ignore) noexcept { ignoreH265_ = ignore; }
   const ZRDictionary& opts() const noexcept { return opts_; }
-  const ZRFetchMkeyHandler& fetchMkeyHandler() const noexcept { return fetchMkeyHandler_; }
-  void setFetchMkeyHandler(ZRFetchMkeyHandler handler) { fetchMkeyHandler_ = std::move(handler); }
-  const ZRDecryptionHandler& decryptionHandler() const noexcept { return decryptionHandler_; }
-  void setDecryptionHandler(ZRDecryptionHandler handler) { decryptionHandler_ = std::move(handler); }
-  const ZRLoggerHandler& loggerHandler() const noexcept { return loggerHandler_; }
-  void setLoggerHandler(ZRLoggerHandler handler) { loggerHandler_ = std::move(handler); }
-  const ZRFetch73InfoHandler& fetch73InfoHandler() const noexcept { return fetch73InfoHandler_; }
-  void setFetch73InfoHandler(ZRFetch73InfoHandler handler) { fetch73InfoHandler_ = std::move(handler); }
+  void setOpts(ZRDictionary opts);
+  ZRFetchMkeyHandler fetchMkeyHandler() const { return fetchMkeyHandler_; }
+  void setFetchMkeyHandler(ZRFetchMkeyHandler handler) { fetchMkeyHandler_.swap(handler); }
+  ZRDecryptionHandler decryptionHandler() const { return decryptionHandler_; }
+  void setDecryptionHandler(ZRDecryptionHandler handler) { decryptionHandler_.swap(handler); }
+  ZRLoggerHandler loggerHandler() const;
+  void setLoggerHandler(ZRLoggerHandler handler);
+  ZRFetch73InfoHandler fetch73InfoHandler() const { return fetch73InfoHandler_; }
+  void setFetch73InfoHandler(ZRFetch73InfoHandler handler) { fetch73InfoHandler_.swap(handler); }
   ///@}
+
+  /// The store, null before `setup`.
+  const std::shared_ptr<ZRDownloadDataBase>& db() const noexcept { return db_; }
 
   /// The HTTP agent that all tasks share, made by the first call.
   const std::shared_ptr<SCNetworkAgent>& networkAgent();
+
+  /// Fields that no host needs; a setter only stores: nothing is written, started, stopped or told by it.
+  ///@{
+  const ZRTaskList& finishedTaskArr() const noexcept { return finishedTaskArr_; }
+  const ZRTaskList& unFinishedTaskArr() const noexcept { return unFinishedTaskArr_; }
+  void setFinishedTaskArr(ZRTaskList tasks) { finishedTaskArr_ = std::move(tasks); }
+  void setUnFinishedTaskArr(ZRTaskList tasks) { unFinishedTaskArr_ = std::move(tasks); }
+  void setExecutingQueue(ZRTaskList tasks) { executingQueue_ = std::move(tasks); }
+  void setDb(std::shared_ptr<ZRDownloadDataBase> db) { db_ = std::move(db); }
+  void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
+  ///@}
 
   /// Asks the host for a playback key; without a handler the completion is never called. For runners.
   void fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion);
@@ -153,20 +171,22 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// `relative` below the share base folder; without it the Movies folder.
   static std::string pathByRelativeShareBasePath(const std::optional<std::string>& relative);
 
-  /// The playable file of the finished task with that id; nothing when there is none. Main loop's thread.
+  /// The playable file of the shared manager's finished task with that id; nothing when there is none. Main loop's
+  /// thread.
   ///@{
-  std::optional<std::string> relativeMoviePathWithTaskId(const std::string& taskId) const;
-  std::optional<std::string> fullMoviePathWithTaskId(const std::string& taskId) const;
+  static std::optional<std::string> relativeMoviePathWithTaskId(const std::string& taskId);
+  static std::optional<std::string> fullMoviePathWithTaskId(const std::string& taskId);
   ///@}
 
   // ZRDownloadManager+Logger.cpp
 
   /// Hands a record to the host's logger, on the caller's thread. `format` is a printf format, "%@" standing for an
   /// object's description; a format that does not fit its arguments makes no record. Level 0 is a trace, 1 a notable
-  /// event, 2 a failure; a null tag is the empty one.
+  /// event, 2 a failure; a null tag is the empty one. Any thread, also while the logger is replaced: a record that is
+  /// under way may still reach the old one.
   template <class... Args>
   void log(unsigned level, const char* tag, const char* format, const Args&... args) {
-    if (!loggerHandler_) return;
+    if (!hasLogger_.load(std::memory_order_relaxed)) return;
     const std::array<ZRLogArgument, sizeof...(Args)> arguments{ZRLogArgument(args)...};
     logArguments(level, tag, format, arguments);
   }
@@ -174,26 +194,29 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   // ZRDownloadManager+SwitchTask.cpp: scheduling.
 
   /// Lets the tasks want to run: paused and errored ones become Waiting, and free slots are filled.
-  void starTasks(const ZRTaskList& tasks);
+  void starTasks(ZRTaskList tasks);
 
   /// Pauses every unfinished task; nothing is started.
   void pauseAllTasks();
 
   /// Pauses the task; its slot goes to the next waiting one. A finished task is left alone.
-  void pauseTask(const std::shared_ptr<ZRDownloadTask>& task);
+  void pauseTask(std::shared_ptr<ZRDownloadTask> task);
 
   /// Runs the task if there is a slot. Without one a waiting task displaces the longest-running one, and a paused or
   /// errored one becomes Waiting. A finished task is left alone.
-  void resumeTask(const std::shared_ptr<ZRDownloadTask>& task);
+  void resumeTask(std::shared_ptr<ZRDownloadTask> task);
 
  private:
   ZRDownloadManager();
 
-  void applyOptions(const ZRDictionary& options);
+  void applyOptions(ZRDictionary options);
   void loadTasks();
   void setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>& task);
   void taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error);
   void taskCompleted(const std::shared_ptr<ZRDownloadTask>& task);
+
+  // ZRDownloadManager+CC.cpp
+  ZRReportHandler reportHandler() const;
 
   // ZRDownloadManager+Logger.cpp
   void logArguments(unsigned level, const char* tag, const char* format, std::span<const ZRLogArgument> arguments);
@@ -212,12 +235,16 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRTaskList unFinishedTaskArr_;
   ZRTaskList executingQueue_;  // those of unFinishedTaskArr_ that hold a slot, longest admitted first
   std::shared_ptr<ZRDownloadDataBase> db_;
-  ZRDictionary opts_;
   ZRFetchMkeyHandler fetchMkeyHandler_;
   ZRDecryptionHandler decryptionHandler_;
-  ZRLoggerHandler loggerHandler_;
   ZRFetch73InfoHandler fetch73InfoHandler_;
   std::shared_ptr<SCNetworkAgent> networkAgent_;
-  std::recursive_mutex limitMutex_;  // held by setMaxConcurrentOperationCount alone
-  bool fillingSlots_ = false;        // checkIfHasTaskCanEnQueue is on the stack
+  std::recursive_mutex limitMutex_;           // held by setMaxConcurrentOperationCount alone
+  const ZRDownloadTask* starting_ = nullptr;  // the task whose start startNextTask has last put on the stack
+
+  // Read on any thread and written on the main loop's, under callbackMutex_. No callback runs or dies under it.
+  mutable std::mutex callbackMutex_;
+  ZRDictionary opts_;
+  ZRLoggerHandler loggerHandler_;
+  std::atomic<bool> hasLogger_ = false;  // spares the lock where nobody listens
 };

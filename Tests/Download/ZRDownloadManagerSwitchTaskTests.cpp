@@ -3,100 +3,176 @@
 
 namespace {
 
+using Probes = std::vector<std::shared_ptr<ProbeTask>>;
+
+/// Tasks "a", "b" and so on in given states, what is done with them, and where they are then.
+struct Operation {
+  int slots;
+  const char* before;  // a state each: Paused, Waiting, eXecuting, Errored, Finished; "e" is errored and keeps its slot
+  std::function<void(ZRDownloadManager& manager, const Probes& tasks)> run;
+  const char* after;        // the states, a cleaned task as "*"; who holds a slot; the unfinished and the finished ones
+  const char* record = "";  // made on the way
+};
+
 class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
  protected:
-  using Tasks = std::vector<std::shared_ptr<ProbeTask>>;
-
   ZRDownloadManagerSwitchTaskTest() {
     ZRClock::setSource([this] { return 978307200 + ++now_; });  // no two tasks begin to wait at once
   }
 
-  /// Tasks "a", "b" and so on of a host with that many slots.
-  Tasks add(int count, int slots = 3) {
+  /// A new manager with these tasks.
+  Probes arrange(int slots, std::string_view states) {
+    ZRDownloadManager::shutdown();
     manager()->setup(options({{"max_concurrent_count", slots}}));
-    Tasks tasks;
-    for (int i = 0; i < count; ++i) {
+    Probes tasks;
+    for (std::size_t i = 0; i < states.size(); ++i) {
       tasks.push_back(std::make_shared<ProbeTask>(std::string(1, static_cast<char>('a' + i))));
-      EXPECT_EQ(manager()->addTask(tasks.back()), ZRAddTaskResult::Added);
+      EXPECT_EQ(manager()->addTask(tasks[i]), ZRAddTaskResult::Added);
     }
+    ZRTaskList finished;
+    ZRTaskList unfinished;
+    ZRTaskList queue;
+    for (std::size_t i = 0; i < states.size(); ++i) {
+      const char state = states[i] == 'e' ? 'E' : states[i];
+      tasks[i]->updateTaskStateIvar(static_cast<ZRTaskState>(kStates.find(state)));
+      (state == 'F' ? finished : unfinished).push_back(tasks[i]);
+      if (states[i] == 'X' || states[i] == 'e') queue.push_back(tasks[i]);
+    }
+    manager()->setFinishedTaskArr(finished);
+    manager()->setUnFinishedTaskArr(unfinished);
+    manager()->setExecutingQueue(queue);
     log_.clear();
     return tasks;
   }
 
-  static std::string states(const Tasks& tasks) {
-    std::string text;
-    for (const auto& task : tasks) text += "PWXEF"[static_cast<std::size_t>(task->taskState())];
-    return text;
+  static std::string namesOf(const ZRTaskList& tasks) {
+    std::string names;
+    for (const auto& task : tasks) names += task->taskId();
+    return names;
   }
 
+  static std::string picture(const Probes& tasks) {
+    std::string text;
+    for (const auto& task : tasks)
+      text += task->cleans > 0 ? '*' : kStates[static_cast<std::size_t>(task->taskState())];
+    return text + " " + namesOf(manager()->executingQueue()) + " " + namesOf(manager()->allUnFinishTaskArr()) + "/" +
+           namesOf(manager()->allFinishedTaskArr());
+  }
+
+  static constexpr std::string_view kStates = "PWXEF";
   double now_ = 0;
 };
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, resumedTaskGoesOnInPlaceOrDisplacesTheLongestAdmittedOrOnlyWaits) {
-  const auto tasks = add(4);
-  ASSERT_EQ(states(tasks), "XXXW");
-  manager()->resumeTask(tasks[1]);
-  EXPECT_EQ(states(tasks), "XXXW");
-  EXPECT_EQ(tasks[1]->resumes, 2);
-  EXPECT_TRUE(logged(0, "already in queue，reume it !"));
-  manager()->resumeTask(tasks[3]);
-  EXPECT_EQ(states(tasks), "WXXX");
-  EXPECT_TRUE(logged(0, "wait a then resume:d"));
-  manager()->pauseTask(tasks[0]);
-  ASSERT_EQ(states(tasks), "PXXX");
-  manager()->resumeTask(tasks[0]);
-  EXPECT_EQ(states(tasks), "WXXX");
-  EXPECT_TRUE(logged(0, "wait:a"));
+auto resume(std::size_t at) {
+  return [at](auto& manager, const Probes& tasks) { manager.resumeTask(tasks[at]); };
+}
+auto pause(std::size_t at) {
+  return [at](auto& manager, const Probes& tasks) { manager.pauseTask(tasks[at]); };
+}
+auto remove(std::size_t at) {
+  return [at](auto& manager, const Probes& tasks) { manager.removeTask(tasks[at]); };
+}
+auto toggle(std::size_t at) {
+  return [at](auto&, const Probes& tasks) { tasks[at]->switchState(); };
+}
+auto fail(std::size_t at, std::int64_t code) {
+  return [=](auto&, const Probes& tasks) { tasks[at]->invokeErrorNotifi(ZRError("of any domain", code, "")); };
+}
+auto limit(std::uint8_t count) {
+  return [count](auto& manager, const Probes&) { manager.setMaxConcurrentOperationCount(count); };
+}
+void startAll(ZRDownloadManager& manager, const Probes& tasks) {
+  manager.starTasks({tasks.begin(), tasks.end()});
+}
+
+TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
+  for (const Operation& row : std::initializer_list<Operation>{
+           {3, "XXXW", resume(1), "XXXW abc abcd/", "already in queue，reume it !"},
+           {3, "XXXW", resume(3), "WXXX bcd abcd/", "wait a then resume:d"},
+           {3, "XXXP", resume(3), "XXXW abc abcd/", "wait:d"},
+           {3, "XXXE", resume(3), "XXXW abc abcd/", "wait:d"},
+           {0, "W", resume(0), "W  a/", "wait:a"},
+           {3, "XP", resume(1), "XX ab ab/", "enqueue before resume"},
+           {3, "XE", resume(1), "XX ab ab/"},
+           {1, "eE", resume(0), "XE a ab/"},
+           {1, "FW", resume(0), "FW  b/a"},
+           {3, "XXXW", pause(0), "PXXX bcd abcd/"},
+           {3, "XXXW", pause(3), "XXXP abc abcd/", "没有并发的空间了！"},
+           {1, "eW", pause(0), "PX b ab/", "startNextTask?"},
+           {1, "FW", pause(0), "FW  b/a"},
+           {1, "XW", toggle(0), "PX b ab/"},
+           {1, "XW", toggle(1), "WX b ab/"},
+           {1, "P", toggle(0), "X a a/"},
+           {1, "E", toggle(0), "X a a/"},
+           {1, "F", toggle(0), "F  /a"},
+           {3, "eXWPF", [](auto&manager, const Probes&) { manager.pauseAllTasks(); }, "PPPPF  abcd/e"},
+           {3, "XWPEF", startAll, "XXXWF abc abcd/e"},
+           {1, "W", [](auto&manager, const Probes&) { manager.starTasks({}); }, "X a a/"},
+           {1, "XWPF", fail(0, 100), "EEEF  abc/d"},
+           {1, "XWPF", fail(0, 102), "EEEF  abc/d"},
+           {1, "XW", fail(0, 101), "EW a ab/"},
+           {1, "XW", fail(0, 103), "EX b ab/"},
+           {1, "XW", fail(0, 104), "EX b ab/"},
+           {1, "XW", fail(0, 105), "EX b ab/"},
+           {1, "XW", fail(0, 106), "EX b ab/"},
+           {1, "XW", fail(0, 404), "XW a ab/"},
+           {1, "XW", fail(0, -1001), "XW a ab/"},
+           {1, "XW", [](auto&, const Probes&tasks) { tasks[0]->invokeCompletionNotifi(); }, "FX b b/a"},
+           {1, "XW", remove(0), "*X b b/", "rm:a"},
+           {1, "WW", remove(0), "*X b b/"},
+           {1, "PW", remove(0), "*X b b/"},
+           {1, "EW", remove(0), "*X b b/"},
+           {1, "FW", remove(0), "*X b b/"},
+           {1, "eW", remove(0), "*W a b/"},  // it was in no transfer, so its slot stays taken
+           {3, "XXXW", limit(1), "XWWW a abcd/", "冻结任务：c"},
+           {1, "XWWW", limit(3), "XXXW abc abcd/", "MaxConcurrent 3"}}) {
+    const auto tasks = arrange(row.slots, row.before);
+    row.run(*manager(), tasks);
+    EXPECT_EQ(picture(tasks), row.after) << row.before;
+    EXPECT_TRUE(*row.record == '\0' || logged(0, row.record) || logged(1, row.record)) << row.record;
+  }
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestThenFirstInTheList) {
-  const auto tasks = add(4, 1);
+  const auto tasks = arrange(1, "XWWW");
   tasks[1]->setActiveTimestamp(100);
   tasks[2]->setActiveTimestamp(50);
   tasks[3]->setActiveTimestamp(50);
   manager()->pauseTask(tasks[0]);
-  EXPECT_EQ(states(tasks), "PWXW");
-  manager()->pauseTask(tasks[2]);
-  EXPECT_EQ(states(tasks), "PWPX");
-  EXPECT_TRUE(logged(0, "startNextTask?"));
-  EXPECT_TRUE(logged(0, "没有并发的空间了！"));
+  EXPECT_EQ(picture(tasks), "PWXW c abcd/");
 }
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, loweredLimitSendsTheNewestBackAndARaisedOneStartsThemAgain) {
-  const auto tasks = add(4);
-  manager()->setMaxConcurrentOperationCount(1);
-  EXPECT_EQ(states(tasks), "XWWW");
-  EXPECT_EQ(messages(1), std::vector<std::string>({"冻结任务：c", "冻结任务：b", "MaxConcurrent 1"}));
-  manager()->setMaxConcurrentOperationCount(3);
-  EXPECT_EQ(states(tasks), "XWXX");  // d has waited since it was added, then c was sent back before b
-  log_.clear();
-  manager()->setMaxConcurrentOperationCount(3);
-  EXPECT_TRUE(log_.empty());
-}
+// Calls from inside a start, which runs the host's callbacks.
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, pauseAllPausesEveryUnfinishedTaskAndStartsNothing) {
-  const auto tasks = add(5);
-  tasks[0]->invokeErrorNotifi({ZRErrorCode::ConnectionLost, ""});
-  tasks[1]->invokeCompletionNotifi();
-  ASSERT_EQ(states(tasks), "EFXXW");
-  manager()->pauseAllTasks();
-  EXPECT_EQ(states(tasks), "PFPPP");
-  manager()->starTasks({tasks[4], tasks[1], tasks[3]});
-  EXPECT_EQ(states(tasks), "PFPXX");  // also the slot of the errored one is free again
-  manager()->resumeTask(tasks[1]);
-  manager()->pauseTask(tasks[1]);
-  EXPECT_EQ(states(tasks), "PFPXX");
-  EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList({tasks[1]}));
+TEST_F(ZRDownloadManagerSwitchTaskTest, callsFromInsideAStartAreDoneAtOnce) {
+  const auto tasks = arrange(2, "XWW");
+  const auto added = std::make_shared<ProbeTask>("d");
+  std::vector<std::string> pictures;
+  const auto token = ZRNotificationCenter::defaultCenter().addObserver(
+      kZRDownloadTaskFinishedNotifi, [&](const ZRNotification&) { pictures.push_back(picture(tasks)); });
+  tasks[1]->onResume = [&] {
+    tasks[0]->invokeCompletionNotifi();
+    manager()->setMaxConcurrentOperationCount(3);
+    EXPECT_EQ(manager()->addTask(added), ZRAddTaskResult::Added);
+    pictures.push_back(picture(tasks));
+  };
+  manager()->starTasks({});
+  EXPECT_EQ(pictures, std::vector<std::string>({"FXX bc bc/a", "FXX bcd bcd/a"}));
+  EXPECT_EQ(added->preloads, 0);
 }
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, longRowOfTasksThatFailAtOnceCostsNoStack) {
-  const auto tasks = add(5000, 0);
-  manager()->resumeTask(tasks[0]);
-  ASSERT_EQ(states(tasks), std::string(5000, 'W'));  // without a slot
-  for (const auto& task : tasks) task->failOnResume = ZRError(ZRErrorCode::ResourceUnusable, "");
-  manager()->setLoggerHandler({});
+  const auto tasks = arrange(0, std::string(50, 'W'));
+  int depth = 0;
+  for (const auto& task : tasks) {
+    task->onResume = [&depth, task = task.get()] {
+      EXPECT_EQ(++depth, 1);
+      task->invokeErrorNotifi({ZRErrorCode::ResourceUnusable, ""});
+      --depth;
+    };
+  }
   manager()->setMaxConcurrentOperationCount(2);
-  EXPECT_EQ(states(tasks), std::string(5000, 'E'));
+  EXPECT_EQ(picture(tasks).substr(0, 50), std::string(50, 'E'));
 }
 
 }  // namespace

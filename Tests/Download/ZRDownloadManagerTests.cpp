@@ -1,4 +1,6 @@
+#include <atomic>
 #include <optional>
+#include <thread>
 
 #include "LibraryFixture.h"
 #include "ProbeTask.h"
@@ -19,8 +21,6 @@ class ZRDownloadManagerTest : public LibraryFixture {
   static ZRNotificationCenter::Token observe(const char* name, std::function<void(const ZRNotification&)> observer) {
     return ZRNotificationCenter::defaultCenter().addObserver(name, std::move(observer));
   }
-
-  static ZRDictionary report(unsigned stype) { return {{"stype", stype}, {"version", 21}}; }
 };
 
 TEST_F(ZRDownloadManagerTest, optionsOfAnotherTypeCountAsAbsent) {
@@ -51,29 +51,6 @@ TEST_F(ZRDownloadManagerTest, secondSetupReplacesOptionsAndTouchesNoTaskUntilOne
   EXPECT_TRUE(waiting->isExecuting());
 }
 
-TEST_F(ZRDownloadManagerTest, addedTaskIsStartedReportedAndAnnouncedAndARefusedOneLeavesNoTrace) {
-  std::vector<std::string> announced;
-  const auto token = observe(kZRDownloadTaskCreatedSuccNotifi, [&announced](const ZRNotification& posted) {
-    announced.push_back(posted.name + ":" + posted.objectAs<ZRDownloadTask>()->taskId());
-  });
-  manager()->setup(options());
-  const auto task = add("a");
-  EXPECT_TRUE(task->isExecuting());
-  EXPECT_EQ(task->preloads, 0);
-  EXPECT_NE(task->networkAgent(), nullptr);
-  EXPECT_EQ(task->db(), manager()->db());
-  EXPECT_TRUE(logged(1, "add:a"));
-
-  const auto refused = std::make_shared<ProbeTask>("b");
-  refused->refuseInsert = true;
-  EXPECT_EQ(manager()->addTask(refused), ZRAddTaskResult::Refused);
-  EXPECT_EQ(manager()->addTask(nullptr), ZRAddTaskResult::Refused);
-  EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Exists);
-  EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList({task}));
-  EXPECT_EQ(reports_, std::vector<ZRDictionary>({report(201)}));
-  EXPECT_EQ(announced, std::vector<std::string>({"kZRDownloadTaskCreatedSuccNotifi:a"}));
-}
-
 TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
   double now = 1000;
   ZRClock::setSource([&now] { return 978307200 + now; });
@@ -92,62 +69,90 @@ TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
   EXPECT_EQ(first->timestamp(), 3000);
 }
 
-TEST_F(ZRDownloadManagerTest, completedTaskGivesItsSlotAwayBeforeItIsAnnounced) {
-  setupWithSlots(1);
-  const auto done = add("a");
-  const auto next = add("b");
-  bool nextRunsWhenAnnounced = false;
-  const auto token = observe(kZRDownloadTaskFinishedNotifi,
-                             [&](const ZRNotification&) { nextRunsWhenAnnounced = next->isExecuting(); });
-  reports_.clear();
-  done->invokeCompletionNotifi();
-  EXPECT_TRUE(done->isFinished());
-  EXPECT_TRUE(nextRunsWhenAnnounced);
-  EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList({done}));
-  EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList({next}));
-  EXPECT_EQ(reports_, std::vector<ZRDictionary>({report(202)}));
+TEST_F(ZRDownloadManagerTest, hostHearsOfATaskWhenListsAndSlotsAreDone) {
+  std::vector<std::string> heard;
+  std::shared_ptr<ProbeTask> first = std::make_shared<ProbeTask>("a");
+  const auto hear = [&](const std::string& what) {
+    for (const auto& task : manager()->executingQueue()) EXPECT_TRUE(task->isExecuting());
+    heard.push_back(what + " " + std::to_string(manager()->executingQueue().size()) + "/" +
+                    std::to_string(manager()->allUnFinishTaskArr().size()) + "/" +
+                    std::to_string(manager()->allFinishedTaskArr().size()));
+  };
+  const auto notified = [&](const ZRNotification& posted) {
+    hear(posted.name.substr(15) + posted.objectAs<ZRDownloadTask>()->taskId());
+  };
+  const auto created = observe(kZRDownloadTaskCreatedSuccNotifi, notified);
+  const auto finished = observe(kZRDownloadTaskFinishedNotifi, notified);
+  manager()->setup(options({{"max_concurrent_count", 1},
+                            {"cc_report_handler", ZRReportHandler([&](const ZRDictionary& report, const ZRValue&) {
+                               EXPECT_EQ(report["version"], ZRValue(21));
+                               hear(report["stype"].textValue().value());
+                               first.reset();  // what the caller does with its own pointer is its own business
+                             })}}));
+  EXPECT_EQ(manager()->addTask(first), ZRAddTaskResult::Added);
+  const auto running = manager()->allUnFinishTaskArr().at(0);
+  EXPECT_TRUE(running->networkAgent() != nullptr && running->db() == manager()->db() && logged(1, "add:a"));
+  const auto waiting = add("b");
+  EXPECT_EQ(waiting->preloads, 1);
+  running->invokeCompletionNotifi();
+  const auto refused = std::make_shared<ProbeTask>("c");
+  refused->refuseInsert = true;
+  EXPECT_EQ(manager()->addTask(refused), ZRAddTaskResult::Refused);
+  EXPECT_EQ(manager()->addTask(nullptr), ZRAddTaskResult::Refused);
+  EXPECT_EQ(manager()->addTask(waiting), ZRAddTaskResult::Exists);
+  EXPECT_EQ(heard, std::vector<std::string>({"201 1/1/0", "CreatedSuccNotifia 1/1/0", "201 1/2/0",
+                                             "CreatedSuccNotifib 1/2/0", "202 0/1/1", "FinishedNotifia 1/1/1"}));
 }
 
-TEST_F(ZRDownloadManagerTest, errorCodeDecidesTheFateOfAllTasks) {
-  using enum ZRTaskState;
-  for (const auto& [code, failingEnds, waitingEnds] :
-       {std::tuple(100, Errored, Errored), std::tuple(102, Errored, Errored), std::tuple(101, Errored, Waiting),
-        std::tuple(103, Errored, Executing), std::tuple(104, Errored, Executing), std::tuple(105, Errored, Executing),
-        std::tuple(106, Errored, Executing), std::tuple(404, Executing, Waiting),
-        std::tuple(-1001, Executing, Waiting)}) {
-    SCOPED_TRACE(code);
-    ZRDownloadManager::shutdown();
-    setupWithSlots(1);
-    const auto failing = add("a");
-    const auto waiting = add("b");
-    failing->invokeErrorNotifi(ZRError("elsewhere", code, "why"));  // the domain does not count
-    EXPECT_EQ(failing->taskState(), failingEnds);
-    EXPECT_EQ(waiting->taskState(), waitingEnds);
-    EXPECT_EQ(failing->err().has_value(), failingEnds == Errored);
+TEST_F(ZRDownloadManagerTest, callbackThatIsReplacedWhileItRunsLivesUntilItHasRun) {
+  int calls = 0;
+  /// A callback's own property, gone with it.
+  struct Witness {
+    std::shared_ptr<bool> isThere = std::make_shared<bool>(true);
+    void replaceAll(int& calls) const {
+      const std::weak_ptr<bool> weak = isThere;
+      manager()->setup({});
+      manager()->setLoggerHandler({});
+      EXPECT_FALSE(weak.expired());
+      ++calls;
+    }
+  };
+  const auto record = [&calls, own = Witness()](const ZRDictionary&, const ZRValue&) { own.replaceAll(calls); };
+  const auto request = [&calls, own = Witness()](const ZRDictionary&, const ZRReplyCompletion&) {
+    own.replaceAll(calls);
+  };
+  for (const auto& call : std::initializer_list<std::function<void()>>{
+           [] { manager()->log(0, nullptr, "x"); }, [] { manager()->cc(201, 1); }, [] { manager()->fetchMkey({}, {}); },
+           [] { manager()->fetch73VideoInfo({}, {}); }}) {
+    manager()->setup({{"logger_handler", ZRRecordHandler(record)},
+                      {"cc_report_handler", ZRRecordHandler(record)},
+                      {"fetch_mky_handler", ZRRequestHandler(request)},
+                      {"fetch_73Info_Handler", ZRRequestHandler(request)}});
+    call();
   }
+  EXPECT_EQ(calls, 4);
 }
 
-TEST_F(ZRDownloadManagerTest, removedTaskFreesItsSlotUnlessItsConnectionWasLost) {
-  setupWithSlots(1);
-  const auto running = add("a");
-  const auto next = add("b");
-  manager()->removeTask(running);
-  EXPECT_TRUE(running->isPaused());
-  EXPECT_EQ(running->cleans, 1);
-  EXPECT_TRUE(next->isExecuting());
-  EXPECT_TRUE(logged(1, "rm:a"));
-  next->invokeCompletionNotifi();
-  manager()->removeTask(next);
-  EXPECT_EQ(manager()->allFinishedTaskArr(), ZRTaskList());
-  EXPECT_EQ(manager()->allUnFinishTaskArr(), ZRTaskList());
-
-  const auto lost = add("c");
-  lost->invokeErrorNotifi({ZRErrorCode::ConnectionLost, ""});
-  const auto waiting = add("d");
-  EXPECT_TRUE(waiting->isWaiting());
-  manager()->removeTask(lost);  // errored, so it stays in the executing list
-  EXPECT_TRUE(waiting->isWaiting());
-  EXPECT_EQ(lost->cleans, 1);
+TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachOneOfTheLoggersWhileTheyAreReplaced) {
+  constexpr int kRecords = 2000;
+  std::atomic<int> heard = 0;
+  const auto hear = [&] {
+    return options({{"logger_handler", ZRLoggerHandler([&heard](const auto&, const auto&) { ++heard; })},
+                    {"cc_report_handler", ZRReportHandler([&heard](const auto&, const auto&) { ++heard; })}});
+  };
+  manager()->setup(hear());
+  heard = 0;
+  std::atomic<bool> isDone = false;
+  std::thread other([&isDone] {
+    for (int i = 0; i < kRecords; ++i) {
+      manager()->log(0, nullptr, "%d", i);
+      manager()->cc(202, i);
+    }
+    isDone = true;
+  });
+  while (!isDone) manager()->setup(hear());
+  other.join();
+  EXPECT_EQ(heard, 2 * kRecords);
 }
 
 // What the host hears.

@@ -38,12 +38,13 @@ TEST_F(ZRDownloadTaskTest, everyEntryIntoAStateStampsReportsAndStores) {
         std::tuple(Executing, Errored, before)}) {
     SCOPED_TRACE(static_cast<int>(from) * 10 + static_cast<int>(to));
     const auto task = std::make_shared<ProbeTask>("t");
-    task->updateTaskStateIvar(from);
+    task->setTaskState(from);
     task->setActiveTimestamp(before);
     reports_.clear();
+    task->syncs = 0;
     task->setTaskState(to);
     EXPECT_EQ(std::tuple(task->taskState(), task->activeTimestamp()), std::tuple(to, stamp));
-    EXPECT_EQ(task->syncs, 1);
+    EXPECT_EQ(std::tuple(task->syncs, manual_->pendingDelayed()), std::tuple(1, to == Executing ? 1U : 0U));
     EXPECT_EQ(reports_, to == Finished ? finishReport : std::vector<ZRDictionary>());
   }
 }
@@ -88,16 +89,6 @@ TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnoughAndOneByteMoreIsAndAnUnreadable
   ZRHost::setVolumeProbe([](const std::string&) { return ZRError("POSIX", 5, "io"); });
   EXPECT_FALSE(task_->hasEnoughDiskSpace());
   EXPECT_TRUE(logged(2, "Error Obtaining System Disk Info: Domain = POSIX, Code = 5"));
-}
-
-TEST_F(ZRDownloadTaskTest, switchStateTogglesThroughTheManager) {
-  ASSERT_EQ(manager()->addTask(task_), ZRAddTaskResult::Added);
-  for (const auto& [from, to] : {std::pair(Executing, Paused), std::pair(Paused, Executing),
-                                 std::pair(Errored, Executing), std::pair(Finished, Finished)}) {
-    task_->updateTaskStateIvar(from);
-    task_->switchState();
-    EXPECT_EQ(task_->taskState(), to);
-  }
 }
 
 TEST_F(ZRDownloadTaskTest, taskOfNoRunnerIsInertAndRefused) {

@@ -8,7 +8,7 @@
 #include "ZRDownloadTask.h"
 #include "ZRValue.h"
 
-/// A task whose runner only notes what is asked of it, and fails inside its start when it is told to.
+/// A task whose runner only notes what is asked of it, and does inside its start what it is told to.
 class ProbeTask final : public ZRDownloadTask {
  public:
   explicit ProbeTask(std::string name, std::int64_t album = 0) : name_(std::move(name)), album_(album) {}
@@ -31,7 +31,7 @@ class ProbeTask final : public ZRDownloadTask {
   void resume() override {
     ZRDownloadTask::resume();
     ++resumes;
-    if (failOnResume) invokeErrorNotifi(*failOnResume);
+    if (onResume) onResume();
   }
   void switch2Finish() override { setTaskState(ZRTaskState::Finished); }
   void switch2Wait() override { setTaskState(ZRTaskState::Waiting); }
@@ -51,7 +51,7 @@ class ProbeTask final : public ZRDownloadTask {
   std::string description() const override { return name_; }
 
   bool refuseInsert = false;
-  std::optional<ZRError> failOnResume;
+  std::function<void()> onResume;  // inside the task's start
   int preloads = 0;
   int syncs = 0;
   int resumes = 0;

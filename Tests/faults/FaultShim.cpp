@@ -1,12 +1,14 @@
-// A library for LD_PRELOAD that makes one call of a program fail once.
+// A library for LD_PRELOAD that makes one call of a program fail once, or the program end there.
 //
-//   ZR_FAULT         CALL:N:ERRNO: the N-th such call fails with that number; without it none does
+//   ZR_FAULT         CALL:N:ERRNO: the N-th such call fails with that number; with 0 it is the program's last moment
 //   ZR_FAULT_BELOW   a folder: calls with a path or a descriptor outside of it are neither counted nor failed
 //   ZR_FAULT_COUNTS  a file of 32-bit numbers, mapped: how often each of kFaultCalls was made; outlives any end
+//   ZR_FAULT_CUT     a command that keeps what the disk holds; it runs in the last moment
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -60,14 +62,23 @@ __attribute__((constructor)) void setUp() {
   plan = &made;
 }
 
+/// Ends the program as a cut of the power or `kill -9` would.
+[[noreturn]] void die() {
+  if (const char* const cut = std::getenv("ZR_FAULT_CUT")) (void)std::system(cut);
+  std::raise(SIGKILL);
+  std::abort();
+}
+
 /// Counts the call, and tells whether this is the one; `errno` is set then.
 bool fails(std::string_view call) {
   if (plan == nullptr || plan->counts == nullptr) return false;
   const auto index = std::find(kFaultCalls.begin(), kFaultCalls.end(), call) - kFaultCalls.begin();
   const std::uint32_t count = ++plan->counts[index];
-  if (call != plan->call || count != plan->at) return false;
-  errno = plan->error;
-  return true;
+  const std::uint32_t countOfAny = ++plan->counts[kFaultCalls.size() - 1];
+  const bool isThis = plan->call == "any" ? countOfAny == plan->at : plan->call == call && count == plan->at;
+  if (isThis && plan->error == 0) die();
+  if (isThis) errno = plan->error;
+  return isThis;
 }
 
 bool isBelow(std::string_view path) {
