@@ -21,6 +21,11 @@ bool isTooLong(const std::filesystem::path& name) {
       name, [](const auto& component) { return component.native().size() > SCSideName::kLongestName; });
 }
 
+/// Whether both are one file, or one would be a folder on the way to the other.
+bool collide(std::string_view a, std::string_view b) {
+  return a == b || ZRPath::isBelow(a, b) || ZRPath::isBelow(b, a);
+}
+
 }  // namespace
 
 std::string ZRShareRules::albumDetailURL(std::string_view host) {
@@ -58,18 +63,20 @@ std::optional<std::string> ZRShareRules::pathInFolder(std::string_view folder, s
   return path;
 }
 
-// A folder that is named like one on its way out would be swept.
 std::optional<std::string> ZRShareRules::taskFolder(std::string_view aid, std::string_view vid) {
+  for (const std::string_view id : {aid, vid}) {
+    // A folder that is named like one on its way out would be swept.
+    if (id.find('/') != std::string_view::npos || id.starts_with(ZRRemovedFolders::kPrefix)) return std::nullopt;
+  }
   const std::optional<std::string> album = pathInFolder("", aid);
-  std::optional<std::string> folder = album ? pathInFolder(*album, vid) : std::nullopt;
-  if (folder && folder->find(std::string("/").append(ZRRemovedFolders::kPrefix)) != std::string::npos)
-    return std::nullopt;
-  return folder;
+  return album ? pathInFolder(*album, vid) : std::nullopt;
 }
 
 bool ZRShareRules::disturbsVideo(std::string_view path, std::string_view videoPath) {
-  const std::size_t nameAt = videoPath.rfind('/') + 1;
+  const std::size_t folder = path.rfind('/') + 1;
+  const std::size_t videoFolder = videoPath.rfind('/') + 1;
+  const std::string part = std::string(path.substr(0, folder)).append(SCSideName::part(path.substr(folder)));
   const std::string beside =
-      std::string(videoPath.substr(0, nameAt)).append(SCSideName::stem(videoPath.substr(nameAt))) + ".";
-  return path == videoPath || path.starts_with(beside);
+      std::string(videoPath.substr(0, videoFolder)).append(SCSideName::stem(videoPath.substr(videoFolder))) + ".";
+  return collide(path, videoPath) || collide(part, videoPath) || path.starts_with(beside);
 }

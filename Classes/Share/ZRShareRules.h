@@ -34,11 +34,11 @@ class ZRShareRules final {
   /// Path of the file or folder `name` inside `folder`, however many folders deeper, without "." and "..".
   static std::optional<std::string> pathInFolder(std::string_view folder, std::string_view name);
 
-  /// ALBUM/VIDEO, below the share base folder. Both ids must name a folder of their own, so that no task's folder is an
-  /// album's.
+  /// ALBUM/VIDEO, below the share base folder. Both ids must be names of one folder, without a separator, so that two
+  /// shares never have the same folder or one inside the other's.
   static std::optional<std::string> taskFolder(std::string_view aid, std::string_view vid);
 
-  /// Whether what is stored at `path` would get into the way of the video at `videoPath`: the video's own path, or one
-  /// that its download keeps beside it.
+  /// Whether a download to `path` would get into the way of the video at `videoPath`: it or its `.part` is the video's
+  /// file, a folder above or below it, or one that the video's download keeps beside it.
   static bool disturbsVideo(std::string_view path, std::string_view videoPath);
 };

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -9,14 +8,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-/// Ids with a "/" of their own may name a file of another task, and a file in a folder's place would be deleted.
-bool isAnothersFile(const std::string& taskFolder) {
-  if (std::count(taskFolder.begin(), taskFolder.end(), '/') < 2) return false;
-  std::error_code unreachable;
-  const fs::path path = ZRPath::append(ZRDownloadManager::downloadShareBasePath(), taskFolder);
-  return fs::exists(path, unreachable) && !fs::is_directory(path, unreachable);
-}
 
 /// Makes the folders between the task's folder and a file further down in it, unless a symbolic link leads out of it.
 bool makeFoldersBetween(const fs::path& taskFolder, const fs::path& fileFolder) {
@@ -37,8 +28,7 @@ std::optional<std::string> ZRShareTaskRunner::_fileDir() const {
 
 std::string ZRShareTaskRunner::videoSaveDir() const {
   const std::optional<std::string> folder = _fileDir();
-  if (!folder || isAnothersFile(*folder)) return {};
-  return ZRDownloadManager::pathByRelativeShareBasePath(*folder);
+  return folder ? ZRDownloadManager::pathByRelativeShareBasePath(*folder) : std::string();
 }
 
 std::optional<std::string> ZRShareTaskRunner::videoSavePath() const {
@@ -46,7 +36,9 @@ std::optional<std::string> ZRShareTaskRunner::videoSavePath() const {
 }
 
 std::optional<std::string> ZRShareTaskRunner::coverFilePath() const {
-  return savePathWithName(vid().value_or("") + ".jpg");
+  std::optional<std::string> path = savePathWithName(vid().value_or("") + ".jpg");
+  const std::optional<std::string> video = videoSavePath();
+  return path && video && ZRShareRules::disturbsVideo(*path, *video) ? std::nullopt : path;
 }
 
 std::optional<std::string> ZRShareTaskRunner::savePathWithName(const std::optional<std::string>& name) const {

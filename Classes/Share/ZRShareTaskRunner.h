@@ -61,7 +61,8 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   /// Bytes of the video so far, those of earlier runs included.
   std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
 
-  // ZRShareTaskRunner+FileManager.cpp: paths. There is none for a name that leads out of the task's folder.
+  // ZRShareTaskRunner+FileManager.cpp: paths. There is none for a name that leads out of the task's folder, nor for a
+  // cover that would meet the video.
 
   /// Empty when the ids name no folder; nothing can be stored for such a task.
   std::string videoSaveDir() const override;

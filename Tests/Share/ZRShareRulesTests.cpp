@@ -36,18 +36,22 @@ TEST(ZRShareRules, namesAreAsLongAsTheFileSystemAllows) {
 }
 
 TEST(ZRShareRules, bothIdsNameAFolderOfTheirOwn) {
-  for (const auto& [aid, vid, folder] :
-       {std::tuple("a1", "v1", "a1/v1"), std::tuple("/a1", "v/1", "a1/v/1"), std::tuple("a/../b", "c/./d", "b/c/d")}) {
-    EXPECT_EQ(ZRShareRules::taskFolder(aid, vid), folder);
-  }
-  for (const auto& [aid, vid] :
-       {std::pair("a1", "../a1/v1"), std::pair("../..", "v1"), std::pair("a1", ".removing-1")}) {
-    EXPECT_EQ(ZRShareRules::taskFolder(aid, vid), std::nullopt) << aid << " " << vid;
+  EXPECT_EQ(ZRShareRules::taskFolder("a1", "v..1"), "a1/v..1");
+  for (const char* id : {"x/y", "/x", "x/", "x/../v", "../a1", ".", "..", "", ".removing-1"}) {
+    EXPECT_EQ(ZRShareRules::taskFolder("a1", id), std::nullopt) << id;
+    EXPECT_EQ(ZRShareRules::taskFolder(id, "v1"), std::nullopt) << id;
   }
 }
 
-TEST(ZRShareRules, fileInAFolderNamedLikeTheVideoDoesNotDisturbIt) {
-  EXPECT_FALSE(ZRShareRules::disturbsVideo("/t/movie/x", "/t/movie"));
+TEST(ZRShareRules, videoIsDisturbedByWhatMeetsItsFiles) {
+  for (const auto& [name, video, disturbs] :
+       {std::tuple("movie", "movie", true), std::tuple(".movie.resume", "movie", true),
+        std::tuple(".movie.part", "movie", true), std::tuple("x", ".x.part", true), std::tuple("x", "x/movie", true),
+        std::tuple("movie/x", "movie", true), std::tuple("x", ".x.part/movie", true),
+        std::tuple("movie.srt", "movie", false), std::tuple(".movie", "movie", false),
+        std::tuple("s/movie", "movie", false), std::tuple("s/.movie.part", "movie", false)}) {
+    EXPECT_EQ(ZRShareRules::disturbsVideo("/t/" + std::string(name), "/t/" + std::string(video)), disturbs) << name;
+  }
 }
 
 }  // namespace

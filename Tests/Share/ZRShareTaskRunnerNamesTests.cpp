@@ -111,26 +111,26 @@ TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
   }
 }
 
-TEST_F(ZRShareTaskRunnerNamesTest, onlyASubtitleInTheVideosPlaceIsPassedOver) {
-  std::string subtitles;
-  for (const char* name :
-       {"good", "movie", "movie.srt", ".movie.part", ".movie", ".movie.resume", "s/movie", "s/.movie.resume"}) {
-    subtitles += (subtitles.empty() ? "" : ",") + subtitle(name, "/s");
+TEST_F(ZRShareTaskRunnerNamesTest, whatWouldMeetTheVideosFilesIsPassedOver) {
+  for (const char* name : {"v1.jpg", ".v1.jpg.part", "v1.jpg/movie"}) {
+    serveDetail("[" + subtitle("v1.jpg", "/s") + "," + subtitle("good", "/s") + "]");
+    const std::size_t before = requests(device_, "/s");
+    const auto task = finished(add(params({{"videoName", name}})));
+    EXPECT_EQ(readFile(file(name)), bytes_);
+    EXPECT_EQ(readFile(file("good")), "subtitle");
+    EXPECT_TRUE((*task->videoInfoDic())["cover"].isAbsent());
+    EXPECT_EQ(requests(device_, "/s") - before, 1U);
+    removeHarmlessly(task);
   }
-  serveDetail("[" + subtitles + "]");
-  finished(add(params()));
-  EXPECT_EQ(readFile(file("movie")), bytes_);
-  for (const char* name : {"good", "movie.srt", ".movie", "s/movie", "s/.movie.resume"}) {
-    EXPECT_EQ(readFile(file(name)), "subtitle") << name;
-  }
-  EXPECT_EQ(requests(device_, "/s"), 5U);
+  EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);
 }
 
-TEST_F(ZRShareTaskRunnerNamesTest, absentNameIsRefusedAndIdsThatNameAFileOfAnotherTaskTouchNothing) {
+TEST_F(ZRShareTaskRunnerNamesTest, absentNameAndIdsWithASeparatorAreRefused) {
   expectRefused(params({{"videoName", ZRValue()}}));
   writeFile(file("movie"), bytes_);
-  const auto task = failed(add(params({{"albumId", "a1/v1"}, {"vid", "movie"}})), refusal_);
-  removeHarmlessly(task);
+  for (const auto& [album, vid] : {std::pair("a1/v1", "movie"), std::pair("a1", "x/../v1")}) {
+    removeHarmlessly(failed(add(params({{"albumId", album}, {"vid", vid}})), refusal_));
+  }
   EXPECT_EQ(readFile(file("movie")), bytes_);
 }
 
