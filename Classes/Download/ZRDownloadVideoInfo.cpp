@@ -170,7 +170,7 @@ void ZRDownloadVideoInfo::sc_willFinishConvert(const ZRValue&) {
 bool ZRDownloadVideoInfo::setJsonField(std::string_view name, const ZRValue& value) {
   const auto* const field = zrFindField<ZRDownloadVideoInfo>(name);
   if (field == nullptr) return false;
-  field->set(*this, value);
+  if (!value.isAbsent()) field->set(*this, value);  // a null clears nothing: a cover stays that stood in for it
   return true;
 }
 

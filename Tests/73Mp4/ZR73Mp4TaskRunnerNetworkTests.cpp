@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "RunnerFixture.h"
 #include "ZR73Mp4TaskRunner.h"
 
@@ -29,7 +31,18 @@ class ZR73Mp4TaskRunnerNetworkTest : public RunnerFixture {
 
   void serveHalf(std::int64_t vid = 1) { serveInTwo(origin_, "/" + std::to_string(vid), bytes_, 2500); }
 
+  /// Answers with half of the file and counts the connections that the library ends.
+  void serveUntilEnded() {
+    origin_.route("/1", [this](const OriginRequest&, OriginConnection& out) {
+      out.send(OriginConnection::head(bytes_.size()) + bytes_.substr(0, 2500));
+      out.stall();
+      ++ended_;
+      loop_->post([] {});
+    });
+  }
+
   const std::string bytes_ = patternBytes(5000);
+  std::atomic<int> ended_ = 0;
   LoopbackOrigin origin_;
   std::optional<std::string> url_;  // in place of the origin's
 };
@@ -101,6 +114,27 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, taskAddedAgainAtOnceKeepsItsNewFile) {
   finished(add());
   ZRBackgroundQueue::shared().waitUntilIdle();
   EXPECT_EQ(readFile(file()), patternBytes(5000, 9));
+}
+
+TEST_F(ZR73Mp4TaskRunnerNetworkTest, transferEndsWhenItsTaskStopsOrStartsAnother) {
+  manager()->setMaxConcurrentOperationCount(0);
+  serveUntilEnded();
+  const auto task = add();
+  const auto other = add(2);
+  for (const auto& stop : std::initializer_list<std::function<void()>>{
+           [&] { manager()->pauseTask(task); }, [&] { manager()->pauseAllTasks(); },
+           [&] { manager()->resumeTask(other); }, [&] { manager()->setMaxConcurrentOperationCount(0); },
+           [&] { other->invokeErrorNotifi(unreachable_); }, [&] { task->resume(); }}) {
+    const std::size_t asked = origin_.requests().size();
+    manager()->pauseTask(other);
+    manager()->setMaxConcurrentOperationCount(1);
+    if (!task->isExecuting()) manager()->resumeTask(task);
+    ASSERT_TRUE(runUntil([&] { return origin_.requests().size() > asked; }));
+    other->switch2Wait();
+    const int before = ended_;
+    stop();
+    EXPECT_TRUE(runUntil([&] { return ended_ > before; }));
+  }
 }
 
 }  // namespace

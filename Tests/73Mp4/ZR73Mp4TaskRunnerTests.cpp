@@ -90,21 +90,45 @@ TEST_F(ZR73Mp4TaskRunnerTest, replyMayComeFromAnotherThreadAndAfterTheTask) {
   replies_.at(1)(ZRDictionary{{"title", "again"}}, std::nullopt);
 }
 
-TEST_F(ZR73Mp4TaskRunnerTest, missingAddressAndFullDiskFailAtOnceWithoutRetries) {
+TEST_F(ZR73Mp4TaskRunnerTest, missingAddressIsTriedAgainOnlyAfterASuccessAndTheDiskIsLookedAtFirst) {
   const ZRError noAddress(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址");
-  for (const ZRDictionary& metadata : {ZRDictionary{{"title", "t"}}, ZRDictionary{{"url", ZRValue::null()}},
-                                       ZRDictionary{{"url", ZRValue::List{"http://v"}}}}) {
+  const auto expectFailure = [&](const ZRDictionary& metadata, const ZRError& error, std::ptrdiff_t tries,
+                                 bool retries) {
     asked_.clear();
     const auto task = add();
+    if (retries) task->resetRetryTimes();
+    log_.clear();
     replies_.back()(metadata, std::nullopt);
-    failed(task, noAddress);
-    EXPECT_EQ(asked_.size(), 1U);
+    failed(task, error);
+    EXPECT_EQ(std::ranges::count_if(messages(0), [](const auto& m) { return m.starts_with("Disk Capacity"); }), tries);
+    manager()->resumeTask(task);  // fills no retries
+    EXPECT_EQ(std::tuple(asked_.size(), task->remainedFailedRetryTimes()), std::tuple(1U, 0));
     manager()->removeTask(task);
-  }
+  };
+  expectFailure({{"title", "t"}}, noAddress, 1, false);
+  expectFailure({{"url", ZRValue::null()}}, noAddress, 1, false);
+  expectFailure({{"url", ZRValue::List{"http://v"}}}, noAddress, 4, true);
   fillDisk();
-  const auto task = add();
-  replies_.back()(ZRDictionary{{"url", "http://127.0.0.1:1/v"}}, std::nullopt);
-  failed(task, diskFull_);
+  expectFailure({{"title", "t"}}, diskFull_, 1, false);
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, hostsOwnErrorsAreMappedLikeTransportErrors) {
+  for (const auto& [code, error] :
+       {std::pair(-1004, unreachable_), std::pair(-1009, unreachable_), std::pair(-1005, connectionLost_)}) {
+    const auto task = add();
+    replies_.back()(std::nullopt, ZRError("host", code, "no network"));
+    manager()->removeTask(failed(task, error));
+  }
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, rowHoldsWhatIsKnownBeforeAPhaseBegins) {
+  std::string row;
+  manager()->setLoggerHandler([&row](const ZRDictionary& record, const ZRValue&) {
+    if (record["msg"].textValue()->starts_with("Disk Capacity")) row = column("videoName || taskState");
+  });
+  add();
+  replies_.back()(ZRDictionary{{"title", "片"}}, std::nullopt);
+  EXPECT_EQ(row, "片2");
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, delayedRetryRepeatsThePhaseUnlessTheStateChanges) {
@@ -180,6 +204,21 @@ TEST_F(ZR73Mp4TaskRunnerTest, sameVideoIsStoredOnceAndAnotherVersionBesideItAndN
   manager()->removeTask(task);
   EXPECT_EQ(column("count(*) || version"), "11");
   add();
+}
+
+TEST_F(ZR73Mp4TaskRunnerTest, everyColumnIsLoadedIntoItsField) {
+  manager()->setMaxConcurrentOperationCount(0);
+  add();
+  restart();
+  ASSERT_TRUE(
+      update("UPDATE task_73_meta_tb SET downloadedBytes = 11, stamp = 12.5, videoName = 'n', timestamp = 13.5, "
+             "activeTimestamp = 14.5, cover = 'c', duration = 15, fileSize = 1099511627776"));
+  restart();
+  std::string text;
+  for (const ZRColumn& column : Runner::columnPropertiesForTaskTable()) {
+    text += unfinishedOf<Runner>()->valueForKey(column.name).textValue().value_or("-") + " ";
+  }
+  EXPECT_EQ(text, "123 2 3 11 12.5 n - 13.5 14.5 c 15 1099511627776 0 ");
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, rowsOfAForeignTableLoadWithoutHarm) {

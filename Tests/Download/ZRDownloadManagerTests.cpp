@@ -155,6 +155,19 @@ TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachOneOfTheLoggersWhileThe
   EXPECT_EQ(heard, 2 * kRecords);
 }
 
+TEST_F(ZRDownloadManagerTest, storedTasksAreListedByTheirKindsWhateverTheOrderOfAdding) {
+  setupWithSlots(0);
+  for (const auto& task : {ZRDownloadTask::taskWithShareParams({{"vid", "v"}, {"albumId", "a"}}),
+                           ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 2}}),
+                           ZRDownloadTask::taskWithParams({{"vid", 1}, {"site", 1}, {"version", 2}})}) {
+    EXPECT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  }
+  restart();
+  std::string ids;
+  for (const auto& task : manager()->allUnFinishTaskArr()) ids += task->taskId() + " ";
+  EXPECT_EQ(ids, "1 73-1 share-1 ");
+}
+
 // What the host hears.
 
 TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormatsAsTheyStandInTheCode) {

@@ -50,13 +50,17 @@ TEST(ZRDownloadVideoInfo, everyVersionCodeHasItsThreeKeys) {
   }
 }
 
-TEST(ZRDownloadVideoInfo, renamedKeysSizesAndUnknownKeys) {
-  const auto info = make(object(R"({"fee": 2, "video_name": "片", "album_name": "辑", "video_order": "4",
-      "cate_code": 100, "total_duration": 61.9, "tv_preview_pic": "http://c/abc_big_160_90_10.jpg", "cid": 8,
-      "file_size_high": "1000000", "nonsense": [1], "videoPic": null})"));
-  EXPECT_EQ(info->toDic(), object(R"({"title": "片", "playOrder": 4, "duration": 61, "vid": 0, "site": 0, "version": 1,
-      "fileSize": 1175000, "albumId": 0, "albumName": "辑", "cid": 8, "cateCode": "100",
-      "tvPreviewPic": "http://c/abc_big_160_90_10.jpg", "pvpicW": 160, "pvpicH": 90, "pvpicD": 10, "isShafa": false})"));
+TEST(ZRDownloadVideoInfo, dictionaryHasEveryFieldUnderItsKeyInOrder) {
+  const auto info =
+      make(object(R"({"videoId": 11, "aid": 12, "site": 13, "fee": 2, "video_name": "片", "album_name": "辑",
+      "video_order": "4", "cate_code": 100, "total_duration": 61.9, "tv_preview_pic": "http://c/abc_big_160_90_10.jpg",
+      "cid": 8, "file_size_high": "1000000", "uploadFrom": 266, "videoPic": "p", "version": 31, "nonsense": [1]})"));
+  std::string text;
+  for (const auto& [key, value] : info->toDic()) text += key + "=" + value.textValue().value() + " ";
+  EXPECT_EQ(
+      text,
+      "title=片 cover=p playOrder=4 duration=61 vid=11 site=13 version=1 fileSize=1175000 albumId=12 albumName=辑 "
+      "cid=8 cateCode=100 tvPreviewPic=http://c/abc_big_160_90_10.jpg pvpicW=160 pvpicH=90 pvpicD=10 isShafa=1 ");
   EXPECT_EQ(info->debugDescription(), "playOrder:4");
 }
 
@@ -66,6 +70,7 @@ TEST(ZRDownloadVideoInfo, firstPictureWinsUnlessItIsEmpty) {
   EXPECT_EQ(cover({{"hor_high_pic", "high"}, {"hor_big_pic", "big"}}), ZRValue("high"));
   EXPECT_EQ(cover({{"videoPic", ""}, {"hor_high_pic", ""}, {"hor_big_pic", "big"}}), ZRValue("big"));
   EXPECT_EQ(cover({{"hor_big_pic", "big"}, {"videoPic", "own"}}), ZRValue("own"));
+  EXPECT_EQ(cover({{"hor_big_pic", "big"}, {"videoPic", ZRValue::null()}}), ZRValue("big"));
   EXPECT_TRUE(cover({}).isAbsent());
 }
 

@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <cerrno>
 
@@ -56,9 +57,15 @@ TEST_F(ZRShareTaskRunnerDownloadTest, lanOnlyTaskAsksForTheDetailThenSubtitlesFr
   EXPECT_EQ(std::tuple(task->shareDownloadModel()->fileSize(), task->transferedPerSecond()), std::tuple(5000, 5000));
   EXPECT_EQ(task->executingPhase(), 3U);
   EXPECT_EQ(manager()->relativeMoviePathWithTaskId("share-1"), "a1/v1/movie");
+  std::string steps;
+  for (const std::string& message : messages(0)) {
+    const std::size_t address = message.find(device_.url(""));
+    if (address != std::string::npos) steps += message.substr(address + device_.url("").size()) + " ";
+    if (message.starts_with("Disk")) steps += "disk? ";
+  }
+  EXPECT_EQ(steps, "/video.action disk? /2.srt /coverImg.action disk? /1.srt disk? /0.srt /coverImg.action disk? ");
   EXPECT_TRUE(logged(0, "shareDownloadVideo:SCNetworkBaseApi GET " + device_.url("/video.action")));
   EXPECT_TRUE(logged(0, "shareDownloadSubtitle:SCNetworkDownloadApi GET " + device_.url("/2.srt")));
-  EXPECT_TRUE(logged(0, "shareDownloadCoverImg:SCNetworkDownloadApi GET " + device_.url("/coverImg.action")));
   EXPECT_TRUE(logged(1, "finish" + task->description()));
 }
 
@@ -71,9 +78,11 @@ TEST_F(ZRShareTaskRunnerDownloadTest, chainEndsAtASubtitleOnDiskAlsoWhenAnEarlie
   EXPECT_EQ(stopped->executingPhase(), 1U);
   EXPECT_EQ(subtitlesAskedFor(), "");
   device_.serve("/0.srt", "", 404);
+  device_.route("/1.srt", [tries = std::make_shared<std::atomic<int>>(0)](const auto&, OriginConnection& out) {
+    out.respond(++*tries == 1 ? 404 : 200);  // a success fills the retries again
+  });
   const auto retried = add(params({{"vid", "v2"}}));
-  ASSERT_TRUE(runUntil([&] { return retried->remainedFailedRetryTimes() == 2; }));
-  EXPECT_EQ(subtitlesAskedFor(), "10");
+  ASSERT_TRUE(runUntil([&] { return subtitlesAskedFor() == "110" && retried->remainedFailedRetryTimes() == 2; }));
   EXPECT_EQ(videoRequests(), 0U);
 }
 
@@ -86,6 +95,29 @@ TEST_F(ZRShareTaskRunnerDownloadTest, fullDiskIsAnErrorBeforeAnythingIsAskedFor)
   }
   EXPECT_EQ(subtitlesAskedFor(), "");
   EXPECT_EQ(videoRequests(), 0U);
+}
+
+TEST_F(ZRShareTaskRunnerDownloadTest, pauseEndsTheRequestOfEveryPhaseAndResumingGoesOnWithIt) {
+  serveSubtitles(1);
+  std::atomic<int> ended = 0;
+  for (const char* path : {"/video.action", "/0.srt", "/v"}) {
+    device_.route(path, [&](const OriginRequest&, OriginConnection& out) {
+      out.stall();
+      ++ended;
+      loop_->post([] {});
+    });
+  }
+  const auto task = add(params());
+  for (int phase = 0; phase < 3; ++phase) {
+    ASSERT_TRUE(runUntil([&] { return task->executingPhase() == static_cast<std::uint64_t>(phase); }));
+    const char* const path = std::array{"/video.action", "/0.srt", "/v"}[static_cast<std::size_t>(phase)];
+    ASSERT_TRUE(runUntil([&] { return requests(device_, path) == 1; }));
+    manager()->pauseTask(task);
+    EXPECT_TRUE(runUntil([&] { return ended == phase + 1; }));
+    device_.serve(path, phase == 0 ? detail_ : bytes_);
+    manager()->resumeTask(task);
+  }
+  finished(task);
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheCover) {

@@ -104,11 +104,17 @@ TEST_F(ZRShareTaskRunnerNamesTest, linksAreNotFollowed) {
   fs::create_directory_symlink(home_ / "movies", file("folder"));
   fs::create_symlink(home_ / "movies/mine.mkv", file("link"));
   fs::create_symlink(home_ / "movies/new", file("dangling"));
+  fs::create_symlink(home_ / "movies/new", file("v1.jpg"));
   for (const char* name : {"link", "dangling", "folder", "folder/new", "folder/deep/new"}) {
-    failed(add(params({{"videoName", name}})), refusal_);
-    expectNothingElseTouched();
-    ASSERT_TRUE(update("DELETE FROM task_share_meta_tb"));  // the links are to stay
+    for (const bool isSubtitle : {false, true}) {
+      if (isSubtitle && fs::exists(file(name))) continue;  // a subtitle that is there
+      serveDetail(isSubtitle ? "[" + subtitle(name, "/s") + "]" : "[]");
+      failed(add(params({{"videoName", isSubtitle ? "movie" : name}})), refusal_);
+      expectNothingElseTouched();
+      ASSERT_TRUE(update("DELETE FROM task_share_meta_tb"));  // the links are to stay
+    }
   }
+  EXPECT_EQ(requests(device_, "/s") + requests(device_, "/coverImg.action"), 0U);
 }
 
 TEST_F(ZRShareTaskRunnerNamesTest, whatWouldMeetTheVideosFilesIsPassedOver) {

@@ -88,12 +88,13 @@ TEST_F(ZRShareTaskRunnerTest, loadedTaskHasItsModelAndNoRetries) {
   const auto all = params({{"shareUrl", "http://s"}, {"fileSize", 1LL << 40}, {"duration", 90}, {"videoName", "it's"}});
   const auto before = add(all)->videoInfoDic();
   add(params({{"vid", "done"}}));
-  restartWithRows("taskState = pkid * 2, downloadedBytes = 9, vid = 'x'");
+  restartWithRows("taskState = 4 * pkid - 4, downloadedBytes = 9, timestamp = 13.5, activeTimestamp = 14.5, vid = 'x'");
   EXPECT_TRUE(logged(1, "share:1/2"));
   EXPECT_EQ(manager()->allFinishedTaskArr().size(), 1U);
   const auto task = unfinishedOf<Runner>();
   EXPECT_EQ(task->videoInfoDic(), before);
   EXPECT_EQ(std::tuple(task->vid(), task->downloadedBytes()), std::tuple("v1", 9U));
+  EXPECT_EQ(std::tuple(task->timestamp(), task->activeTimestamp()), std::tuple(13.5, 14.5));
   EXPECT_TRUE(task->isPaused());
   EXPECT_EQ(task->remainedFailedRetryTimes(), 0);
 }
