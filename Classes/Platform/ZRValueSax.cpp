@@ -94,31 +94,31 @@ std::optional<ZRValue> ZRValueSax::parseCbor(const std::uint8_t* bytes, std::siz
 }
 
 bool ZRValueSax::null() {
-  return add(ZRValue::null());
+  return addScalar(ZRValue::null());
 }
 
 bool ZRValueSax::boolean(bool value) {
-  return add(value);
+  return addScalar(value);
 }
 
 bool ZRValueSax::number_integer(number_integer_t value) {
-  return add(value);
+  return addScalar(value);
 }
 
 bool ZRValueSax::number_unsigned(number_unsigned_t value) {
-  return add(value);
+  return addScalar(value);
 }
 
 bool ZRValueSax::number_float(number_float_t value, const string_t&) {
-  return add(value);
+  return addScalar(value);
 }
 
 bool ZRValueSax::string(string_t& value) {
-  return add(std::move(value));
+  return addScalar(std::move(value));
 }
 
 bool ZRValueSax::binary(binary_t& value) {
-  return add(ZRValue::Bytes(std::move(value)));
+  return addScalar(ZRValue::Bytes(std::move(value)));
 }
 
 bool ZRValueSax::start_object(std::size_t) {
@@ -150,6 +150,10 @@ bool ZRValueSax::parse_error(std::size_t, const std::string&, const nlohmann::de
   return false;
 }
 
+bool ZRValueSax::addScalar(ZRValue value) {
+  return ++values_ <= kMaxValues && add(std::move(value));
+}
+
 bool ZRValueSax::add(ZRValue value) {
   if (levels_.empty()) {
     result_ = std::move(value);
@@ -166,7 +170,7 @@ bool ZRValueSax::add(ZRValue value) {
 
 // The sizes that a document announces are not believed, so containers grow with what really arrives.
 bool ZRValueSax::open(bool isObject) {
-  if (levels_.size() == kMaxDepth) return false;
+  if (levels_.size() == kMaxDepth || ++values_ > kMaxValues) return false;
   levels_.push_back({isObject, {}, {}, {}});
   return true;
 }

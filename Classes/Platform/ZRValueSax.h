@@ -13,10 +13,12 @@
 /// Builds a ZRValue from the events of the JSON library's parsers (text and CBOR). Internal: names the JSON library.
 ///
 /// Keys keep the order of the document; of a repeated key the last value wins. Documents nested deeper than `kMaxDepth`
-/// are refused, so that neither parsing nor dropping a value can exhaust the stack.
+/// are refused, so that neither parsing nor dropping a value can exhaust the stack, and so are those of more than
+/// `kMaxValues` values, containers included, which would take far more memory than their text.
 class ZRValueSax final : public nlohmann::json_sax<nlohmann::json> {
  public:
   static constexpr std::size_t kMaxDepth = 64;
+  static constexpr std::size_t kMaxValues = 200'000;
 
   /// The value of a JSON text (RFC 8259); nothing when it is not exactly one.
   static std::optional<ZRValue> parseJson(std::string_view text);
@@ -47,9 +49,11 @@ class ZRValueSax final : public nlohmann::json_sax<nlohmann::json> {
     ZRValue::List items;
   };
 
+  bool addScalar(ZRValue value);
   bool add(ZRValue value);
   bool open(bool isObject);
 
   std::vector<Level> levels_;
+  std::size_t values_ = 0;
   ZRValue result_;
 };

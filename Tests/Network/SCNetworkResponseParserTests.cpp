@@ -67,7 +67,11 @@ TEST(SCNetworkJsonResponseParser, tellsWhatAServerRefusedWith) {
 }
 
 TEST(SCNetworkJsonResponseParser, whatIsNoJsonIsAnErrorOfItsOwn) {
-  for (const char* body : {"", "<html>", "{\"status\": 200", "{}x", "\"\xFF\""}) {
+  std::string manyValues = "[{}";
+  for (int i = 0; i < 199'998; ++i) manyValues += ",{}";
+  EXPECT_EQ(codeOf(SCNetworkJsonResponseParser().parse(manyValues + "]")), 0);
+  manyValues += ",1]";
+  for (const std::string_view body : {"", "<html>", "{\"status\": 200", "{}x", "\"\xFF\"", manyValues.c_str()}) {
     const auto error = std::get<ZRError>(select("", body));
     EXPECT_EQ(error.code(), kNoJson);
     EXPECT_TRUE(error.userInfo().empty());

@@ -47,11 +47,11 @@ TEST(ZRValueSax, aRepeatedKeyKeepsItsPlaceAndTakesTheLastValue) {
 
 TEST(ZRValueSax, aHugeObjectTakesNoQuadraticTime) {
   std::string text = "{\"k0\":0";
-  for (int i = 0; i < 200000; ++i) text += ",\"k" + std::to_string(i % 150000) + "\":" + std::to_string(i);
+  for (int i = 0; i < 190000; ++i) text += ",\"k" + std::to_string(i % 140000) + "\":" + std::to_string(i);
   const std::optional<ZRValue> value = ZRValueSax::parseJson(text + "}");
   ASSERT_TRUE(value);
-  EXPECT_EQ(value->asDictionary()->size(), 150000U);
-  EXPECT_EQ((*value->asDictionary())["k49999"], ZRValue(199999U));
+  EXPECT_EQ(value->asDictionary()->size(), 140000U);
+  EXPECT_EQ((*value->asDictionary())["k49999"], ZRValue(189999U));
 }
 
 TEST(ZRValueSax, refusesDocumentsNestedTooDeeply) {
