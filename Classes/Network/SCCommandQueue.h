@@ -1,7 +1,10 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -10,8 +13,9 @@
 
 /// One order of the main loop's thread to the agent's thread.
 struct SCCommand {
-  std::shared_ptr<SCTransferTicket> ticket;
-  std::unique_ptr<SCTransferSpec> spec;  ///< of a transfer to start; null cancels
+  std::shared_ptr<SCTransferTicket> ticket;  ///< null when the order is a limit
+  std::unique_ptr<SCTransferSpec> spec;      ///< of a transfer to start; null cancels
+  std::int64_t maxBytesPerSecond = 0;        ///< without a ticket
 };
 
 /// Orders in the order in which they were given, and who has to be woken for them.
@@ -20,6 +24,7 @@ class SCCommandQueue final {
   /// True when the agent's thread sleeps and must be woken.
   [[nodiscard]] bool push(SCCommand command) {
     const std::lock_guard lock(mutex_);
+    if (command.spec) followsFast_ = Clock::now() - endedAt_ <= kNextRequest;
     commands_.push_back(std::move(command));
     return std::exchange(sleeping_, false);
   }
@@ -38,14 +43,16 @@ class SCCommandQueue final {
     return std::exchange(commands_, {});
   }
 
-  bool isEmpty() const {
-    const std::lock_guard lock(mutex_);
-    return commands_.empty() && !closed_;
-  }
-
   bool isClosed() const {
     const std::lock_guard lock(mutex_);
     return closed_;
+  }
+
+  /// The last request there was has ended. A task answers that with its next one, soon: where the last request came
+  /// that fast too, the thread waits awake for the next one, so that it need not wait until a thread has woken.
+  void awaitNext() {
+    const Clock::time_point deadline = Clock::now() + kNextRequest;
+    while (isQuiet(deadline - kNextRequest) && Clock::now() < deadline) std::this_thread::yield();
   }
 
   /// True when there is nothing to do, so that the next `push` wakes. The agent's thread, before it sleeps.
@@ -56,8 +63,22 @@ class SCCommandQueue final {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  /// So long the thread stays awake for the next request.
+  static constexpr std::chrono::microseconds kNextRequest{200};
+
+  /// Whether a request is to be expected and none is there.
+  bool isQuiet(Clock::time_point endedAt) {
+    const std::lock_guard lock(mutex_);
+    endedAt_ = endedAt;
+    return followsFast_ && commands_.empty() && !closed_;
+  }
+
   mutable std::mutex mutex_;
   std::vector<SCCommand> commands_;
+  Clock::time_point endedAt_{};  // the last request that left none behind
+  bool followsFast_ = false;     // the next one came at once
   bool sleeping_ = false;
   bool closed_ = false;
 };

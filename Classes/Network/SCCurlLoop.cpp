@@ -4,7 +4,9 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <exception>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -15,6 +17,7 @@
 
 #include "SCAddress.h"
 #include "SCOriginQueue.h"
+#include "SCTokenBucket.h"
 #include "SCURL.h"
 
 namespace {
@@ -29,6 +32,12 @@ constexpr long kReceiveBuffer = 256L << 10;
 constexpr long kIdleConnections = 16;
 
 constexpr std::size_t kIdleChannels = 4;
+
+/// While transfers run, connections that their servers have closed are looked for so often.
+constexpr std::chrono::seconds kSweepInterval{2};
+
+/// So long the thread sleeps at most when nothing can wake it, in milliseconds.
+constexpr int kSleepWithoutWakeup = 20;
 
 /// So long a request waits for a descriptor before it tries again, when nothing else ends in between.
 constexpr std::chrono::milliseconds kNextDescriptor{250};
@@ -130,6 +139,17 @@ std::string fieldForCurl(const std::string& line) {
   return isBlank ? line.substr(0, colon) + ";" : line;
 }
 
+List listOf(const std::vector<std::string>& lines) {
+  List list;
+  for (const std::string& line : lines) {
+    curl_slist* const longer = curl_slist_append(list.get(), fieldForCurl(line).c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    (void)list.release();
+    list.reset(longer);
+  }
+  return list;
+}
+
 bool isShortage(int error) {
   return error == EMFILE || error == ENFILE;
 }
@@ -193,6 +213,7 @@ class SCCurlLoop::Multi final {
   void start(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
   void cancel(const SCTransferTicket& ticket);
   void abandonAll();
+  void setMaxBytesPerSecond(std::int64_t limit);
   bool run();
   void wait();
   void wakeup() { curl_multi_wakeup(multi_); }
@@ -204,7 +225,10 @@ class SCCurlLoop::Multi final {
     std::unique_ptr<SCTransfer> transfer;
     std::string origin;            // of a plain request
     bool lacksDescriptor = false;  // seen in this exchange
+    bool lacksMemory = false;
     Clock::time_point retryAt = Clock::time_point::max();
+    SCTokenBucket bucket{{}};  // of a download
+    Clock::time_point goesOnAt = Clock::time_point::max();
     std::array<char, CURL_ERROR_SIZE> errorText;
     List headers;
     Easy easy;  // goes before what it points to
@@ -212,6 +236,7 @@ class SCCurlLoop::Multi final {
   using Channels = std::vector<std::unique_ptr<Channel>>;
 
   void begin(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
+  bool open(std::unique_ptr<SCTransfer>& transfer, const std::string& origin);
   std::unique_ptr<Channel> takeChannel();
   void configure(Channel& channel) const;
   void introduceHost(CURL* easy) const;
@@ -220,8 +245,16 @@ class SCCurlLoop::Multi final {
   bool failsForDescriptors(const Channel& channel, CURLcode result);
   void retryDelayed();
   void hurryDelayed();
+  double shareOfOne() const;
+  bool holdBack(Channel& channel, std::size_t bytes);
+  void letGoOn();
+  void shareAnew();
+  void prepareSweep();
+  void sweep();
   void finishLate();
   void finish(Channel& channel, std::optional<Code> failure);
+  template <class Work>
+  static bool spared(Channel& channel, Work work);
   void detach(Channel& channel);
   void release(Channel& channel);
 
@@ -233,22 +266,33 @@ class SCCurlLoop::Multi final {
   const SCNetworkLimits& limits_;
   const ZRHostInfo host_;
   CURLM* const multi_;
+  bool wakes_ = false;  // false when descriptors lacked for what `wakeup` needs
   SCOriginQueue<SCTransfer> queue_;
   Channels active_;
   Channels idle_;
   Clock::time_point now_;
   Clock::time_point lackedAt_;  // the last time that a descriptor was missing
+  Easy sweeper_;
+  Clock::time_point sweepAt_{};
+  std::int64_t maxBytesPerSecond_ = 0;  // of all downloads; 0 is no limit
+  std::int64_t downloads_ = 0;
 };
 
 SCCurlLoop::Multi::Multi(const SCNetworkLimits& limits, const ZRHostInfo& host)
     : limits_(limits), host_(host), multi_(curl_multi_init()) {
+  if (multi_ == nullptr) throw std::bad_alloc();
+  wakes_ = curl_multi_wakeup(multi_) == CURLM_OK;
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kIdleConnections);
+  idle_.reserve(kIdleChannels);
+  prepareSweep();
 }
 
 SCCurlLoop::Multi::~Multi() {
   for (const auto& channel : active_) detach(*channel);
   active_.clear();
   idle_.clear();
+  curl_multi_remove_handle(multi_, sweeper_.get());
+  sweeper_.reset();
   curl_multi_cleanup(multi_);
 }
 
@@ -260,17 +304,31 @@ void SCCurlLoop::Multi::start(std::unique_ptr<SCTransfer> transfer, const std::s
 /// It is the transfer's turn; when it ends at once, the next one's.
 void SCCurlLoop::Multi::begin(std::unique_ptr<SCTransfer> transfer, const std::string& origin) {
   now_ = Clock::now();
-  auto exchange = transfer->begin(now_);
-  while (!exchange) {
-    transfer = origin.empty() ? nullptr : queue_.leave(origin);
-    if (!transfer) return;
+  while (transfer && !open(transfer, origin)) transfer = origin.empty() ? nullptr : queue_.leave(origin);
+}
+
+/// False when the transfer has ended already; else it has a channel now.
+bool SCCurlLoop::Multi::open(std::unique_ptr<SCTransfer>& transfer, const std::string& origin) {
+  std::optional<SCTransfer::Exchange> exchange;
+  try {
     exchange = transfer->begin(now_);
+    if (!exchange) return false;
+    auto channel = takeChannel();
+    channel->origin = origin;
+    active_.push_back(std::move(channel));
+  } catch (const std::exception&) {
+    transfer->giveUp();
+    return false;
   }
-  active_.push_back(takeChannel());
   Channel& channel = *active_.back();
   channel.transfer = std::move(transfer);
-  channel.origin = origin;
+  if (origin.empty()) {
+    ++downloads_;
+    channel.bucket = SCTokenBucket(now_);
+    shareAnew();
+  }
   if (!send(channel, *exchange)) finish(channel, Code::NetworkConnectionLost);
+  return true;
 }
 
 std::unique_ptr<SCCurlLoop::Multi::Channel> SCCurlLoop::Multi::takeChannel() {
@@ -328,20 +386,14 @@ void SCCurlLoop::Multi::introduceHost(CURL* easy) const {
 }
 
 bool SCCurlLoop::Multi::send(Channel& channel, const SCTransfer::Exchange& exchange) {
-  channel.headers.reset();
-  for (const std::string& line : exchange.headers) {
-    curl_slist* const longer = curl_slist_append(channel.headers.get(), fieldForCurl(line).c_str());
-    if (longer == nullptr) return false;
-    (void)channel.headers.release();
-    channel.headers.reset(longer);
-  }
-  if (!channel.easy) return false;
+  if (!channel.easy || !spared(channel, [&] { channel.headers = listOf(exchange.headers); })) return false;
   channel.lacksDescriptor = false;
   channel.errorText.front() = '\0';
   CURL* const easy = channel.easy.get();
   curl_easy_setopt(easy, CURLOPT_URL, exchange.address.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, channel.headers.get());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, exchange.allowsCompression ? "" : nullptr);
+  curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 0L);
   return curl_multi_add_handle(multi_, easy) == CURLM_OK;
 }
 
@@ -365,12 +417,65 @@ void SCCurlLoop::Multi::abandonAll() {
 bool SCCurlLoop::Multi::run() {
   if (active_.empty()) return false;
   now_ = Clock::now();
+  letGoOn();
+  if (now_ >= sweepAt_) sweep();
   int running = 0;
   curl_multi_perform(multi_, &running);
   finishDone();
   finishLate();
   retryDelayed();
   return active_.empty();
+}
+
+void SCCurlLoop::Multi::setMaxBytesPerSecond(std::int64_t limit) {
+  maxBytesPerSecond_ = limit;
+  shareAnew();
+}
+
+double SCCurlLoop::Multi::shareOfOne() const {
+  return static_cast<double>(maxBytesPerSecond_) / static_cast<double>(std::max<std::int64_t>(downloads_, 1));
+}
+
+/// Whether the bytes must wait; they are offered again when the download goes on.
+bool SCCurlLoop::Multi::holdBack(Channel& channel, std::size_t bytes) {
+  if (maxBytesPerSecond_ == 0 || !channel.origin.empty()) return false;
+  if (channel.bucket.take(bytes, shareOfOne(), now_)) return false;
+  channel.goesOnAt = channel.bucket.readyAt(bytes, shareOfOne());
+  channel.transfer->heldBack();
+  return true;
+}
+
+void SCCurlLoop::Multi::letGoOn() {
+  for (std::size_t i = active_.size(); i-- > 0;) {  // backwards, as in `finishLate`
+    Channel& channel = *active_[i];
+    if (now_ < channel.goesOnAt) continue;
+    channel.goesOnAt = Clock::time_point::max();
+    if (curl_easy_pause(channel.easy.get(), CURLPAUSE_CONT) != CURLE_OK) finish(channel, Code::NetworkConnectionLost);
+  }
+}
+
+/// The shares are other ones now, so those that wait ask again.
+void SCCurlLoop::Multi::shareAnew() {
+  for (const auto& channel : active_) {
+    if (channel->goesOnAt != Clock::time_point::max()) channel->goesOnAt = now_;
+  }
+}
+
+/// libcurl looks for connections that their servers have closed only when it makes a new one. So a long download makes
+/// one now and then that goes nowhere.
+void SCCurlLoop::Multi::prepareSweep() {
+  sweeper_.reset(curl_easy_init());
+  if (!sweeper_) throw std::bad_alloc();
+  constexpr curl_opensocket_callback kNoSocket = [](void*, curlsocktype, curl_sockaddr*) { return CURL_SOCKET_BAD; };
+  curl_easy_setopt(sweeper_.get(), CURLOPT_URL, "http://127.0.0.1/");
+  curl_easy_setopt(sweeper_.get(), CURLOPT_PROXY, "");
+  curl_easy_setopt(sweeper_.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(sweeper_.get(), CURLOPT_OPENSOCKETFUNCTION, kNoSocket);
+}
+
+void SCCurlLoop::Multi::sweep() {
+  sweepAt_ = now_ + kSweepInterval;
+  (void)curl_multi_add_handle(multi_, sweeper_.get());
 }
 
 void SCCurlLoop::Multi::finishDone() {
@@ -382,6 +487,10 @@ void SCCurlLoop::Multi::finishDone() {
     long systemError = 0;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &channel);
     curl_easy_getinfo(message->easy_handle, CURLINFO_OS_ERRNO, &systemError);
+    if (channel == nullptr) {
+      curl_multi_remove_handle(multi_, sweeper_.get());
+      continue;
+    }
     Channel& done = *reinterpret_cast<Channel*>(channel);
     if (failsForDescriptors(done, result)) {
       detach(done);
@@ -412,13 +521,19 @@ void SCCurlLoop::Multi::retryDelayed() {
 
 void SCCurlLoop::Multi::finishLate() {
   for (std::size_t i = active_.size(); i-- > 0;) {  // backwards: a finished one makes way for the last
-    if (const auto code = active_[i]->transfer->tick(now_)) finish(*active_[i], code);
+    Channel& channel = *active_[i];
+    std::optional<Code> code;
+    const bool isWhole = spared(channel, [&] { code = channel.transfer->tick(now_); });
+    if (code || !isWhole) finish(channel, code);
   }
 }
 
 // The end is posted first: the main loop's thread goes on while this one tidies up.
 void SCCurlLoop::Multi::finish(Channel& channel, std::optional<Code> failure) {
-  const auto next = channel.transfer->exchangeEnded(failure);
+  std::optional<SCTransfer::Exchange> next;
+  const bool isWhole =
+      !channel.lacksMemory && spared(channel, [&] { next = channel.transfer->exchangeEnded(failure); });
+  if (!isWhole) channel.transfer->giveUp();
   detach(channel);
   if (!next) {
     release(channel);
@@ -433,13 +548,19 @@ void SCCurlLoop::Multi::detach(Channel& channel) {
 
 void SCCurlLoop::Multi::release(Channel& channel) {
   channel.transfer.reset();
+  channel.lacksMemory = false;
   channel.retryAt = Clock::time_point::max();
+  channel.goesOnAt = Clock::time_point::max();
   const std::string origin = std::exchange(channel.origin, {});
   const auto found = std::ranges::find_if(active_, [&channel](const auto& other) { return other.get() == &channel; });
   if (idle_.size() < kIdleChannels) idle_.push_back(std::move(*found));
   *found = std::move(active_.back());
   active_.pop_back();
   hurryDelayed();
+  if (origin.empty()) {
+    --downloads_;
+    shareAnew();
+  }
   if (auto next = origin.empty() ? nullptr : queue_.leave(origin)) begin(std::move(next), origin);
 }
 
@@ -450,30 +571,51 @@ void SCCurlLoop::Multi::hurryDelayed() {
 }
 
 void SCCurlLoop::Multi::wait() {
-  Clock::time_point deadline = Clock::time_point::max();
+  Clock::time_point deadline = active_.empty() ? Clock::time_point::max() : sweepAt_;
   for (const auto& channel : active_) {
-    deadline = std::min({deadline, channel->transfer->nextDeadline(), channel->retryAt});
+    deadline = std::min({deadline, channel->transfer->nextDeadline(), channel->retryAt, channel->goesOnAt});
   }
   int milliseconds = INT_MAX;
   if (deadline != Clock::time_point::max()) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
     milliseconds = static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
   }
+  if (!wakes_) milliseconds = std::min(milliseconds, kSleepWithoutWakeup);
   curl_multi_poll(multi_, nullptr, 0, milliseconds, nullptr);
+}
+
+/// Does the work; false when memory ran out in it, which ends the transfer but neither libcurl nor the host.
+template <class Work>
+bool SCCurlLoop::Multi::spared(Channel& channel, Work work) {
+  try {
+    work();
+    return true;
+  } catch (const std::exception&) {
+    channel.lacksMemory = true;
+    return false;
+  }
 }
 
 std::size_t SCCurlLoop::Multi::onHeadLine(char* data, std::size_t size, std::size_t count, void* channel) {
   auto& self = *static_cast<Channel*>(channel);
-  return self.transfer->receiveHeadLine({data, size * count}, self.multi->now_) ? size * count : 0;
+  bool goesOn = false;
+  spared(self, [&] { goesOn = self.transfer->receiveHeadLine({data, size * count}, self.multi->now_); });
+  return goesOn ? size * count : 0;
 }
 
 std::size_t SCCurlLoop::Multi::onBody(char* data, std::size_t size, std::size_t count, void* channel) {
   auto& self = *static_cast<Channel*>(channel);
-  return self.transfer->receiveBody({data, size * count}, self.multi->now_) ? size * count : 0;
+  if (self.multi->holdBack(self, size * count)) return CURL_WRITEFUNC_PAUSE;
+  bool goesOn = false;
+  spared(self, [&] { goesOn = self.transfer->receiveBody({data, size * count}, self.multi->now_); });
+  return goesOn ? size * count : 0;
 }
 
+// A request that meets a connection which the server has closed is sent again by libcurl, which must not take another
+// old one for that (RFC 9112, section 9.3.1).
 int SCCurlLoop::Multi::onConnected(void* channel, char*, char*, int, int) {
   auto& self = *static_cast<Channel*>(channel);
+  curl_easy_setopt(self.easy.get(), CURLOPT_FRESH_CONNECT, 1L);
   self.transfer->connected(self.multi->now_);
   return CURL_PREREQFUNC_OK;
 }
@@ -501,6 +643,10 @@ void SCCurlLoop::cancel(const SCTransferTicket& ticket) {
 
 void SCCurlLoop::abandonAll() {
   multi_->abandonAll();
+}
+
+void SCCurlLoop::setMaxBytesPerSecond(std::int64_t limit) {
+  multi_->setMaxBytesPerSecond(limit);
 }
 
 bool SCCurlLoop::run() {

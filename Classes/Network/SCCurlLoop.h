@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,8 +14,10 @@
 ///
 /// Every request is HTTP/1.1: nothing here gains from multiplexing, and libcurl 7.88 lets parallel streams of HTTP/2
 /// stall until its connect timer. The certificates of the authorities are loaded once. Plain requests are sent in turn
-/// (`SCOriginQueue`). When the process has no descriptor left for a socket or a name's look-up, a request waits until
-/// another one has ended, or a moment.
+/// (`SCOriginQueue`). Under a limit each running download has an equal share (`SCTokenBucket`); libcurl's own limit
+/// would let each new download receive a second's worth at once, and so many short ones whatever they like. When the
+/// process has no descriptor left for a socket or a name's look-up, a request waits until another one has ended, or a
+/// moment.
 class SCCurlLoop final {
  public:
   /// Proxy, authorities and user agent are the host's. `limits` outlive the loop.
@@ -32,6 +35,9 @@ class SCCurlLoop final {
 
   /// Ends every transfer as a cancellation does. Their memory goes with the loop.
   void abandonAll();
+
+  /// What all downloads together may receive in a second; 0 is no limit. Counts at once, also for those that run.
+  void setMaxBytesPerSecond(std::int64_t limit);
 
   /// Does what can be done without waiting. True when the last transfer there was has ended.
   bool run();

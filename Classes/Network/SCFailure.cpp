@@ -55,6 +55,11 @@ ZRError SCFailure::status(int status) {
   return {kSCHTTPErrorDomain, status, "HTTP status " + std::to_string(status)};
 }
 
+ZRError SCFailure::want(const char* reason) {
+  const auto code = static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable);
+  return {kZRErrorDomain, code, "the system has no more threads or memory", {{"reason", reason}}};
+}
+
 ZRError SCFailure::file(std::string_view operation, int systemError, const char* reason) {
   if (systemError == ENOSPC || systemError == EDQUOT) return {ZRErrorCode::DiskFull, "磁盘空间不足"};
   return withCause(ZRErrorCode::ResourceUnusable, "the file cannot be written", reason,

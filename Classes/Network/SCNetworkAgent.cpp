@@ -1,6 +1,8 @@
 #include "SCNetworkAgent.h"
 
-#include <csignal>
+#include <algorithm>
+#include <exception>
+#include <optional>
 #include <thread>
 #include <unordered_set>
 #include <utility>
@@ -9,30 +11,10 @@
 
 #include "SCCommandQueue.h"
 #include "SCCurlLoop.h"
+#include "ZRSignalsBlocked.h"
 #include "ZRThreadCheck.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-/// So long the thread stays awake after the end of the last request.
-constexpr std::chrono::microseconds kNextRequest{200};
-
-/// Keeps every signal away from threads that are made in its scope: they are the host's business.
-class SignalsBlocked final {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
 
 void nameThread() {
 #ifdef __APPLE__
@@ -48,17 +30,17 @@ void nameThread() {
 /// ends with the agent.
 class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shared_from_this<Core> {
  public:
-  explicit Core(SCNetworkLimits limits) : limits_(limits), loop_(ZRRunLoop::main()), curl_(limits_, ZRHost::current()) {
-    const SignalsBlocked blocked;
-    thread_ = std::thread([this] { runThread(); });
-  }
+  explicit Core(SCNetworkLimits limits) : limits_(limits), host_(ZRHost::current()), loop_(ZRRunLoop::main()) {}
 
   void exec(const std::shared_ptr<SCNetworkBaseApi>& request) {
     auto ticket = std::make_shared<SCTransferTicket>(request, *loop_, weak_from_this());
     request->ticket_ = ticket;
     live_.insert(ticket);
+    if (!startThread()) return ticket->postWant("noThread");
     send({std::move(ticket), std::make_unique<SCTransferSpec>(SCTransferSpec::of(*request))});
   }
+
+  void setMaxBytesPerSecond(std::int64_t limit) { send({nullptr, nullptr, std::max<std::int64_t>(limit, 0)}); }
 
   void ticketCancelled(const std::shared_ptr<SCTransferTicket>& ticket) override {
     live_.erase(ticket);
@@ -67,46 +49,64 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
 
   void ticketDone(const std::shared_ptr<SCTransferTicket>& ticket) override { live_.erase(ticket); }
 
-  /// Drops every request and joins the thread. Undelivered handlers find their requests gone.
+  /// Drops every request and joins the threads. Undelivered handlers find their requests gone.
   void stop() {
     while (!live_.empty()) (*std::shared_ptr(*live_.begin())).cancel();
-    if (commands_.close()) curl_.wakeup();
-    thread_.join();
+    if (commands_.close()) curl_->wakeup();
+    if (thread_.joinable()) thread_.join();
+    parsing_.reset();
   }
 
  private:
   void send(SCCommand command) {
-    if (commands_.push(std::move(command))) curl_.wakeup();
+    if (commands_.push(std::move(command))) curl_->wakeup();
+  }
+
+  /// Made with the first request. False when the system gives no thread; the next request tries again.
+  bool startThread() {
+    if (thread_.joinable()) return true;
+    try {
+      if (!curl_) curl_.emplace(limits_, host_);
+      const ZRSignalsBlocked blocked;
+      thread_ = std::thread([this] { runThread(); });
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
   }
 
   void runThread() {
     nameThread();
     while (!commands_.isClosed()) {
-      for (SCCommand& command : commands_.takeAll()) obey(std::move(command));
-      if (curl_.run()) awaitNext();
-      if (commands_.fallAsleep()) curl_.wait();
+      try {
+        runOnce();
+      } catch (const std::exception&) {  // out of memory between two transfers, which go on
+      }
     }
-    curl_.abandonAll();
+    curl_->abandonAll();
   }
 
-  /// A task answers the end of a request with its next one, soon: that one need not wait until the thread is awake.
-  void awaitNext() const {
-    const auto deadline = Clock::now() + kNextRequest;
-    while (commands_.isEmpty() && Clock::now() < deadline) std::this_thread::yield();
+  void runOnce() {
+    for (SCCommand& command : commands_.takeAll()) obey(std::move(command));
+    if (curl_->run()) commands_.awaitNext();
+    if (commands_.fallAsleep()) curl_->wait();
   }
 
   void obey(SCCommand command) {
-    if (command.spec) {
+    const std::shared_ptr<SCTransferTicket> ticket = command.ticket;
+    if (!ticket) return curl_->setMaxBytesPerSecond(command.maxBytesPerSecond);
+    if (!command.spec) return curl_->cancel(*ticket);
+    try {
       const std::string origin = command.spec->plainOrigin();
-      curl_.start(std::make_unique<SCTransfer>(std::move(*command.spec), std::move(command.ticket), limits_, pool_),
-                  origin);
-    } else {
-      curl_.cancel(*command.ticket);
+      curl_->start(std::make_unique<SCTransfer>(std::move(*command.spec), ticket, limits_, pool_, *parsing_), origin);
+    } catch (const std::exception&) {
+      ticket->postWant("noMemory");
     }
   }
 
   // Set once.
   const SCNetworkLimits limits_;
+  const ZRHostInfo host_;
   const std::shared_ptr<ZRRunLoop> loop_;
 
   // Main loop's thread.
@@ -116,7 +116,8 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
 
   // The agent's thread, while it runs.
   SCBufferPool pool_;
-  SCCurlLoop curl_;
+  std::optional<ZRBackgroundQueue> parsing_{ZRBackgroundQueue::Priority::Normal};
+  std::optional<SCCurlLoop> curl_;
   std::thread thread_;
 };
 
@@ -129,4 +130,9 @@ SCNetworkAgent::~SCNetworkAgent() {
 void SCNetworkAgent::execApi(const std::shared_ptr<SCNetworkBaseApi>& request) {
   zrAssertLoopThread();
   if (request && !request->ticket_) core_->exec(request);
+}
+
+void SCNetworkAgent::setMaxBytesPerSecond(std::int64_t limit) {
+  zrAssertLoopThread();
+  core_->setMaxBytesPerSecond(limit);
 }

@@ -36,6 +36,10 @@ class ZR_EXPORT SCNetworkAgent final {
   /// nothing.
   void execApi(const std::shared_ptr<SCNetworkBaseApi>& request);
 
+  /// What all downloads together may receive in a second, from now on; running downloads share it equally, plain
+  /// requests do not count. 0 or less is no limit, as there is none at first.
+  void setMaxBytesPerSecond(std::int64_t limit);
+
  private:
   class Core;
   std::shared_ptr<Core> core_;

@@ -1,6 +1,7 @@
 #include "SCTransfer.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "SCFailure.h"
@@ -19,26 +20,50 @@ constexpr std::chrono::milliseconds kProgressInterval{10};
 /// A body that nobody wants is read up to here, to keep its connection; a longer one costs the connection.
 constexpr std::int64_t kDrainLimit = 64 << 10;
 
-class Response final : public SCNetworkApiResponseProtocol {
- public:
-  Response(std::optional<ZRError> error, SCParserResult result, int status)
-      : error_(std::move(error)), result_(std::move(result)), status_(status) {}
+/// A longer body is parsed on a thread of its own: others would wait for it. This much takes a few milliseconds.
+constexpr std::size_t kLargeAnswer = 128 << 10;
 
-  const std::optional<ZRError>& err() const override { return error_; }
-  const SCParserResult& parserResult() const override { return result_; }
-  int statusCode() const override { return status_; }
+/// What is left to do about an answer when its body is there. It knows no transfer, so that any thread can do it.
+struct Parsing {
+  std::shared_ptr<SCTransferTicket> ticket;
+  std::shared_ptr<const SCNetworkResponseParser> parser;
+  std::string body;
+  int status;
+
+  void operator()() noexcept {
+    if (!ticket->isCancelled()) tellEnd();
+    try {
+      ticket->postRelease(std::move(parser));
+    } catch (const std::exception&) {  // out of memory; the parser goes here
+    }
+  }
 
  private:
-  const std::optional<ZRError> error_;
-  const SCParserResult result_;
-  const int status_;
+  void tellEnd() noexcept {
+    try {
+      auto parsed = parse();
+      auto* const result = std::get_if<SCParserResult>(&parsed);
+      if (result != nullptr) return ticket->postEnd(std::nullopt, std::move(*result), status);
+      ticket->postEnd(std::get<ZRError>(std::move(parsed)), {}, status);
+    } catch (const std::exception&) {
+      ticket->postWant("noMemory");
+    }
+  }
+
+  std::variant<SCParserResult, ZRError> parse() const {
+    try {
+      return parser->parse(body);
+    } catch (...) {  // of a parser or a record's hooks
+      return SCFailure::transport(Code::CannotParseResponse);
+    }
+  }
 };
 
 }  // namespace
 
 SCTransfer::SCTransfer(SCTransferSpec spec, std::shared_ptr<SCTransferTicket> ticket, const SCNetworkLimits& limits,
-                       SCBufferPool& pool)
-    : spec_(std::move(spec)), ticket_(std::move(ticket)), limits_(limits) {
+                       SCBufferPool& pool, ZRBackgroundQueue& parsing)
+    : spec_(std::move(spec)), ticket_(std::move(ticket)), limits_(limits), parsing_(parsing) {
   if (spec_.target) file_.emplace(spec_.target->path, spec_.target->resume, pool);
 }
 
@@ -63,7 +88,7 @@ std::optional<Exchange> SCTransfer::begin(Clock::time_point now) {
 
 std::optional<Exchange> SCTransfer::refuse(ZRError error) {
   error_ = std::move(error);
-  end({});
+  end();
   return std::nullopt;
 }
 
@@ -279,7 +304,8 @@ void SCTransfer::conclude(std::optional<SCURLErrorCode> failure) {
   if (fate_ == Fate::Unknown && !failure) failure = Code::NetworkConnectionLost;
   if (failure && !isHandled) error_ = SCFailure::transport(*failure);
   if (file_) concludeFile();
-  if (!ticket_->isCancelled()) end(error_ || file_ ? SCParserResult{} : parseBody());
+  if (ticket_->isCancelled()) return;
+  return error_ || !spec_.parser || file_ ? end() : endByParser();
 }
 
 void SCTransfer::concludeFile() {
@@ -299,22 +325,24 @@ void SCTransfer::concludeFile() {
   }
 }
 
-SCParserResult SCTransfer::parseBody() {
-  if (!spec_.parser) return {};
-  try {
-    auto parsed = spec_.parser->parse(body_);
-    if (auto* result = std::get_if<SCParserResult>(&parsed)) return std::move(*result);
-    error_ = std::get<ZRError>(std::move(parsed));
-  } catch (...) {  // of a parser or a record's hooks
-    error_ = SCFailure::transport(Code::CannotParseResponse);
-  }
-  return {};
+void SCTransfer::endByParser() {
+  Parsing parsing{ticket_, std::move(spec_.parser), std::move(body_), head_.status};
+  if (parsing.body.size() < kLargeAnswer) return parsing();
+  parsing_.post(std::move(parsing));
 }
 
-void SCTransfer::end(SCParserResult result) {
+void SCTransfer::end() {
   if (file_ && error_) file_->abandon();
-  ticket_->postEnd(std::make_shared<Response>(error_, std::move(result), head_.finalStatus()));
+  ticket_->postEnd(error_, {}, head_.finalStatus());
   ticket_->postRelease(std::move(spec_.parser));
+}
+
+void SCTransfer::giveUp() noexcept {
+  ticket_->postWant("noMemory");
+  try {
+    abandon();
+  } catch (const std::exception&) {  // what abandoning could not tell goes with the transfer
+  }
 }
 
 void SCTransfer::abandon() {

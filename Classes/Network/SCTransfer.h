@@ -15,6 +15,7 @@
 #include "SCRangeDecision.h"
 #include "SCTransferSpec.h"
 #include "SCTransferTicket.h"
+#include "ZRBackgroundQueue.h"
 
 /// One request from its start to its `responseHandler`: what to send, what to make of the answer, when to give up. One
 /// or more exchanges follow each other: a redirect a start over or a body that is a piece asks for another one.
@@ -32,9 +33,9 @@ class SCTransfer final {
     bool allowsCompression = false;
   };
 
-  /// `limits` and `pool` outlive the transfer.
+  /// `limits`, `pool` and `parsing`, on which large answers are parsed, outlive the transfer.
   SCTransfer(SCTransferSpec spec, std::shared_ptr<SCTransferTicket> ticket, const SCNetworkLimits& limits,
-             SCBufferPool& pool);
+             SCBufferPool& pool, ZRBackgroundQueue& parsing);
   ~SCTransfer();
   SCTransfer(const SCTransfer&) = delete;
   SCTransfer& operator=(const SCTransfer&) = delete;
@@ -51,6 +52,9 @@ class SCTransfer final {
   [[nodiscard]] bool receiveHeadLine(std::string_view line, Clock::time_point now);
   [[nodiscard]] bool receiveBody(std::string_view bytes, Clock::time_point now);
 
+  /// The body has to wait for a limit of ours: the time without a byte counts from when it goes on.
+  void heldBack() { stallDeadline_ = Clock::time_point::max(); }
+
   /// When `tick` wants to be called.
   Clock::time_point nextDeadline() const;
 
@@ -59,6 +63,9 @@ class SCTransfer final {
 
   /// The exchange is over, by `failure` or completely. The next one; nothing when the request has ended.
   std::optional<Exchange> exchangeEnded(std::optional<SCURLErrorCode> failure);
+
+  /// Memory ran out in the middle: ends the request with an error.
+  void giveUp() noexcept;
 
   /// The request was cancelled: lets go of the file and calls nothing.
   void abandon();
@@ -94,13 +101,14 @@ class SCTransfer final {
   bool isPiece() const;
   void askForTheRest();
   void concludeFile();
-  SCParserResult parseBody();
-  void end(SCParserResult result);
+  void endByParser();
+  void end();
 
   // Set once.
   SCTransferSpec spec_;
   const std::shared_ptr<SCTransferTicket> ticket_;
   const SCNetworkLimits& limits_;
+  ZRBackgroundQueue& parsing_;
   std::optional<SCDownloadFile> file_;
   Clock::time_point wholeDeadline_ = Clock::time_point::max();
 

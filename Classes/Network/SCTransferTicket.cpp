@@ -1,8 +1,29 @@
 #include "SCTransferTicket.h"
 
+#include <exception>
 #include <utility>
 
+#include "SCFailure.h"
 #include "SCNetworkDownloadApi.h"
+
+namespace {
+
+class Response final : public SCNetworkApiResponseProtocol {
+ public:
+  Response(std::optional<ZRError> error, SCParserResult result, int status)
+      : error_(std::move(error)), result_(std::move(result)), status_(status) {}
+
+  const std::optional<ZRError>& err() const override { return error_; }
+  const SCParserResult& parserResult() const override { return result_; }
+  int statusCode() const override { return status_; }
+
+ private:
+  const std::optional<ZRError> error_;
+  const SCParserResult result_;
+  const int status_;
+};
+
+}  // namespace
 
 SCTransferTicket::SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, ZRRunLoop& loop,
                                    std::weak_ptr<SCTicketOwner> owner)
@@ -32,8 +53,16 @@ void SCTransferTicket::postProgress() {
   loop_.post([self = shared_from_this()] { self->deliverProgress(); });
 }
 
-void SCTransferTicket::postEnd(std::shared_ptr<SCNetworkApiResponseProtocol> response) {
+void SCTransferTicket::postEnd(std::optional<ZRError> error, SCParserResult result, int status) {
+  auto response = std::make_shared<Response>(std::move(error), std::move(result), status);
   loop_.post([self = shared_from_this(), response = std::move(response)] { self->deliverEnd(response); });
+}
+
+void SCTransferTicket::postWant(const char* reason) noexcept {
+  try {
+    postEnd(SCFailure::want(reason), {}, 0);
+  } catch (const std::exception&) {  // out of memory to the last
+  }
 }
 
 void SCTransferTicket::postRelease(std::shared_ptr<const void> object) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "SCNetworkApiResponse.h"
 #include "SCNetworkBaseApi.h"
@@ -26,7 +27,7 @@ class SCTicketOwner {
 /// `responseHandler` has run. It keeps the request alive for so long, and carries every call of a handler to the loop.
 class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTicket> {
  public:
-  /// `loop` outlives the agent's thread, which alone posts. It is not held: work that waits in it holds the ticket.
+  /// `loop` outlives the agent's threads, which alone post. It is not held: work that waits in it holds the ticket.
   SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, ZRRunLoop& loop, std::weak_ptr<SCTicketOwner> owner);
   ~SCTransferTicket();
 
@@ -35,7 +36,7 @@ class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTic
   /// No handler runs any more; does nothing when the last one has run already. Drops the handlers.
   void cancel();
 
-  // The agent's thread.
+  // The agent's thread, and the one that parses large answers.
 
   /// True from the moment of the cancellation on: no file is to be made or touched any more.
   bool isCancelled() const noexcept { return cancelled_; }
@@ -46,8 +47,12 @@ class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTic
   /// Posts the call of the `progressHandler` that tells what was added, unless one is under way.
   void postProgress();
 
-  /// Posts the end: what progress is left, then the `responseHandler`.
-  void postEnd(std::shared_ptr<SCNetworkApiResponseProtocol> response);
+  /// Posts the end: what progress is left, then the `responseHandler`. Of two ends the first counts.
+  void postEnd(std::optional<ZRError> error, SCParserResult result, int status);
+
+  /// Posts an end for want of something that the process has no more of; `reason` names it. Nothing happens when there
+  /// is no memory even for that. Any thread.
+  void postWant(const char* reason) noexcept;
 
   /// Posts the release of something that may hold objects of the host.
   void postRelease(std::shared_ptr<const void> object);

@@ -3,6 +3,8 @@
 #include <system_error>
 #include <utility>
 
+#include "ZRSignalsBlocked.h"
+
 #ifdef __APPLE__
 #include <pthread.h>
 #else
@@ -64,6 +66,7 @@ bool ZRBackgroundQueue::startThread() {
   const std::lock_guard lock(mutex_);
   if (thread_.joinable()) return true;
   try {
+    const ZRSignalsBlocked blocked;
     thread_ = std::thread(&ZRBackgroundQueue::runThread, this);
     return true;
   } catch (const std::system_error&) {

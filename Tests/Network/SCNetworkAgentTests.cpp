@@ -173,6 +173,46 @@ TEST_F(SCNetworkAgentTest, plainRequestsTakeTurnsAndTheirTimeCountsFromThen) {
   EXPECT_EQ(origin_.requestsTo("/a").size(), 3U);
 }
 
+TEST_F(SCNetworkAgentTest, aRequestIsSentOnceMoreWhenItsOldConnectionEnds) {
+  serveLater("/slow", gate_);
+  origin_.route("/ends", [](const OriginRequest&, OriginConnection& out) { out.close(); });
+  std::vector<Recorded> three;
+  for (int i = 0; i < 3; ++i) three.push_back(start(plain(origin_.url("/slow"))));
+  ASSERT_TRUE(origin_.waitForRequests(3));
+  gate_.open();
+  for (const Recorded& outcome : three) EXPECT_FALSE(finish(outcome).err);
+  const Recorded ended = start(plain(origin_.url("/ends")));
+  EXPECT_EQ(finish(ended).code(), Code::NetworkConnectionLost);
+  EXPECT_EQ(origin_.requestsTo("/ends").size(), 2U);
+  EXPECT_EQ(ended->ends, 1);
+}
+
+TEST_F(SCNetworkAgentTest, closesWhatTheServerClosedWhileADownloadRuns) {
+  origin_.route("/a", [this](const OriginRequest&, OriginConnection& out) {
+    out.respond(200);
+    out.hangUp();
+    out.stall();  // until the client closes too
+    gate_.open();
+  });
+  serveInTwo("/v", gate_, body_);
+  const Recorded file = start(download(origin_.url("/v")));
+  EXPECT_FALSE(run(plain(origin_.url("/a"))).err);
+  EXPECT_FALSE(finish(file).err);
+}
+
+TEST_F(SCNetworkAgentTest, aLimitHoldsDownloadsAloneAndOnlyAsLongAsItIsSet) {
+  origin_.serveFile("/v", {.bytes = body_});
+  limits_.stallTimeout = 100ms;
+  agent().setMaxBytesPerSecond(1);
+  const Recorded file = start(download(origin_.url("/v")));
+  serveRaw("/drip", "", &OriginConnection::stall);
+  EXPECT_EQ(codeFor(origin_.url("/drip")), Code::NetworkConnectionLost);
+  EXPECT_EQ(file->chunks, 0) << "and a stall it is not";
+  agent().setMaxBytesPerSecond(0);
+  EXPECT_FALSE(finish(file).err);
+  EXPECT_EQ(file->chunks, 5000);
+}
+
 TEST_F(SCNetworkAgentTest, requestsWaitForDescriptors) {
   origin_.serve("/a", "");
   const std::string byName = "http://localhost" + origin_.url("/a").substr(16);

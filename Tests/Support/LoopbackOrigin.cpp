@@ -131,6 +131,10 @@ void OriginConnection::stall() {
   while (waitReadable(-1)) (void)::recv(socket_, dropped.data(), dropped.size(), 0);
 }
 
+void OriginConnection::hangUp() {
+  ::shutdown(socket_, SHUT_WR);
+}
+
 void OriginConnection::close() {
   if (socket_ >= 0) ::close(socket_);
   socket_ = -1;

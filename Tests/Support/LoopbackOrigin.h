@@ -79,7 +79,8 @@ class OriginConnection final {
   /// Sends nothing more until the client closes the connection.
   void stall();
 
-  /// Ends the connection with FIN, or with RST.
+  /// Ends the connection with FIN, of its own direction alone, or of both, or with RST.
+  void hangUp();
   void close();
   void reset();
 
