@@ -99,6 +99,11 @@ void ZRDownloadManager::applyOptions(ZRDictionary options) {
     maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
   }
   setOpts(std::move(options));
+  if (networkAgent_) limitAgent();
+}
+
+void ZRDownloadManager::limitAgent() {
+  networkAgent_->setMaxBytesPerSecond(opts_["max_bytes_per_second"].int64Value());
 }
 
 void ZRDownloadManager::setOpts(ZRDictionary opts) {
@@ -119,7 +124,10 @@ void ZRDownloadManager::loadTasks() {
 }
 
 const std::shared_ptr<SCNetworkAgent>& ZRDownloadManager::networkAgent() {
-  if (!networkAgent_) networkAgent_ = std::make_shared<SCNetworkAgent>();
+  if (!networkAgent_) {
+    networkAgent_ = std::make_shared<SCNetworkAgent>();
+    limitAgent();
+  }
   return networkAgent_;
 }
 

@@ -80,6 +80,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// | "ignore_h265" | boolean, kept for the host to read |
   /// | "fetch_73Info_Handler" | `ZRFetch73InfoHandler`; without it an MP4 task waits for its metadata for ever |
   /// | "max_concurrent_count" | the limit, of which 8 bits count; no task is started or stopped by it here |
+  /// | "max_bytes_per_second" | what all downloads together may receive in a second; 0 is no limit |
   /// | "cc_report_handler" | `ZRReportHandler` |
   /// | "m3u8_cdn_params" | dictionary of further query parameters of playlist requests |
   void setup(ZRDictionary options);
@@ -210,6 +211,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRDownloadManager();
 
   void applyOptions(ZRDictionary options);
+  void limitAgent();
   void loadTasks();
   void setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>& task);
   void taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error);

@@ -20,6 +20,9 @@ void introduceHost(const Options& options) {
   info.bundleIdentifier = options.bundleId;
   info.shortVersion = options.appVersion;
   info.videoInfoBaseURL = options.infoBase;
+  info.proxy = options.proxy;
+  info.caFile = options.caFile;
+  info.userAgent = options.userAgent;
   ZRHost::setCurrent(std::move(info));
 }
 
@@ -39,6 +42,7 @@ Host::Host(const Options& options, SiteAnswers answers, Reporter& reporter)
   ZRDictionary setup = callbacks();
   if (!options.cdn.empty()) setup.set("m3u8_cdn_params", cdnParameters(options));
   if (options.max) setup.set("max_concurrent_count", *options.max);
+  setup.set("max_bytes_per_second", options.limitRate);
   hasStore_ = failureOf([&] { manager_->setup(setup); }).empty();
   if (!hasStore_) tellWhyThereIsNoStore();
 }

@@ -1,7 +1,9 @@
 #include "Options.h"
 
 #include <charconv>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <type_traits>
 
 #include <CLI/CLI.hpp>
@@ -35,6 +37,28 @@ std::string numberOf64Bits(const std::string& text) {
   std::int64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size() ? "" : text + " is not a number in range";
+}
+
+std::string proxyAddress(const std::string& text) {
+  const bool isProxy = isWebAddress(text) || text.starts_with("socks5h://");
+  return isProxy ? "" : "\"" + text + "\" is not an http or socks5h address";
+}
+
+/// A number of bytes with the suffixes that curl knows: k, M, G and their like in the other case, times 1024 each.
+std::optional<std::int64_t> byteCount(const std::string& text) {
+  constexpr std::string_view kSuffixes = "bkmgBKMG";
+  std::int64_t number = 0;
+  const char* const textEnd = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), textEnd, number);
+  const std::size_t suffix = end == textEnd ? 0 : kSuffixes.find(*end);
+  const bool isSound = error == std::errc() && textEnd - end <= 1 && suffix != std::string_view::npos && number >= 0;
+  const auto shift = suffix % 4 * 10;
+  if (!isSound || number > std::numeric_limits<std::int64_t>::max() >> shift) return std::nullopt;
+  return number << shift;
+}
+
+std::string byteCountText(const std::string& text) {
+  return byteCount(text) ? "" : "\"" + text + "\" is not a number of bytes such as 500k or 2M";
 }
 
 std::string absolutePath(const std::string& path) {
@@ -94,6 +118,23 @@ void addHlsOptions(CLI::App& app, Options& options) {
       ->check(webAddress);
 }
 
+void addNetworkOptions(CLI::App& app, Options& options) {
+  app.add_option("--proxy", options.proxy, "Proxy of every request: http://HOST:PORT or socks5h://HOST:PORT")
+      ->type_name("URL")
+      ->check(proxyAddress);
+  app.add_option_function<std::string>(
+         "--ca-file", [&options](const std::string& path) { options.caFile = absolutePath(path); },
+         "Certificate authorities to trust, in place of the system's (PEM)")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile);
+  app.add_option("--user-agent", options.userAgent, "User-Agent field of every request")->type_name("TEXT");
+  app.add_option_function<std::string>(
+         "--limit-rate", [&options](const std::string& text) { options.limitRate = *byteCount(text); },
+         "Bytes that all downloads together receive in a second, also with the suffix k, M or G; 0 is no limit")
+      ->type_name("RATE")
+      ->check(byteCountText);
+}
+
 void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--support", options.support, "Folder of private files: database, HLS and MP4 downloads")
       ->type_name("DIR");
@@ -110,6 +151,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--mp4-info", options.mp4Info,
                  "JSON file: \"VID-VERSION\" to {\"title\",\"url\",\"cover\",\"duration\",\"fileSize\"}")
       ->type_name("FILE");
+  addNetworkOptions(app, options);
   app.add_option_function<int>(
          "--give-up", [&options](int seconds) { options.giveUp = std::chrono::seconds(seconds); },
          "A task that runs that long without a byte or a change counts as stalled [120]")

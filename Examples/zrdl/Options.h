@@ -27,6 +27,10 @@ struct Options {
   std::string cookie;               ///< sent with a playlist's request; empty when there is none
   std::vector<std::pair<std::string, std::string>> cdn;  ///< further query parameters of a playlist's request
   std::string decrypt;                                   ///< command that decrypts playlists; empty for plain ones
+  std::string proxy;                                     ///< empty for none
+  std::string caFile;                                    ///< absolute, or empty
+  std::string userAgent;                                 ///< empty for the library's own
+  std::int64_t limitRate = 0;                            ///< bytes a second of all downloads; 0 is no limit
   std::string segmentBase;  ///< absolute address that relative segment addresses belong to, or empty
   std::string mp4Info;      ///< file of metadata; empty when none was named
   std::chrono::seconds giveUp{120};
