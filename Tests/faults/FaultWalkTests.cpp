@@ -110,7 +110,7 @@ class FaultWalk : public ZrdlSite {
     ::setenv("ZR_FAULT_BELOW", home_.path().c_str(), 1);
     ::setenv("ZR_FAULT_COUNTS", (home_ / "counts").c_str(), 1);
     ::setenv("LD_PRELOAD", FAULT_SHIM, 1);
-    ZrdlProcess process(with("--give-up 3 " + command));
+    ZrdlProcess process(with("--give-up 10 " + command));
     ::unsetenv("LD_PRELOAD");
     const int status = process.wait();
     told_ = "\nexit " + std::to_string(status) + "\n" + process.err();
