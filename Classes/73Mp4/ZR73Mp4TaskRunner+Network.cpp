@@ -73,7 +73,8 @@ void ZR73Mp4TaskRunner::handleCannotFindMP4URLErr() {
   if (_spendRetry()) {
     _executeNextPhase();
   } else {
-    throwErr({ZRErrorCode::ResourceUnusable, "找不到MP4下载地址"});
+    throwErr(
+        ZRError(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址").with(kZRErrorReasonKey, kZRReasonNoMp4Address));
   }
 }
 

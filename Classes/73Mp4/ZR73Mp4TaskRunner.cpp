@@ -1,5 +1,7 @@
 #include "ZR73Mp4TaskRunner.h"
 
+#include <algorithm>
+
 std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::taskWithParams(const ZRDictionary& params) {
   return initWithParams(params);
 }
@@ -38,9 +40,8 @@ void ZR73Mp4TaskRunner::preloadVideoInfoIfNeed() {
   preloadVideoInfoIfNeed(nullptr);
 }
 
-float ZR73Mp4TaskRunner::currentDownloadProgress() const {
-  if (fileSize_ < 1) return 0;
-  return static_cast<float>(static_cast<double>(downloadedBytes_) / static_cast<double>(fileSize_));
+std::uint64_t ZR73Mp4TaskRunner::expectedBytes() const {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(fileSize_, 0));
 }
 
 std::optional<ZRTaskList> ZR73Mp4TaskRunner::filtedSameAlbumTasks(const ZRTaskList&) const {

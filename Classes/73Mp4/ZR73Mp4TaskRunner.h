@@ -35,7 +35,8 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
   // ZR73Mp4TaskRunner.cpp
   std::optional<ZRDictionary> videoInfoDic() const override;
   void preloadVideoInfoIfNeed() override;
-  float currentDownloadProgress() const override;
+  std::uint64_t receivedBytes() const override { return downloadedBytes_; }
+  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string taskId() const override;
   std::string description() const override;

@@ -9,6 +9,6 @@ void ZRDownloadManager::cc(unsigned stype, std::int32_t version) {
 
 ZRReportHandler ZRDownloadManager::reportHandler() const {
   const std::lock_guard lock(callbackMutex_);
-  const ZRRecordHandler* const handler = opts_["cc_report_handler"].asRecordHandler();
+  const ZRRecordHandler* const handler = opts_[kZROptionReportHandler.name].asRecordHandler();
   return handler != nullptr ? *handler : ZRReportHandler();
 }

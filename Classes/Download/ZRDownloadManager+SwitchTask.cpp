@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "ZRAnnouncements.h"
 #include "ZRDownloadManager.h"
 #include "ZRThreadCheck.h"
 
 void ZRDownloadManager::starTasks(ZRTaskList tasks) {
   zrAssertLoopThread();
+  const ZRAnnouncements::Hold hold(*announcements_);
   for (const auto& task : tasks) {
     if (task && !task->isFinished() && !task->isExecuting()) task->switch2Wait();
   }
@@ -14,6 +16,7 @@ void ZRDownloadManager::starTasks(ZRTaskList tasks) {
 
 void ZRDownloadManager::pauseAllTasks() {
   zrAssertLoopThread();
+  const ZRAnnouncements::Hold hold(*announcements_);
   for (const auto& task : allUnFinishTaskArr()) task->switch2Pause();
   executingQueue_.clear();
 }
@@ -21,6 +24,7 @@ void ZRDownloadManager::pauseAllTasks() {
 void ZRDownloadManager::pauseTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task || task->isFinished()) return;
+  const ZRAnnouncements::Hold hold(*announcements_);
   task->switch2Pause();
   std::erase(executingQueue_, task);
   checkIfHasTaskCanEnQueue();
@@ -29,6 +33,7 @@ void ZRDownloadManager::pauseTask(std::shared_ptr<ZRDownloadTask> task) {
 void ZRDownloadManager::resumeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task || task->isFinished()) return;
+  const ZRAnnouncements::Hold hold(*announcements_);
   log(0, nullptr, "%@", task);
   if (std::find(executingQueue_.begin(), executingQueue_.end(), task) != executingQueue_.end()) {
     log(0, nullptr, "already in queue，reume it !");

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "SCNetworkAgent.h"
+#include "ZRAnnouncements.h"
 #include "ZRBackgroundQueue.h"
 #include "ZRClock.h"
 #include "ZRDownloadDataBase.h"
@@ -15,6 +16,8 @@
 
 const char kZRDownloadTaskCreatedSuccNotifi[] = "kZRDownloadTaskCreatedSuccNotifi";
 const char kZRDownloadTaskFinishedNotifi[] = "kZRDownloadTaskFinishedNotifi";
+const char kZRDownloadTaskStateChangedNotifi[] = "kZRDownloadTaskStateChangedNotifi";
+const char kZRDownloadTaskErrorNotifi[] = "kZRDownloadTaskErrorNotifi";
 const char kDownloadDir[] = "download";
 const char kShareDownloadDir[] = "Oxwell";
 
@@ -37,14 +40,25 @@ Shared& shared() {
   return instance;
 }
 
-ZRRequestHandler requestHandlerOf(const ZRDictionary& options, std::string_view key) {
-  const ZRRequestHandler* const handler = options[key].asRequestHandler();
-  return handler != nullptr ? *handler : ZRRequestHandler();
+/// The callback under the key; an empty one when there is none, or one of another kind.
+template <class Handler>
+Handler handlerOf(const ZRDictionary& options, const ZROptionKey<Handler>& key) {
+  const ZRRequestHandler* const handler = options[key.name].asRequestHandler();
+  return handler != nullptr ? Handler(*handler) : Handler();
 }
 
-ZRRecordHandler recordHandlerOf(const ZRDictionary& options, std::string_view key) {
-  const ZRRecordHandler* const handler = options[key].asRecordHandler();
-  return handler != nullptr ? *handler : ZRRecordHandler();
+ZRLoggerHandler loggerOf(const ZRDictionary& options) {
+  const ZRRecordHandler* const handler = options[kZROptionLoggerHandler.name].asRecordHandler();
+  return handler != nullptr ? *handler : ZRLoggerHandler();
+}
+
+bool isOption(std::string_view key) {
+  constexpr std::string_view kOptions[] = {
+      kZROptionFetchMkeyHandler.name,   kZROptionDecryptionHandler.name, kZROptionFetch73InfoHandler.name,
+      kZROptionLoggerHandler.name,      kZROptionReportHandler.name,     kZROptionIgnoreH265.name,
+      kZROptionMaxConcurrentCount.name, kZROptionMaxBytesPerSecond.name, kZROptionM3u8CdnParams.name,
+  };
+  return std::find(std::begin(kOptions), std::end(kOptions), key) != std::end(kOptions);
 }
 
 /// The time that orders a task in a list: its album's, when the list holds an earlier task of it, else now.
@@ -76,8 +90,11 @@ void ZRDownloadManager::shutdown() {
   process.manager.reset();
 }
 
-ZRDownloadManager::ZRDownloadManager() = default;
-ZRDownloadManager::~ZRDownloadManager() = default;
+ZRDownloadManager::ZRDownloadManager() : announcements_(std::make_shared<ZRAnnouncements>()) {}
+
+ZRDownloadManager::~ZRDownloadManager() {
+  announcements_->clear();  // an observer ended the manager: what it still had to tell is of no use
+}
 
 void ZRDownloadManager::setup(ZRDictionary options) {
   zrAssertLoopThread();
@@ -90,20 +107,23 @@ void ZRDownloadManager::setup(ZRDictionary options) {
 }
 
 void ZRDownloadManager::applyOptions(ZRDictionary options) {
-  setFetchMkeyHandler(requestHandlerOf(options, "fetch_mky_handler"));
-  setDecryptionHandler(requestHandlerOf(options, "decryption_handler"));
-  setLoggerHandler(recordHandlerOf(options, "logger_handler"));
-  ignoreH265_ = options["ignore_h265"].boolValue();
-  setFetch73InfoHandler(requestHandlerOf(options, "fetch_73Info_Handler"));
-  if (const ZRValue& count = options["max_concurrent_count"]; !count.isAbsent()) {
+  setFetchMkeyHandler(handlerOf(options, kZROptionFetchMkeyHandler));
+  setDecryptionHandler(handlerOf(options, kZROptionDecryptionHandler));
+  setLoggerHandler(loggerOf(options));
+  ignoreH265_ = options[kZROptionIgnoreH265.name].boolValue();
+  setFetch73InfoHandler(handlerOf(options, kZROptionFetch73InfoHandler));
+  if (const ZRValue& count = options[kZROptionMaxConcurrentCount.name]; !count.isAbsent()) {
     maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
+  }
+  for (const auto& [key, value] : options) {
+    if (!isOption(key)) log(2, nullptr, "unknown option: %@", key);
   }
   setOpts(std::move(options));
   if (networkAgent_) limitAgent();
 }
 
 void ZRDownloadManager::limitAgent() {
-  networkAgent_->setMaxBytesPerSecond(opts_["max_bytes_per_second"].int64Value());
+  networkAgent_->setMaxBytesPerSecond(opts_[kZROptionMaxBytesPerSecond.name].int64Value());
 }
 
 void ZRDownloadManager::setOpts(ZRDictionary opts) {
@@ -144,6 +164,8 @@ void ZRDownloadManager::setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>&
 
 void ZRDownloadManager::taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error) {
   zrAssertLoopThread();
+  const ZRAnnouncements::Hold hold(*announcements_);
+  announcements_->add(kZRDownloadTaskErrorNotifi, task);
   switch (static_cast<ZRErrorCode>(error.code())) {
     case ZRErrorCode::DiskFull:
     case ZRErrorCode::CannotReachServer:
@@ -166,6 +188,7 @@ void ZRDownloadManager::taskErrored(const std::shared_ptr<ZRDownloadTask>& task,
 
 void ZRDownloadManager::taskCompleted(const std::shared_ptr<ZRDownloadTask>& task) {
   zrAssertLoopThread();
+  const ZRAnnouncements::Hold hold(*announcements_);
   task->setTimestamp(listTimestamp(*task, finishedTaskArr_));
   finishedTaskArr_.push_back(task);
   std::erase(unFinishedTaskArr_, task);
@@ -179,6 +202,7 @@ ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task)
   zrAssertLoopThread();
   if (!task) return ZRAddTaskResult::Refused;
   task->setDb(db_);
+  const ZRAnnouncements::Hold hold(*announcements_);
   if (task->existInDB()) return ZRAddTaskResult::Exists;
   task->setTimestamp(listTimestamp(*task, unFinishedTaskArr_));
   bool stored = false;
@@ -187,6 +211,7 @@ ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task)
   task->setNetworkAgent(networkAgent());
   setUpTaskHandlers(task);
   unFinishedTaskArr_.push_back(task);
+  announceChange(task);  // also for one that is waiting already
   task->switch2Wait();
   log(1, nullptr, "add:%@", task);
   checkIfHasTaskCanEnQueue();
@@ -199,6 +224,7 @@ ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task)
 void ZRDownloadManager::removeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task) return;
+  const ZRAnnouncements::Hold hold(*announcements_);
   log(1, nullptr, "rm:%@", task);
   if (task->isExecuting()) {
     task->switch2Pause();
@@ -207,12 +233,14 @@ void ZRDownloadManager::removeTask(std::shared_ptr<ZRDownloadTask> task) {
   } else {
     std::erase(task->isFinished() ? finishedTaskArr_ : unFinishedTaskArr_, task);
   }
+  announceChange(task);
   task->cleanDownloadFiles();
   checkIfHasTaskCanEnQueue();
 }
 
 void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
   zrAssertLoopThread();
+  const ZRAnnouncements::Hold hold(*announcements_);
   const std::lock_guard lock(limitMutex_);
   if (count == maxConcurrentOperationCount_) return;
   const bool raised = maxConcurrentOperationCount_ < count;
@@ -223,6 +251,10 @@ void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
     checkIfHasExecutingTaskCanReduce();
   }
   log(1, nullptr, "MaxConcurrent %u", count);
+}
+
+void ZRDownloadManager::announceChange(const std::shared_ptr<ZRDownloadTask>& task) {
+  if (task) announcements_->add(kZRDownloadTaskStateChangedNotifi, task);
 }
 
 void ZRDownloadManager::fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion) {

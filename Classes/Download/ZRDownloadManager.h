@@ -14,8 +14,10 @@
 #include "ZRExport.h"
 #include "ZRHostCallbacks.h"
 #include "ZRLogArgument.h"
+#include "ZROptions.h"
 
 class SCNetworkAgent;
+class ZRAnnouncements;
 class ZRDownloadDataBase;
 
 /// Posted with the task when `addTask` accepted it: stored, listed, waiting, and scheduled.
@@ -23,6 +25,15 @@ extern ZR_EXPORT const char kZRDownloadTaskCreatedSuccNotifi[];
 
 /// Posted with the task when it is finished, in the finished list, and its slot was given to the next one.
 extern ZR_EXPORT const char kZRDownloadTaskFinishedNotifi[];
+
+/// Posted with the task after each change of its state or of the lists that it is in: added, moved, removed. It comes
+/// when the operation that changed it has done all its work, for several tasks in the order of their changes, so lists
+/// and states fit each other and an observer may call the manager. Loading stored tasks posts nothing.
+extern ZR_EXPORT const char kZRDownloadTaskStateChangedNotifi[];
+
+/// Posted with the task for every error that its runner reports, also one that leaves the task Executing; the error is
+/// the task's `lastFailure`. It comes when the manager has done what the error's code asks for.
+extern ZR_EXPORT const char kZRDownloadTaskErrorNotifi[];
 
 /// The sub-folder of the application's folder for HLS and MP4 downloads and the database.
 extern ZR_EXPORT const char kDownloadDir[];
@@ -69,8 +80,9 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRDownloadManager(const ZRDownloadManager&) = delete;
   ZRDownloadManager& operator=(const ZRDownloadManager&) = delete;
 
-  /// Applies the options, all optional; the first call also opens the store and loads its tasks, unfinished ones as
-  /// Paused. Starts nothing. A later call replaces options and callbacks only.
+  /// Applies the options, all optional; one that is not in the table makes a record of level 2. The first call also
+  /// opens the store and loads its tasks, unfinished ones as Paused. Starts nothing. A later call replaces options and
+  /// callbacks only.
   ///
   /// | option | value |
   /// |---|---|
@@ -139,6 +151,9 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   void setDb(std::shared_ptr<ZRDownloadDataBase> db) { db_ = std::move(db); }
   void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
   ///@}
+  /// Posts `kZRDownloadTaskStateChangedNotifi` with the task when the operation under way is done; null does nothing.
+  /// For tasks.
+  void announceChange(const std::shared_ptr<ZRDownloadTask>& task);
 
   /// Asks the host for a playback key; without a handler the completion is never called. For runners.
   void fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion);
@@ -243,6 +258,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   std::shared_ptr<SCNetworkAgent> networkAgent_;
   std::recursive_mutex limitMutex_;           // held by setMaxConcurrentOperationCount alone
   const ZRDownloadTask* starting_ = nullptr;  // the task whose start startNextTask has last put on the stack
+  std::shared_ptr<ZRAnnouncements> announcements_;
 
   // Read on any thread and written on the main loop's, under callbackMutex_. No callback runs or dies under it.
   mutable std::mutex callbackMutex_;

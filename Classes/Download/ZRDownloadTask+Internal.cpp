@@ -24,6 +24,7 @@ void ZRDownloadTask::invokeCompletionNotifi() {
 }
 
 void ZRDownloadTask::invokeErrorNotifi(const ZRError& error) {
+  lastFailure_ = error;
   const ErrorNotifi notifi = errorNotifi_;
   if (notifi) notifi(shared_from_this(), error);
 }

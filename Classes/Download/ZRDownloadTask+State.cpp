@@ -28,6 +28,8 @@ void ZRDownloadTask::switchState() {
 void ZRDownloadTask::setTaskState(ZRTaskState state) {
   if (state == taskState_) return;
   taskState_ = state;
+  const bool startsAnew = state == ZRTaskState::Executing || state == ZRTaskState::Waiting;
+  if (startsAnew || state == ZRTaskState::Finished) lastFailure_.reset();
   switch (state) {
     case ZRTaskState::Executing:
       resetSpeedTimer();
@@ -50,4 +52,6 @@ void ZRDownloadTask::setTaskState(ZRTaskState state) {
       break;
   }
   syncStateToDB();
+  // Rows are loaded before they are given the store: nobody was told of another state.
+  if (db_) ZRDownloadManager::sharedManager()->announceChange(weak_from_this().lock());
 }

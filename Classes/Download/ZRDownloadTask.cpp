@@ -25,6 +25,14 @@ void ZRDownloadTask::syncStateToDB() {}
 
 void ZRDownloadTask::syncToDBWithShareParams(const ZRDictionary&) {}
 
+std::uint64_t ZRDownloadTask::receivedBytes() const {
+  return 0;
+}
+
+std::uint64_t ZRDownloadTask::expectedBytes() const {
+  return 0;
+}
+
 float ZRDownloadTask::currentDownloadProgress() const {
   return 0;
 }
@@ -40,6 +48,7 @@ std::optional<std::string> ZRDownloadTask::localFullFilePath() const {
 void ZRDownloadTask::forceError(const ZRError&) {}
 
 void ZRDownloadTask::resume() {
+  lastFailure_.reset();  // also for a task that is executing and tries its step again
   setTaskState(ZRTaskState::Executing);
 }
 

@@ -90,6 +90,12 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// A share's new parameters: "host", "videoName", "deviceName", "albumName". Other tasks have none.
   virtual void syncToDBWithShareParams(const ZRDictionary& params);
 
+  /// Bytes of the video on disk, those of earlier runs included.
+  virtual std::uint64_t receivedBytes() const;
+
+  /// Bytes that the whole video is told to have; 0 while unknown. More than that may arrive.
+  virtual std::uint64_t expectedBytes() const;
+
   /// The fraction done. Above 1 when the expected size was too small; 0 while it is unknown.
   virtual float currentDownloadProgress() const;
 
@@ -150,7 +156,7 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// Reports the task as done. For runners.
   void invokeCompletionNotifi();
 
-  /// Reports what stopped the task; the receiver decides its state. For runners.
+  /// Keeps the error as `lastFailure` and reports it; the receiver decides the task's state. For runners.
   void invokeErrorNotifi(const ZRError& error);
 
   /// The "version" of `videoInfoDic`, for the usage reports; 0 without one.
@@ -178,6 +184,10 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   const std::optional<ZRError>& err() const noexcept { return err_; }
   void setErr(std::optional<ZRError> err) { err_ = std::move(err); }
   ///@}
+
+  /// What the runner reported last, also when its code left the task Executing; nothing once the task waits or executes
+  /// anew, or is finished.
+  const std::optional<ZRError>& lastFailure() const noexcept { return lastFailure_; }
 
   /// Orders the lists shown to the user, in seconds since 2001; the tasks of an album share the first one's.
   ///@{
@@ -218,8 +228,8 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
 
   // ZRDownloadTask+State.cpp
 
-  /// The one writer of the state: timer, `activeTimestamp`, the finish report and the row follow from it. Setting the
-  /// state it has already does nothing.
+  /// The one writer of the state: timer, `activeTimestamp`, the finish report, the row and the notification follow from
+  /// it. Setting the state it has already does nothing.
   virtual void setTaskState(ZRTaskState state);
 
   /// Sets the state alone; for rows that are loaded.
@@ -245,6 +255,7 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
  private:
   std::int64_t pkid_ = 0;
   std::optional<ZRError> err_;
+  std::optional<ZRError> lastFailure_;
   ZRTaskState taskState_ = ZRTaskState::Paused;
   std::shared_ptr<ZRDownloadDataBaseProtocol> db_;
   std::atomic<std::int64_t> transferedPerSecond_ = 0;

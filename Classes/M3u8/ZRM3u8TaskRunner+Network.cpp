@@ -62,7 +62,8 @@ void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
 }
 
 ZRDictionary ZRM3u8TaskRunner::cdnDefaultParams() {
-  const ZRDictionary* const params = ZRDownloadManager::sharedManager()->opts()["m3u8_cdn_params"].asDictionary();
+  const ZRDictionary* const params =
+      ZRDownloadManager::sharedManager()->opts()[kZROptionM3u8CdnParams.name].asDictionary();
   return params != nullptr ? *params : ZRDictionary();
 }
 
@@ -138,7 +139,9 @@ void ZRM3u8TaskRunner::afterDecryption(const ZRDictionary& reply, const std::opt
 
 void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
   if (!_spendRetry()) {
-    handleErr({ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"});
+    handleErr(ZRError(ZRErrorCode::ResourceUnusable, "m3u8文件解密失败")
+                  .with(kZRErrorReasonKey, kZRReasonPlaylistDecryption)
+                  .with(kZRErrorCauseKey, error.localizedDescription()));
     return;
   }
   _log(2, "decodeError:%@", error);
@@ -148,7 +151,8 @@ void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
 
 void ZRM3u8TaskRunner::handleCannotFindM3u8URLErr() {
   if (!_spendRetry()) {
-    handleErr({ZRErrorCode::ResourceUnusable, "找不到M3U8地址"});
+    handleErr(
+        ZRError(ZRErrorCode::ResourceUnusable, "找不到M3U8地址").with(kZRErrorReasonKey, kZRReasonNoPlaylistAddress));
     return;
   }
   _log(1, "roll back setp 1.");
@@ -257,7 +261,7 @@ void ZRM3u8TaskRunner::segmentEnded(const SCNetworkApiResponseProtocol& response
   } else if (_spendRetry()) {
     downloadNextTS();
   } else {
-    handleErr({ZRErrorCode::ResourceUnusable, "TS文件校验失败"});
+    handleErr(ZRError(ZRErrorCode::ResourceUnusable, "TS文件校验失败").with(kZRErrorReasonKey, kZRReasonSegmentCheck));
   }
 }
 
@@ -273,7 +277,8 @@ void ZRM3u8TaskRunner::segmentCompleted() {
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {
   if (!_spendRetry()) {
-    handleErr({ZRErrorCode::ResourceUnusable, "找不到TS地址"});
+    handleErr(
+        ZRError(ZRErrorCode::ResourceUnusable, "找不到TS地址").with(kZRErrorReasonKey, kZRReasonNoSegmentAddress));
     return;
   }
   _log(1, "roll back setp 2.");

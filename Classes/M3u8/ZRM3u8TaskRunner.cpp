@@ -1,5 +1,6 @@
 #include "ZRM3u8TaskRunner.h"
 
+#include <algorithm>
 #include <utility>
 
 std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::taskWithParams(const ZRDictionary& params) {
@@ -52,10 +53,12 @@ void ZRM3u8TaskRunner::preloadVideoInfoIfNeed() {
   });
 }
 
-float ZRM3u8TaskRunner::currentDownloadProgress() const {
-  if (!videoInfo_ || videoInfo_->totalSize() < 1) return 0;
-  const std::uint64_t bytes = isShafa() ? downloadedBytes_ : allDownloadedSegmentsBytes_ + currentSegmentBytes_;
-  return static_cast<float>(static_cast<double>(bytes) / static_cast<double>(videoInfo_->totalSize()));
+std::uint64_t ZRM3u8TaskRunner::receivedBytes() const {
+  return isShafa() ? downloadedBytes_ : allDownloadedSegmentsBytes_ + currentSegmentBytes_;
+}
+
+std::uint64_t ZRM3u8TaskRunner::expectedBytes() const {
+  return videoInfo_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(videoInfo_->totalSize(), 0)) : 0;
 }
 
 std::optional<ZRTaskList> ZRM3u8TaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {

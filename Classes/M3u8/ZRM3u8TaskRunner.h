@@ -44,7 +44,8 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   // ZRM3u8TaskRunner.cpp
   std::optional<ZRDictionary> videoInfoDic() const override;
   void preloadVideoInfoIfNeed() override;
-  float currentDownloadProgress() const override;
+  std::uint64_t receivedBytes() const override;
+  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string description() const override;
   std::string debugDescription() const override;

@@ -8,51 +8,62 @@
 
 namespace {
 
-std::string_view textOf(SCURLErrorCode code) {
+/// What a code says: its word, and its text when nothing better is known.
+struct Words {
+  const char* reason;
+  std::string_view text;
+};
+
+Words wordsOf(SCURLErrorCode code) {
   switch (code) {
     case SCURLErrorCode::Cancelled:
-      return "cancelled";
+      return {kZRReasonCancelled, "cancelled"};
     case SCURLErrorCode::BadURL:
-      return "malformed address";
+      return {kZRReasonBadAddress, "malformed address"};
     case SCURLErrorCode::TimedOut:
-      return "the request timed out";
+      return {kZRReasonTimedOut, "the request timed out"};
     case SCURLErrorCode::UnsupportedURL:
-      return "unsupported scheme";
+      return {kZRReasonBadScheme, "unsupported scheme"};
     case SCURLErrorCode::CannotConnectToHost:
-      return "cannot connect to the host";
+      return {kZRReasonCannotConnect, "cannot connect to the host"};
     case SCURLErrorCode::NetworkConnectionLost:
-      return "the connection was lost";
+      return {kZRReasonConnectionLost, "the connection was lost"};
     case SCURLErrorCode::TooManyRedirects:
-      return "too many redirects";
+      return {kZRReasonTooManyRedirects, "too many redirects"};
     case SCURLErrorCode::NotConnectedToInternet:
-      return "there is no network";
+      return {kZRReasonNoNetwork, "there is no network"};
     case SCURLErrorCode::BadServerResponse:
-      return "the server refused";
+      return {kZRReasonServiceRefused, "the server refused"};
     case SCURLErrorCode::CannotParseResponse:
-      return "the answer cannot be parsed";
+      return {kZRReasonBadAnswer, "the answer cannot be parsed"};
     case SCURLErrorCode::DataLengthExceedsMaximum:
-      return "the answer is too large";
+      return {kZRReasonAnswerTooLarge, "the answer is too large"};
     case SCURLErrorCode::SecureConnectionFailed:
-      return "no secure connection";
+      return {kZRReasonTlsRefused, "no secure connection"};
   }
   return {};
 }
 
-ZRError withCause(ZRErrorCode code, std::string text, const char* reason, std::string cause) {
-  return {kZRErrorDomain,
-          static_cast<std::int64_t>(code),
-          std::move(text),
-          {{"reason", reason}, {"cause", std::move(cause)}}};
+ZRError withCause(const ZRError& error, const char* reason, std::string cause) {
+  return error.with(kZRErrorReasonKey, reason).with(kZRErrorCauseKey, std::move(cause));
 }
 
 }  // namespace
 
 ZRError SCFailure::transport(SCURLErrorCode code, std::string_view detail) {
-  return {kSCURLErrorDomain, static_cast<std::int64_t>(code), std::string(detail.empty() ? textOf(code) : detail)};
+  const Words words = wordsOf(code);
+  const std::string_view text = detail.empty() ? words.text : detail;
+  return {kSCURLErrorDomain,
+          static_cast<std::int64_t>(code),
+          std::string(text),
+          {{kZRErrorReasonKey, words.reason}, {kZRErrorCauseKey, text}}};
 }
 
 ZRError SCFailure::status(int status) {
-  return {kSCHTTPErrorDomain, status, "HTTP status " + std::to_string(status)};
+  return {kSCHTTPErrorDomain,
+          status,
+          "HTTP status " + std::to_string(status),
+          {{kZRErrorReasonKey, kZRReasonHttpStatus}, {kZRErrorHttpStatusKey, status}}};
 }
 
 ZRError SCFailure::want(const char* reason) {
@@ -61,11 +72,14 @@ ZRError SCFailure::want(const char* reason) {
 }
 
 ZRError SCFailure::file(std::string_view operation, int systemError, const char* reason) {
-  if (systemError == ENOSPC || systemError == EDQUOT) return {ZRErrorCode::DiskFull, "磁盘空间不足"};
-  return withCause(ZRErrorCode::ResourceUnusable, "the file cannot be written", reason,
+  if (systemError == ENOSPC || systemError == EDQUOT) {
+    return ZRError(ZRErrorCode::DiskFull, "磁盘空间不足").with(kZRErrorReasonKey, kZRReasonDiskFull);
+  }
+  return withCause({ZRErrorCode::ResourceUnusable, "the file cannot be written"}, reason,
                    std::string(operation) + ": " + std::generic_category().message(systemError));
 }
 
 ZRError SCFailure::fileBusy() {
-  return withCause(ZRErrorCode::ResourceUnusable, "the file is in use", "fileBusy", "another download writes it");
+  return withCause({ZRErrorCode::ResourceUnusable, "the file is in use"}, kZRReasonFileBusy,
+                   "another download writes it");
 }

@@ -21,7 +21,7 @@ class SCFailure final {
 
   /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason and the cause, such as
   /// "open: Input/output error".
-  static ZRError file(std::string_view operation, int systemError, const char* reason = "fileFailure");
+  static ZRError file(std::string_view operation, int systemError, const char* reason = kZRReasonFileFailure);
 
   /// Another download, mostly another process's, writes the file: code 103 with the reason "fileBusy".
   static ZRError fileBusy();

@@ -27,11 +27,9 @@ bool reads(const ZRValue& value, const std::string& expected) {
 }
 
 ZRError parserError(SCURLErrorCode code, const std::string& text, const ZRValue& document, const ZRValue& realValue) {
-  const ZRError plain = SCFailure::transport(code, text);
-  ZRDictionary userInfo;
-  userInfo.set(SCNJsonParserErrorKey_RawJSON, document);
-  userInfo.set(SCNJsonParserErrorKey_RealValue, realValue);
-  return {plain.domain(), plain.code(), plain.localizedDescription(), std::move(userInfo)};
+  return SCFailure::transport(code, text)
+      .with(SCNJsonParserErrorKey_RawJSON, document)
+      .with(SCNJsonParserErrorKey_RealValue, realValue);
 }
 
 }  // namespace

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "ZRDictionary.h"
+#include "ZRErrorReason.h"
 #include "ZRExport.h"
 
 /// The domain of the errors that the library's own code makes.
@@ -32,6 +34,9 @@ class ZR_EXPORT ZRError {
   /// An error of the domain `kZRErrorDomain`.
   ZRError(ZRErrorCode code, std::string localizedDescription);
 
+  /// This error with `value` under `key` of its user information.
+  ZRError with(std::string_view key, ZRValue value) const;
+
   /// Who counts the codes.
   const std::string& domain() const noexcept { return domain_; }
 
@@ -41,7 +46,8 @@ class ZR_EXPORT ZRError {
   /// The text for the user; Chinese in the errors of `kZRErrorDomain`.
   const std::string& localizedDescription() const noexcept { return localizedDescription_; }
 
-  /// More about the cause, by the keys that the raiser documents; mostly empty.
+  /// More about the cause. The library's errors hold "reason", and "cause" and "httpStatus" where there is one: see
+  /// ZRErrorReason.h. A host's own hold what the host put there.
   const ZRDictionary& userInfo() const noexcept { return userInfo_; }
 
   /// `Error Domain=… Code=… "…"`, for log records.

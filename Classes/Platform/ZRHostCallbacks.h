@@ -1,7 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "ZRDictionary.h"
 #include "ZRError.h"
@@ -22,19 +25,30 @@ using ZRReplyCompletion =
 /// A request that the host answers through `completion`.
 using ZRRequestHandler = std::function<void(const ZRDictionary& request, ZRReplyCompletion completion)>;
 
+/// A request handler of one purpose: it is made of any callable of that shape, but not of another purpose's.
+template <class Purpose>
+class ZRRequestHandlerFor final : public ZRRequestHandler {
+ public:
+  ZRRequestHandlerFor() = default;
+  template <class Callable>
+  requires(std::same_as<std::remove_cvref_t<Callable>, ZRRequestHandler> ||
+           !std::derived_from<std::remove_cvref_t<Callable>, ZRRequestHandler>) ZRRequestHandlerFor(Callable&& callable)
+      : ZRRequestHandler(std::forward<Callable>(callable)) {}
+};
+
 /// A record that the host only receives; `reserved` is always the null marker.
 using ZRRecordHandler = std::function<void(const ZRDictionary& record, const ZRValue& reserved)>;
 
 /// "fetch_mky_handler": {"aid": integer, "vid": integer} → {"mkey": text, "cookie": text (optional)}.
-using ZRFetchMkeyHandler = ZRRequestHandler;
+using ZRFetchMkeyHandler = ZRRequestHandlerFor<struct ZRFetchMkeyPurpose>;
 
 /// "decryption_handler": {"contentPath": text, "localPath": text} → {"tsArr": list of segment URLs in playlist order}.
 /// The host reads the encrypted playlist at contentPath and writes the playable one at localPath before it answers.
-using ZRDecryptionHandler = ZRRequestHandler;
+using ZRDecryptionHandler = ZRRequestHandlerFor<struct ZRDecryptionPurpose>;
 
 /// "fetch_73Info_Handler": {"vid": integer, "version": integer} →
 /// {"title": text, "url": text, "cover": text, "duration": integer, "fileSize": integer of bytes}.
-using ZRFetch73InfoHandler = ZRRequestHandler;
+using ZRFetch73InfoHandler = ZRRequestHandlerFor<struct ZRFetch73InfoPurpose>;
 
 /// "logger_handler": {"level": 0 trace, 1 notable, 2 failure; "tag": text; "msg": text}. Called inside library
 /// operations, so it must not call back into the manager or a task.

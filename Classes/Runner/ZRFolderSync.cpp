@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 ZRError failed(std::string_view operation, int systemError) {
-  return SCFailure::file(operation, systemError, "fileSync");
+  return SCFailure::file(operation, systemError, kZRReasonFileSync);
 }
 
 /// The error number of a failure, else 0. A file system that has no such operation has nothing to fail.

@@ -11,6 +11,15 @@
 #include "ZRRemovedFolders.h"
 #include "ZRRunLoop.h"
 
+namespace {
+
+/// The library's own error in place of the transport's, whose text it keeps as the cause.
+ZRError asOwn(const ZRError& own, const char* reason, const ZRError& error) {
+  return own.with(kZRErrorReasonKey, reason).with(kZRErrorCauseKey, error.localizedDescription());
+}
+
+}  // namespace
+
 ZRTaskRunner::~ZRTaskRunner() = default;
 
 void ZRTaskRunner::resume() {
@@ -37,6 +46,12 @@ void ZRTaskRunner::forceError(const ZRError& error) {
   setErr(error);
   _cancel();
   setTaskState(ZRTaskState::Errored);
+}
+
+float ZRTaskRunner::currentDownloadProgress() const {
+  const std::uint64_t expected = expectedBytes();
+  if (expected == 0) return 0;
+  return static_cast<float>(static_cast<double>(receivedBytes()) / static_cast<double>(expected));
 }
 
 void ZRTaskRunner::cleanDownloadFiles() {
@@ -93,7 +108,7 @@ void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
 void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
   finish_.reset();
   if (!failure) return invokeCompletionNotifi();
-  _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()["cause"].textValue());
+  _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()[kZRErrorCauseKey].textValue());
   filesAreKnown_ = false;
   setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
   invokeErrorNotifi(*failure);
@@ -113,10 +128,11 @@ void ZRTaskRunner::setTaskState(ZRTaskState state) {
 ZRError ZRTaskRunner::_mappedTransportError(const ZRError& error) {
   switch (static_cast<SCURLErrorCode>(error.code())) {
     case SCURLErrorCode::NetworkConnectionLost:
-      return {ZRErrorCode::ConnectionLost, "失去网络连接"};
+      return asOwn({ZRErrorCode::ConnectionLost, "失去网络连接"}, kZRReasonConnectionLost, error);
     case SCURLErrorCode::CannotConnectToHost:
+      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonCannotConnect, error);
     case SCURLErrorCode::NotConnectedToInternet:
-      return {ZRErrorCode::CannotReachServer, "无法连接到服务器"};
+      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonNoNetwork, error);
     case SCURLErrorCode::Cancelled:
     case SCURLErrorCode::BadURL:
     case SCURLErrorCode::TimedOut:
@@ -132,7 +148,7 @@ ZRError ZRTaskRunner::_mappedTransportError(const ZRError& error) {
 }
 
 ZRError ZRTaskRunner::_diskFullError() {
-  return {ZRErrorCode::DiskFull, "磁盘空间不足"};
+  return ZRError(ZRErrorCode::DiskFull, "磁盘空间不足").with(kZRErrorReasonKey, kZRReasonDiskFull);
 }
 
 std::shared_ptr<SCNetworkDownloadApi> ZRTaskRunner::_makeDownload(std::string url, std::string path) {

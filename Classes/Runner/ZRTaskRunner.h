@@ -30,6 +30,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   void switch2Wait() override;
   void switch2Finish() override;
   void forceError(const ZRError& error) override;
+  float currentDownloadProgress() const override;
   void cleanDownloadFiles() override;
 
   /// Frees the folder's path at once and deletes the files in the background.

@@ -44,14 +44,16 @@ std::string ZRShareRules::pingURL(std::string_view base) {
 std::optional<ZRError> ZRShareRules::finalDetailError(const ZRError& error, int httpStatus) {
   const ZRDictionary* const answer = error.userInfo()[SCNJsonParserErrorKey_RawJSON].asDictionary();
   const bool serverFailed = answer != nullptr && (*answer)["status"].int64Value() == 500;
-  if (serverFailed || httpStatus == 404) return hostOfflineError();
+  if (serverFailed || httpStatus == 404) return hostOfflineError().with(kZRErrorHttpStatusKey, httpStatus);
   const std::int64_t status = error.userInfo()[SCNJsonParserErrorKey_RealValue].int64Value();
-  if (status == 201 || status == 202 || status == 203) return ZRError(ZRErrorCode::FileDeleted, "文件已删除");
+  if (status == 201 || status == 202 || status == 203) {
+    return ZRError(ZRErrorCode::FileDeleted, "文件已删除").with(kZRErrorReasonKey, kZRReasonFileDeleted);
+  }
   return std::nullopt;
 }
 
 ZRError ZRShareRules::hostOfflineError() {
-  return {ZRErrorCode::HostOffline, "主机已下线"};
+  return ZRError(ZRErrorCode::HostOffline, "主机已下线").with(kZRErrorReasonKey, kZRReasonHostOffline);
 }
 
 std::optional<std::string> ZRShareRules::pathInFolder(std::string_view folder, std::string_view name) {

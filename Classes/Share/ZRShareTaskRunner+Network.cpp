@@ -38,8 +38,8 @@ bool isAddress(const std::string& text) {
   return std::holds_alternative<SCAddress>(SCAddress::parse(text));
 }
 
-ZRError cannotFindShareURLError() {
-  return {ZRErrorCode::ResourceUnusable, "找不到share下载地址"};
+ZRError cannotFindShareURLError(const char* reason) {
+  return ZRError(ZRErrorCode::ResourceUnusable, "找不到share下载地址").with(kZRErrorReasonKey, reason);
 }
 
 }  // namespace
@@ -278,7 +278,7 @@ void ZRShareTaskRunner::_startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>
 }
 
 void ZRShareTaskRunner::handleCannotFindShareURLErr() {
-  if (!_returnToDetail()) throwErr(cannotFindShareURLError());
+  if (!_returnToDetail()) throwErr(cannotFindShareURLError(kZRReasonNoShareAddress));
 }
 
 // The detail's success fills the retries: they alone would let a device that tells of a video and never sends it be
@@ -291,7 +291,7 @@ bool ZRShareTaskRunner::_returnToDetail() {
 
 /// A name that leads to no place in the task's folder; no retry, for the device would send it again.
 void ZRShareTaskRunner::refuseName() {
-  throwErr(cannotFindShareURLError());
+  throwErr(cannotFindShareURLError(kZRReasonBadName));
 }
 
 void ZRShareTaskRunner::throwErr(const ZRError& error) {

@@ -1,5 +1,6 @@
 #include "ZRShareTaskRunner.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "ZRPath.h"
@@ -41,10 +42,8 @@ std::optional<ZRDictionary> ZRShareTaskRunner::videoInfoDic() const {
   return info;
 }
 
-float ZRShareTaskRunner::currentDownloadProgress() const {
-  const std::int64_t fileSize = model().fileSize();
-  if (fileSize < 1) return 0;
-  return static_cast<float>(static_cast<double>(downloadedBytes_) / static_cast<double>(fileSize));
+std::uint64_t ZRShareTaskRunner::expectedBytes() const {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(model().fileSize(), 0));
 }
 
 std::optional<ZRTaskList> ZRShareTaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {

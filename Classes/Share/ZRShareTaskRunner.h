@@ -45,7 +45,8 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   void resume() override;
   void syncToDBWithShareParams(const ZRDictionary& params) override;
   std::optional<ZRDictionary> videoInfoDic() const override;
-  float currentDownloadProgress() const override;
+  std::uint64_t receivedBytes() const override { return downloadedBytes_; }
+  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string taskId() const override;
 

@@ -33,6 +33,9 @@ TEST_F(ZRDownloadManagerTest, optionsOfAnotherTypeCountAsAbsent) {
   EXPECT_FALSE(manager()->loggerHandler());
   EXPECT_TRUE(manager()->ignoreH265());
   EXPECT_EQ(manager()->maxConcurrentOperationCount(), 44);  // 8 bits of it
+  manager()->setup(options({{"fetch_73info_handler", 1}}));
+  EXPECT_TRUE(logged(2, "unknown option: fetch_73info_handler"));
+  static_assert(!std::is_constructible_v<ZRFetchMkeyHandler, ZRDecryptionHandler>);
 }
 
 TEST_F(ZRDownloadManagerTest, secondSetupReplacesOptionsAndTouchesNoTaskUntilOneIsStarted) {
@@ -166,6 +169,45 @@ TEST_F(ZRDownloadManagerTest, storedTasksAreListedByTheirKindsWhateverTheOrderOf
   std::string ids;
   for (const auto& task : manager()->allUnFinishTaskArr()) ids += task->taskId() + " ";
   EXPECT_EQ(ids, "1 73-1 share-1 ");
+}
+
+TEST_F(ZRDownloadManagerTest, changesAndErrorsAreToldWhenTheirWorkIsDone) {
+  setupWithSlots(1);
+  std::string told;  // what an observer sees of both tasks, by the states' numbers
+  std::shared_ptr<ProbeTask> first;
+  std::shared_ptr<ProbeTask> second;
+  const auto tell = [&](const ZRNotification& posted) {
+    told += " " + posted.objectAs<ZRDownloadTask>()->taskId();
+    for (const auto& task : {first, second}) told += task ? std::to_string(static_cast<int>(task->taskState())) : "-";
+  };
+  const auto changes = observe(kZRDownloadTaskStateChangedNotifi, tell);
+  const auto errors = observe(kZRDownloadTaskErrorNotifi, [&](const ZRNotification& posted) {
+    tell(posted);
+    const auto& failure = posted.objectAs<ZRDownloadTask>()->lastFailure();
+    told += "!" + (failure ? std::to_string(failure->code()) : "gone");
+    if (failure && failure->code() == 103) manager()->resumeTask(first);
+  });
+  const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
+      {"added", [&] { add("a"); }, " a--"},
+      {"", [&] { (first = add("b"), manager()->removeTask(manager()->allUnFinishTaskArr()[0])); }, " b-- a2- b2-"},
+      {"no slot", [&] { second = add("c"); }, " c2-"},
+      {"left alone", [&] { first->invokeErrorNotifi(ZRError("", 403, "")); }, " b21!403"},
+      {"displaced", [&] { manager()->resumeTask(second); }, " b12 c12"},
+      {"failed, and started by an observer",
+       [&] {
+         second->invokeErrorNotifi({ZRErrorCode::ResourceUnusable, ""});
+       },
+       " c23!103 c23 b23"},
+      {"finished", [&] { first->invokeCompletionNotifi(); }, " b43"},
+      {"removed", [&] { manager()->removeTask(first); }, " b43"},
+      {"paused", [&] { manager()->pauseAllTasks(); }, " c40"},
+      {"by itself", [&] { second->resume(); }, " c42"},
+  };
+  for (const auto& [name, act, expected] : cases) {
+    told.clear();
+    act();
+    EXPECT_EQ(told, expected) << name;
+  }
 }
 
 // What the host hears.

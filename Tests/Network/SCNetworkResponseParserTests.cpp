@@ -74,7 +74,7 @@ TEST(SCNetworkJsonResponseParser, whatIsNoJsonIsAnErrorOfItsOwn) {
   for (const std::string_view body : {"", "<html>", "{\"status\": 200", "{}x", "\"\xFF\"", manyValues.c_str()}) {
     const auto error = std::get<ZRError>(select("", body));
     EXPECT_EQ(error.code(), kNoJson);
-    EXPECT_TRUE(error.userInfo().empty());
+    EXPECT_TRUE(error.userInfo()[SCNJsonParserErrorKey_RawJSON].isAbsent());
   }
 }
 

@@ -88,7 +88,6 @@ TEST(Docs, everyLinkLeadsToAFileAndAHeading) {
 }
 
 TEST(Docs, tablesNameWhatTheCodeReads) {
-  const char* const option = R"re((?:\boptions\[|HandlerOf\(options, |\bopts(?:_|\(\))\[)"(\w+)")re";
   const char* const param = R"re(\bparams\["(\w+)"\])re";
   struct Case {
     const char* document;
@@ -98,9 +97,11 @@ TEST(Docs, tablesNameWhatTheCodeReads) {
     const char* pattern;
   };
   const Case cases[] = {
-      {"docs/options.md", "Options of setup", '"', libraryCode(), option},
+      {"docs/options.md", "Options of setup", '"', document("Classes/Download/ZROptions.h"),
+       R"re(kZROption\w+\{"(\w+)"\})re"},
       {"docs/options.md", "Who the host is", '`', document("Classes/Platform/ZRHost.h"),
        R"(std::string>? (\w+); +///<)"},
+      {"docs/errors.md", "Reasons", '`', document("Classes/Platform/ZRErrorReason.h"), R"re(kZRReason\w+ = "(\w+)")re"},
       {"docs/tasks.md", "HLS: taskWithParams", '"', document("Classes/M3u8/ZRM3u8TaskRunner.cpp"), param},
       {"docs/tasks.md", "MP4: taskWith73Params", '"', document("Classes/73Mp4/ZR73Mp4TaskRunner.cpp"), param},
       {"docs/tasks.md", "Share: taskWithShareParams", '"', document("Classes/Share/ZRShareDownloadModel.cpp"),
