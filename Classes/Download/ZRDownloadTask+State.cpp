@@ -30,25 +30,22 @@ void ZRDownloadTask::setTaskState(ZRTaskState state) {
   taskState_ = state;
   const bool startsAnew = state == ZRTaskState::Executing || state == ZRTaskState::Waiting;
   if (startsAnew || state == ZRTaskState::Finished) lastFailure_.reset();
+  if (state != ZRTaskState::Executing) invalidateSpeedTimer();  // a number that is no state does so too
   switch (state) {
     case ZRTaskState::Executing:
       resetSpeedTimer();
       activeTimestamp_ = ZRClock::secondsSinceReferenceDate();
       break;
     case ZRTaskState::Waiting:
-      invalidateSpeedTimer();
       activeTimestamp_ = ZRClock::secondsSinceReferenceDate();
       break;
     case ZRTaskState::Paused:
-      invalidateSpeedTimer();
       activeTimestamp_ = 0;
       break;
     case ZRTaskState::Finished:
-      invalidateSpeedTimer();
       ZRDownloadManager::sharedManager()->cc(kReportTaskFinished, reportedVersion());
       break;
     case ZRTaskState::Errored:
-      invalidateSpeedTimer();
       break;
   }
   syncStateToDB();

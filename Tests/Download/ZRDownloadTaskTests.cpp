@@ -35,7 +35,7 @@ TEST_F(ZRDownloadTaskTest, everyEntryIntoAStateStampsReportsAndStores) {
   for (const auto& [from, to, stamp] :
        {std::tuple(Paused, Waiting, 500.0), std::tuple(Paused, Executing, 500.0), std::tuple(Executing, Paused, 0.0),
         std::tuple(Waiting, Paused, 0.0), std::tuple(Executing, Finished, before),
-        std::tuple(Executing, Errored, before)}) {
+        std::tuple(Executing, Errored, before), std::tuple(Executing, static_cast<ZRTaskState>(5), before)}) {
     SCOPED_TRACE(static_cast<int>(from) * 10 + static_cast<int>(to));
     const auto task = std::make_shared<ProbeTask>("t");
     task->setTaskState(from);

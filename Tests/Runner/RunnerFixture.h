@@ -51,6 +51,8 @@ class RunnerFixture : public LibraryFixture {
   std::shared_ptr<Task> finished(std::shared_ptr<Task> task) {
     if (!runUntil([&task] { return task->isFinished(); })) throw std::runtime_error(task->description() + " goes on");
     EXPECT_TRUE(disk_.takeSynced().contains(task->videoSaveDir())) << "a power cut would leave it without its files";
+    EXPECT_FALSE(
+        fs::exists(task->videoSaveDir() + "/." + fs::path(*task->localFullFilePath()).filename().string() + ".resume"));
     return task;
   }
 
