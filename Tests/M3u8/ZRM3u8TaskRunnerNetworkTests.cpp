@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "M3u8Fixture.h"
 #include "ZRM3u8Rules.h"
 
@@ -22,6 +24,10 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, walksFromTheIdToAPlayableFolder) {
   serveSegments(2);
   origin_.serve("/2's%20%C3%A9.ts", segment(2));
   tsArr_.emplace_back(origin_.url("/2's%20\xC3\xA9.ts?x='%27"));
+  origin_.route("/p.m3u8", [](const OriginRequest&, OriginConnection& out) {
+    EXPECT_EQ(queried("SELECT executingPhase FROM task_meta_tb"), "1");  // the row goes before the request
+    out.respond(200, "encrypted");
+  });
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return task->isFinished() && fs::exists(file("7-1.jpg")); }));
 
@@ -86,8 +92,45 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, failedDecryptionIsRepeatedAndAtTheEndOfTheBu
     EXPECT_EQ(decrypted_.size(), isFinal ? 4U : failures + 1);
     EXPECT_EQ(countLogged(2, "decodeError:" + ZRError("host", 7, "no").description()), std::min(failures, 3U));
     EXPECT_FALSE(fs::exists(file("7-1.net.m3u8")));
+    if (isFinal) {
+      decryptionFailures_ = 1;
+      manager()->resumeTask(task);  // which fills no budget
+      failed(task, *task->err());
+      EXPECT_EQ(decrypted_.size(), 5U);
+    }
     manager()->removeTask(task);
   }
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, allStepsSpendOneBudget) {
+  std::atomic<bool> isFirst = true;
+  origin_.route("/v4/video/info/7.json", [&](const OriginRequest&, OriginConnection& out) {
+    const std::string url = isFirst.exchange(false) ? "" : origin_.url("/p.m3u8?a=1");
+    out.respond(200, R"({"status": 200, "data": {"url_high": ")" + url + "\"}}");
+  });
+  decryptionFailures_ = 9;
+  failed(add(), {ZRErrorCode::ResourceUnusable, "m3u8文件解密失败"});
+  EXPECT_EQ(decrypted_.size(), 3U);  // the missing address took the fourth
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, whatEndsAStepIsMappedAndAThumbnailEndsNone) {
+  const auto reset = [](const OriginRequest&, OriginConnection& out) { out.reset(); };
+  origin_.route("/t.jpg", reset);
+  serveHlsRecord(thumbnail());
+  for (const auto& [code, error] : {std::pair(-1004, unreachable_), {-1005, connectionLost_}, {-1009, unreachable_}}) {
+    keyError_ = ZRError("host", code, "");
+    manager()->removeTask(failed(add(), error));
+  }
+  keyError_.reset();
+  origin_.route("/p.m3u8", reset);
+  manager()->removeTask(failed(add(), connectionLost_));
+  origin_.route("/v.mp4", reset);
+  serveRecord(oneFile_ + R"(, "url_high_mp4": ")" + origin_.url("/v.mp4") + '"');
+  manager()->removeTask(failed(add(), connectionLost_));
+  origin_.serve("/p.m3u8", "encrypted");
+  serveHlsRecord(thumbnail());
+  finished(add());
+  EXPECT_GT(requestsTo("/t.jpg"), 0U);
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, missingAddressRollsBackToANewRecordThreeTimes) {
@@ -151,6 +194,19 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, lateAndDoubleRepliesOfTheHostBreakNothing) {
   playlists[1](std::nullopt, ZRError("host", 103, "its file is gone"));  // the segments are under way
   finished(task);
   EXPECT_EQ(requestsTo("/0.ts") + requestsTo("/1.ts"), 2U);
+}
+
+TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsFetchedByOneRequestAtATime) {
+  const std::string bytes = patternBytes(5000);
+  serveInTwo(origin_, "/v.mp4", bytes, 2000);
+  serveRecord(oneFile_ + R"(, "url_high_mp4": ")" + origin_.url("/v.mp4") + '"');
+  const auto task = add();
+  ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2000; }));
+  origin_.serveFile("/v.mp4", {.bytes = bytes});
+  manager()->resumeTask(task);
+  finished(task);
+  EXPECT_EQ(readFile(file("7-1.mp4")), bytes);
+  EXPECT_EQ(messages(2), std::vector<std::string>()) << "two requests got in each other's way";
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsContinuedWhenTheDiskHasRoomAndNeedsNoPlaylist) {

@@ -157,8 +157,25 @@ TEST_F(ZRM3u8TaskRunnerTest, rowHoldsTheArchivedRecordInLines) {
   EXPECT_EQ(text.substr(64, 2), "\r\n");
   EXPECT_EQ(task->sqlValueForKey("videoInfo"), "'" + text + "'");
   EXPECT_EQ(task->sqlValueForKey("albumPic") + task->sqlValueForKey("taskState"), "(null)(null)");
+}
+
+TEST_F(ZRM3u8TaskRunnerTest, loadedTasksStandByKindWithWhatTheirRowsHold) {
+  for (const auto& other : {ZRDownloadTask::taskWithShareParams({{"vid", "v"}, {"albumId", "a"}}),
+                            ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}})}) {
+    ASSERT_EQ(manager()->addTask(other), ZRAddTaskResult::Added);
+  }
+  const auto task = addTaskOf<Runner>({{"aid", 3}, {"vid", 7}, {"site", 1}, {"version", 1}, {"albumPic", "pic"}});
+  manager()->pauseAllTasks();
+  task->setTimestamp(11.5);
+  task->setActiveTimestamp(22.5);
+  task->syncStateToDB();
   restart();
-  EXPECT_EQ(unfinishedOf<Runner>()->videoInfo()->toDic(), task->videoInfo()->toDic());
+  const auto tasks = manager()->allUnFinishTaskArr();
+  ASSERT_EQ(tasks.size(), 3U);
+  EXPECT_EQ(std::tuple(tasks[0]->taskId(), tasks[1]->taskId(), tasks[2]->taskId()), std::tuple("1", "73-1", "share-1"));
+  const auto loaded = unfinishedOf<Runner>();
+  EXPECT_EQ(std::tuple(loaded->timestamp(), loaded->activeTimestamp()), std::tuple(11.5, 22.5));
+  EXPECT_EQ(loaded->videoInfoDic(), task->videoInfoDic());
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseAndIdsFromTheRecordAndDamageDoesNoHarm) {
