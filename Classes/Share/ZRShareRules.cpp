@@ -16,9 +16,12 @@ constexpr std::size_t kLongestPath = 4095;  // in bytes
 
 constexpr std::string_view kAlbumDetail = "albumdetail.action";
 
-bool isTooLong(const std::filesystem::path& name) {
-  return std::ranges::any_of(
-      name, [](const auto& component) { return component.native().size() > SCSideName::kLongestName; });
+/// A component that no file system takes, or one that would be swept as a folder on its way out.
+bool isUnusable(const std::filesystem::path& name) {
+  return std::ranges::any_of(name, [](const auto& component) {
+    return component.native().size() > SCSideName::kLongestName ||
+           component.native().starts_with(ZRRemovedFolders::kPrefix);
+  });
 }
 
 /// Whether both are one file, or one would be a folder on the way to the other.
@@ -61,15 +64,12 @@ std::optional<std::string> ZRShareRules::pathInFolder(std::string_view folder, s
   if (!ZRPath::isBelow(inner, "")) return std::nullopt;
   const std::filesystem::path resolved = std::filesystem::path(inner).lexically_normal();
   std::string path = ZRPath::append(folder, resolved.native());
-  if (isTooLong(resolved) || path.size() > kLongestPath) return std::nullopt;
+  if (isUnusable(resolved) || path.size() > kLongestPath) return std::nullopt;
   return path;
 }
 
 std::optional<std::string> ZRShareRules::taskFolder(std::string_view aid, std::string_view vid) {
-  for (const std::string_view id : {aid, vid}) {
-    // A folder that is named like one on its way out would be swept.
-    if (id.find('/') != std::string_view::npos || id.starts_with(ZRRemovedFolders::kPrefix)) return std::nullopt;
-  }
+  if (aid.find('/') != std::string_view::npos || vid.find('/') != std::string_view::npos) return std::nullopt;
   const std::optional<std::string> album = pathInFolder("", aid);
   return album ? pathInFolder(*album, vid) : std::nullopt;
 }

@@ -28,8 +28,8 @@ class ZRShareRules final {
   static ZRError hostOfflineError();
 
   // Names. They are used as they are, their slashes as folders, and judged by where their path ends: "a/../b" is "b",
-  // "/b" is "b" too, and "..", ".", "" and "a/.." name no place. Nothing is given either for a NUL or for what is too
-  // long for a file system.
+  // "/b" is "b" too, and "..", ".", "" and "a/.." name no place. Nothing is given either for a NUL, for what is too
+  // long for a file system, and for a folder named like one on its way out, which would be swept.
 
   /// Path of the file or folder `name` inside `folder`, however many folders deeper, without "." and "..".
   static std::optional<std::string> pathInFolder(std::string_view folder, std::string_view name);

@@ -29,6 +29,7 @@ TEST(ZRShareRules, namesAreJudgedByWhereTheirPathEnds) {
 TEST(ZRShareRules, namesAreAsLongAsTheFileSystemAllows) {
   EXPECT_TRUE(ZRShareRules::pathInFolder("/t", std::string(255, 'x')));
   EXPECT_FALSE(ZRShareRules::pathInFolder("/t", std::string(256, 'x') + "/m"));
+  EXPECT_FALSE(ZRShareRules::pathInFolder("/t", "x/.removing-1/m"));
   std::string deep;
   for (int i = 0; i < 2045; ++i) deep += "x/";
   EXPECT_TRUE(ZRShareRules::pathInFolder("/t", deep + "xx"));
