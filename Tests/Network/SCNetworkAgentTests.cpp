@@ -302,8 +302,13 @@ TEST_F(SCNetworkAgentTest, aPlainBodyHasALimit) {
   origin_.serve("/fits", std::string(1000, 'x'));
   origin_.serve("/told", std::string(1001, 'x'));
   serveRaw("/untold", "HTTP/1.1 200 OK\r\n\r\n" + std::string(1001, 'x'), &OriginConnection::stall);
+  const std::string_view packed(
+      "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xed\xc1\x31\x01\x00\x00\x00\xc2\xa0\x4a\xeb\x9f\xce\x14\x7e\x40\x01\x00"
+      "\x00\x00\x00\x6f\x03\x04\x3d\xfc\xa8\x88\x13\x00\x00",
+      41);
+  origin_.serve("/packed", std::string(packed), 200, {{"Content-Encoding", "gzip"}});  // 5,000 times the same
   EXPECT_FALSE(run(plain(origin_.url("/fits"))).err);
-  for (const char* path : {"/told", "/untold"}) {
+  for (const char* path : {"/told", "/untold", "/packed"}) {
     EXPECT_EQ(codeFor(origin_.url(path)), Code::DataLengthExceedsMaximum) << path;
   }
 }

@@ -11,7 +11,9 @@
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -153,9 +155,14 @@ TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   origin_.route("/interim", [](const OriginRequest&, OriginConnection& out) {
     while (out.isOpen()) out.send("HTTP/1.1 103 Early Hints\r\n\r\n");
   });
-  for (const char* path : {"/end", "/reset", "/stall", "/silent", "/chunks", "/lengths", "/interim"}) {
-    EXPECT_EQ(run(download(origin_.url(path))).code(), Code::NetworkConnectionLost) << path;
-    EXPECT_THAT(files(), IsEmpty()) << path;
+  for (const auto& [path, status] :
+       {std::pair("/end", 200), std::pair("/reset", 200), std::pair("/stall", 200), std::pair("/silent", 0),
+        std::pair("/chunks", 200), std::pair("/lengths", 200), std::pair("/interim", 0)}) {
+    SCOPED_TRACE(path);
+    const Outcome outcome = run(download(origin_.url(path)));
+    EXPECT_EQ(outcome.code(), Code::NetworkConnectionLost);
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_THAT(files(), IsEmpty());
   }
 }
 
@@ -177,6 +184,7 @@ TEST_F(SCNetworkDownloadApiTest, answersThatAreNotTheFileLeaveFilesUntouched) {
     EXPECT_EQ(run(download(origin_.url(path))).code(), Code::NetworkConnectionLost) << path;
     EXPECT_EQ(readFile(file_), old_);
   }
+  EXPECT_EQ(run(plain(origin_.url("/206"))).code(), Code::NetworkConnectionLost);
   EXPECT_EQ(origin_.requestsTo("/gzip")[0].header("Accept-Encoding"), "identity");
   EXPECT_THAT(files(), ElementsAre("v.mp4"));
 }
@@ -287,6 +295,7 @@ TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
 TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNoDownload) {
   origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
   writeFile(folder_ / "outside", "ETag: \"v1\"\nLength: 5000\n");
+  writeFile(folder_ / "twin", old_);
   const auto outside = readFile(folder_ / "outside");
   const std::function<void(const std::string&)> obstacles[] = {
       [](const std::string& name) { writeFile(name, "leftover"); },
@@ -294,7 +303,7 @@ TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNo
       [](const std::string& name) { ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0); },
       [this](const std::string& name) { std::filesystem::create_symlink(folder_ / "outside", name); },
       [](const std::string& name) { ASSERT_EQ(::mknod(name.c_str(), S_IFSOCK | 0600, 0), 0); },
-      [this](const std::string& name) { std::filesystem::create_hard_link(folder_ / "outside", name); },
+      [this](const std::string& name) { std::filesystem::create_hard_link(folder_ / "twin", name); },
   };
   const std::string longest(255, 'x');
   for (const std::string& name : {std::string("v.mp4"), longest.substr(9), longest.substr(8), longest}) {
@@ -302,6 +311,9 @@ TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNo
          {SCSideName::part(name), SCSideName::version(name), SCSideName::versionDraft(name)}) {
       for (const auto& makeObstacle : obstacles) {
         SCOPED_TRACE(helper);
+        writeFile(folder_ / name, old_);
+        writeFile(folder_ / SCSideName::version(name), "ETag: \"v0\"\nLength: 5000\n");
+        std::filesystem::remove(folder_ / helper);
         makeObstacle(folder_ / helper);
         const bool resume = helper != SCSideName::part(name);
         const auto request = download(origin_.url("/v"), resume);
@@ -309,8 +321,12 @@ TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNo
         EXPECT_FALSE(run(request).err);
         EXPECT_EQ(readFile(folder_ / name), body_);
         EXPECT_EQ(readFile(folder_ / "outside"), outside);
+        EXPECT_EQ(readFile(folder_ / "twin"), old_);
+        if (helper == SCSideName::versionDraft(name)) {
+          EXPECT_THAT(readFile(folder_ / SCSideName::version(name)), Not(HasSubstr("v0"))) << "it is of other bytes";
+        }
         for (const std::string& left : files()) {
-          if (left != "outside") std::filesystem::remove(folder_ / left);
+          if (left != "outside" && left != "twin") std::filesystem::remove(folder_ / left);
         }
       }
     }
