@@ -8,12 +8,11 @@
 #include "NetworkFixture.h"
 #include "SCFailure.h"
 #include "SCSideName.h"
+#include "SCTransfer.h"
 
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -135,11 +134,20 @@ TEST_F(SCNetworkDownloadApiTest, anEarlyEndKeepsThePartForTheNextTry) {
   EXPECT_EQ(readFile(file_), body_.substr(0, 2000));
   EXPECT_THAT(files(), ElementsAre(".v.mp4.resume", "v.mp4"));
 
+  const std::string piece =
+      "HTTP/1.1 206 Part\r\nContent-Range: bytes 2000-2015/5000\r\nTransfer-Encoding: chunked\r\n\r\n";
+  for (const auto& [size, kept] : {std::pair("f\r\n", 15), std::pair("11\r\n", 0)}) {
+    serveRaw("/v", piece + size + body_.substr(2000, 15) + (kept > 0 ? "" : "xx") + "\r\n0\r\n\r\n");
+    const Outcome broken = run(download(origin_.url("/v"), true));
+    EXPECT_EQ(broken.code(), Code::NetworkConnectionLost) << "less or more than the range";
+    EXPECT_EQ(readFile(file_), body_.substr(0, 2000 + static_cast<std::size_t>(kept)));
+    std::filesystem::resize_file(file_, 2000);
+  }
+
   origin_.serveFile("/v", {.bytes = body_, .etag = "\"v1\""});
-  const Outcome second = run(download(origin_.url("/v"), true));
-  EXPECT_FALSE(second.err);
-  EXPECT_EQ(second.chunks, 3000);
-  EXPECT_EQ(origin_.requests()[1].header("If-Range"), "\"v1\"");
+  const Outcome last = run(download(origin_.url("/v"), true));
+  EXPECT_FALSE(last.err);
+  EXPECT_EQ(last.chunks, 3000);
   EXPECT_EQ(readFile(file_), body_);
 }
 
@@ -152,9 +160,7 @@ TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
   serveRaw("/silent", "", &OriginConnection::stall);
   serveRaw("/chunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789");
   serveRaw("/lengths", "HTTP/1.1 200 OK\r\nContent-Length: 5000\r\nContent-Length: 3000\r\n\r\n" + body_);
-  origin_.route("/interim", [](const OriginRequest&, OriginConnection& out) {
-    while (out.isOpen()) out.send("HTTP/1.1 103 Early Hints\r\n\r\n");
-  });
+  serveRaw("/interim", "HTTP/1.1 103 Early Hints\r\n\r\n", &OriginConnection::stall);
   for (const auto& [path, status] :
        {std::pair("/end", 200), std::pair("/reset", 200), std::pair("/stall", 200), std::pair("/silent", 0),
         std::pair("/chunks", 200), std::pair("/lengths", 200), std::pair("/interim", 0)}) {
@@ -164,6 +170,22 @@ TEST_F(SCNetworkDownloadApiTest, aBrokenBodyWithoutResumeLeavesNoFile) {
     EXPECT_EQ(outcome.status, status);
     EXPECT_THAT(files(), IsEmpty());
   }
+}
+
+TEST_F(SCNetworkDownloadApiTest, aHeadHasOneDeadlineHoweverItDribblesIn) {
+  const auto request = plain("http://localhost/");
+  const auto ticket = std::make_shared<SCTransferTicket>(request, *loop_, std::weak_ptr<SCTicketOwner>());
+  SCBufferPool pool;
+  SCTransfer transfer(SCTransferSpec::of(*request), ticket, limits_, pool);
+  const SCTransfer::Clock::time_point start{};
+  ASSERT_TRUE(transfer.begin(start));
+  transfer.connected(start);
+  for (const char* line : {"HTTP/1.1 103 Early Hints\r\n", "\r\n", "HTTP/1.1 200 OK\r\n"}) {
+    EXPECT_TRUE(transfer.receiveHeadLine(line, start + 1s));
+  }
+  EXPECT_EQ(transfer.nextDeadline(), start + limits_.stallTimeout);
+  EXPECT_TRUE(transfer.receiveHeadLine("\r\n", start + 1s));
+  EXPECT_EQ(transfer.nextDeadline(), start + 1s + limits_.stallTimeout);
 }
 
 TEST_F(SCNetworkDownloadApiTest, answersThatAreNotTheFileLeaveFilesUntouched) {
@@ -252,21 +274,29 @@ TEST_F(SCNetworkDownloadApiTest, whatAnotherOneWritesIsLeftAlone) {
   }
 }
 
-TEST_F(SCNetworkDownloadApiTest, whatComesIntoTheFilesPlaceMeanwhileIsRefused) {
+TEST_F(SCNetworkDownloadApiTest, whatBecomesOfTheFilesNameMeanwhileIsRefused) {
   serveLater("/v", gate_);
-  const Recorded renaming = start(download(origin_.url("/v")));
-  const auto request = download(origin_.url("/v"), true);
-  request->setDownloadFilePath(folder_ / "w.mp4");
-  const Recorded opening = start(request);
-  ASSERT_TRUE(origin_.waitForRequests(2));
+  serveInTwo("/two", gate_, body_);
+  const auto startAs = [this](const char* name, const char* path, bool resume) {
+    const auto request = download(origin_.url(path), resume);
+    request->setDownloadFilePath(folder_ / name);
+    return start(request);
+  };
+  const Recorded removed = startAs("removed", "/two", true);
+  ASSERT_TRUE(runUntil([&] { return removed->chunks == 1000; }));
+  const Recorded ends[] = {startAs("folder", "/v", false), startAs("link", "/v", true), startAs("file", "/v", true),
+                           removed};
+  ASSERT_TRUE(origin_.waitForRequests(4));
   writeFile(folder_ / "outside", old_);
-  std::filesystem::create_directory(file_);
-  std::filesystem::create_symlink(folder_ / "outside", folder_ / "w.mp4");
+  std::filesystem::create_directory(folder_ / "folder");
+  std::filesystem::create_symlink(folder_ / "outside", folder_ / "link");
+  writeFile(folder_ / "file", old_);
+  std::filesystem::remove(folder_ / "removed");
   gate_.open();
-  EXPECT_EQ(fileFailure(finish(renaming)), "fileFailure");
-  EXPECT_EQ(fileFailure(finish(opening)), "fileFailure");
+  for (const Recorded& end : ends) EXPECT_EQ(fileFailure(finish(end)), "fileFailure");
   EXPECT_EQ(readFile(folder_ / "outside"), old_);
-  EXPECT_THAT(files(), ElementsAre("outside", "v.mp4", "w.mp4"));
+  EXPECT_EQ(readFile(folder_ / "file"), old_);
+  EXPECT_THAT(files(), ElementsAre(".removed.resume", "file", "folder", "link", "outside"));
 }
 
 TEST_F(SCNetworkDownloadApiTest, whatCannotBeStoredIsRefusedAndNotAskedFor) {
@@ -323,7 +353,8 @@ TEST_F(SCNetworkDownloadApiTest, whatStandsAtAHelpersNameIsNotFollowedAndCostsNo
         EXPECT_EQ(readFile(folder_ / "outside"), outside);
         EXPECT_EQ(readFile(folder_ / "twin"), old_);
         if (helper == SCSideName::versionDraft(name)) {
-          EXPECT_THAT(readFile(folder_ / SCSideName::version(name)), Not(HasSubstr("v0"))) << "it is of other bytes";
+          const bool isFree = !std::filesystem::is_directory(folder_ / helper);
+          EXPECT_EQ(readFile(folder_ / SCSideName::version(name)), isFree ? outside : "") << "no other bytes' version";
         }
         for (const std::string& left : files()) {
           if (left != "outside" && left != "twin") std::filesystem::remove(folder_ / left);

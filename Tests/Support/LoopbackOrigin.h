@@ -73,9 +73,6 @@ class OriginConnection final {
   /// Waits until the test opens `gate`.
   void wait(OriginGate& gate);
 
-  /// False once the client or the test is gone.
-  bool isOpen() const { return socket_ >= 0; }
-
   /// Sends nothing more until the client closes the connection.
   void stall();
 
