@@ -18,7 +18,7 @@
 #include "ZRBackgroundQueue.h"
 
 /// One request from its start to its `responseHandler`: what to send, what to make of the answer, when to give up. One
-/// or more exchanges follow each other: a redirect a start over or a body that is a piece asks for another one.
+/// or more exchanges follow each other: a redirect, a start over or a body that is a piece asks for another one.
 ///
 /// It knows no HTTP client: who drives it tells what arrived and what time it is, and sends what it returns. The
 /// agent's thread only.

@@ -176,7 +176,8 @@ TEST_F(SCNetworkDownloadApiTest, aHeadHasOneDeadlineHoweverItDribblesIn) {
   const auto request = plain("http://localhost/");
   const auto ticket = std::make_shared<SCTransferTicket>(request, *loop_, std::weak_ptr<SCTicketOwner>());
   SCBufferPool pool;
-  SCTransfer transfer(SCTransferSpec::of(*request), ticket, limits_, pool);
+  ZRBackgroundQueue parsing;
+  SCTransfer transfer(SCTransferSpec::of(*request), ticket, limits_, pool, parsing);
   const SCTransfer::Clock::time_point start{};
   ASSERT_TRUE(transfer.begin(start));
   transfer.connected(start);
