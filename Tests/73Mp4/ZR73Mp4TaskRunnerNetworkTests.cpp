@@ -125,11 +125,11 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, transferEndsWhenItsTaskStopsOrStartsAnother
            [&] { manager()->pauseTask(task); }, [&] { manager()->pauseAllTasks(); },
            [&] { manager()->resumeTask(other); }, [&] { manager()->setMaxConcurrentOperationCount(0); },
            [&] { other->invokeErrorNotifi(unreachable_); }, [&] { task->resume(); }}) {
-    const std::size_t asked = origin_.requests().size();
+    const std::size_t asked = origin_.requestsTo("/1").size();
     manager()->pauseTask(other);
     manager()->setMaxConcurrentOperationCount(1);
     if (!task->isExecuting()) manager()->resumeTask(task);
-    ASSERT_TRUE(runUntil([&] { return origin_.requests().size() > asked; }));
+    ASSERT_TRUE(runUntil([&] { return origin_.requestsTo("/1").size() > asked; }));
     other->switch2Wait();
     const int before = ended_;
     stop();

@@ -53,10 +53,11 @@ TEST_F(ZR73Mp4TaskRunnerTest, preloadedMetadataIsKeptAndAskedForAgainOnResume) {
   manager()->setMaxConcurrentOperationCount(0);
   const auto task = addTaskOf<Runner>({{"vid", 123}, {"version", 2}, {"cover", "http://c"}});
   ASSERT_EQ(asked_, std::vector<ZRDictionary>({{{"vid", 123}, {"version", 2}}}));
-  replies_[0](ZRDictionary{{"title", "片"}, {"url", "http://v"}, {"duration", "90"}, {"fileSize", 5000}}, std::nullopt);
+  replies_[0](ZRDictionary{{"title", "片"}, {"url", "http://v"}, {"duration", "90"}, {"fileSize", 1LL << 40}},
+              std::nullopt);
   EXPECT_EQ(*task->videoName().string(), "片");
   EXPECT_TRUE(task->cover().isAbsent());  // the reply had none
-  EXPECT_EQ(std::tuple(task->duration(), task->fileSize(), task->executingPhase()), std::tuple(90, 5000, 0U));
+  EXPECT_EQ(std::tuple(task->duration(), task->fileSize(), task->executingPhase()), std::tuple(90, 1LL << 40, 0U));
   manager()->setMaxConcurrentOperationCount(1);
   EXPECT_TRUE(task->isExecuting());
   EXPECT_EQ(asked_.size(), 2U);

@@ -106,6 +106,7 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
            {1, "E", toggle(0), "X a a/"},
            {1, "F", toggle(0), "F  /a"},
            {3, "eXWPF", [](auto&manager, const Probes&) { manager.pauseAllTasks(); }, "PPPPF  abcd/e"},
+           {1, "XW", startAll, "XW a ab/"},
            {3, "XWPEF", startAll, "XXXWF abc abcd/e"},
            {1, "W", [](auto&manager, const Probes&) { manager.starTasks({}); }, "X a a/"},
            {1, "XWPF", fail(0, 100), "EEEF  abc/d"},

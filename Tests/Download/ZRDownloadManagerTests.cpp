@@ -108,22 +108,24 @@ TEST_F(ZRDownloadManagerTest, hostHearsOfATaskWhenListsAndSlotsAreDone) {
 }
 
 TEST_F(ZRDownloadManagerTest, callbackThatIsReplacedWhileItRunsLivesUntilItHasRun) {
-  int calls = 0;
-  /// A callback's own property, gone with it.
+  static int calls;
+  calls = 0;
+  /// A callback's own property, which notices when it goes too early.
   struct Witness {
-    std::shared_ptr<bool> isThere = std::make_shared<bool>(true);
-    void replaceAll(int& calls) const {
-      const std::weak_ptr<bool> weak = isThere;
+    Witness() = default;
+    Witness(const Witness&) {}
+    ~Witness() { EXPECT_FALSE(isRunning); }
+    void replaceAll() const {
+      isRunning = true;
       manager()->setup({});
       manager()->setLoggerHandler({});
-      EXPECT_FALSE(weak.expired());
+      isRunning = false;
       ++calls;
     }
+    mutable bool isRunning = false;
   };
-  const auto record = [&calls, own = Witness()](const ZRDictionary&, const ZRValue&) { own.replaceAll(calls); };
-  const auto request = [&calls, own = Witness()](const ZRDictionary&, const ZRReplyCompletion&) {
-    own.replaceAll(calls);
-  };
+  const auto record = [own = Witness()](const ZRDictionary&, const ZRValue&) { own.replaceAll(); };
+  const auto request = [own = Witness()](const ZRDictionary&, const ZRReplyCompletion&) { own.replaceAll(); };
   for (const auto& call : std::initializer_list<std::function<void()>>{
            [] { manager()->log(0, nullptr, "x"); }, [] { manager()->cc(201, 1); }, [] { manager()->fetchMkey({}, {}); },
            [] { manager()->fetch73VideoInfo({}, {}); }}) {
