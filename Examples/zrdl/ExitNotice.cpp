@@ -44,14 +44,17 @@ bool RemovalFolders::areInUse() const {
 }
 
 void explainSlowExit(const RemovalFolders& folders, std::chrono::milliseconds patience) {
-  std::thread([folders, patience] {
-    std::this_thread::sleep_for(patience);
-    if (!folders.areInUse()) return;
-    constexpr std::string_view kText =
-        "zrdl: deleting the files of removed tasks; an interrupt leaves that for later\n";
-    [[maybe_unused]] const ssize_t written =
-        ::write(STDERR_FILENO, kText.data(), kText.size());  // streams end meanwhile
-  }).detach();
+  try {
+    std::thread([folders, patience] {
+      std::this_thread::sleep_for(patience);
+      if (!folders.areInUse()) return;
+      constexpr std::string_view kText =
+          "zrdl: deleting the files of removed tasks; an interrupt leaves that for later\n";
+      [[maybe_unused]] const ssize_t written =
+          ::write(STDERR_FILENO, kText.data(), kText.size());  // streams end meanwhile
+    }).detach();
+  } catch (const std::system_error&) {  // no thread to be had: the exit goes unexplained
+  }
 }
 
 }  // namespace zrdl

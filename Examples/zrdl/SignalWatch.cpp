@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -51,7 +52,11 @@ void SignalWatch::start() {
   const sigset_t set = watchedSignals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);  // for every thread that this one starts, too
   listener();
-  std::thread(watch, set).detach();
+  try {
+    std::thread(watch, set).detach();
+  } catch (const std::system_error&) {
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);  // without a watcher they end the process, as they do by default
+  }
 }
 
 SignalWatch::SignalWatch(std::function<void()> onSignal) {
