@@ -110,7 +110,8 @@ void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
   if (!failure) return invokeCompletionNotifi();
   _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()[kZRErrorCauseKey].textValue());
   filesAreKnown_ = false;
-  setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
+  setValueForKey(0, "downloadedBytes");  // of the kinds that count them: the row says no more than is there
+  setExecutingPhase(0);                  // from the beginning: what was lost is found and fetched again
   invokeErrorNotifi(*failure);
 }
 
