@@ -192,7 +192,7 @@ class FaultWalk : public ZrdlSite {
       const fs::path path = row.at("path").is_string() ? row.at("path").get<std::string>() : "";
       if (id == "1" || row.at("state") == 4 || row.at("bytes") == 0) continue;
       const std::size_t size = fs::exists(path) ? fs::file_size(path) : 0;
-      if (row.at("bytes").get<std::size_t>() > size + 1) return id + " counts bytes that are not there";
+      if (row.at("bytes") > size + 1) return id + " counts " + row.at("bytes").dump() + " of " + std::to_string(size);
     }
     return "";
   }
