@@ -7,7 +7,7 @@
 #include "ZRDownloadKit.h"
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 2) return std::fputs("usage: minimal URL\n", stderr), 2;
   const auto loop = std::make_shared<ZRDefaultRunLoop>();
   ZRRunLoop::setMain(loop);
   const auto manager = ZRDownloadManager::sharedManager();
@@ -15,9 +15,19 @@ int main(int argc, char** argv) {
                      reply(ZRDictionary{{"title", "A film"}, {"url", url}}, std::nullopt);
                    })}});
   const auto task = ZRDownloadTask::taskWith73Params({{"vid", 42}, {"version", 2}});
-  if (manager->addTask(task) == ZRAddTaskResult::Added) {
-    loop->runUntil([&] { return !task->isExecuting(); }, ZRDefaultRunLoop::Clock::now() + std::chrono::hours(1));
+  const ZRAddTaskResult added = manager->addTask(task);
+  if (added == ZRAddTaskResult::Exists) manager->starTasks(manager->allUnFinishTaskArr());  // of an earlier run
+  const auto isOver = [&] {
+    const ZRTaskList open = manager->allUnFinishTaskArr();
+    return open.empty() || open[0]->isErrored() || open[0]->lastFailure();
+  };
+  loop->runUntil(isOver, ZRDefaultRunLoop::Clock::now() + std::chrono::hours(1));
+  int status = 1;
+  for (const auto& film : manager->allFinishedTaskArr()) status = std::puts(film->localFullFilePath()->c_str()) < 0;
+  for (const auto& film : manager->allUnFinishTaskArr()) {
+    std::fprintf(stderr, "%s\n", film->lastFailure() ? film->lastFailure()->description().c_str() : "no answer");
   }
-  std::puts(task->isFinished() ? task->localFullFilePath()->c_str() : "not downloaded");
+  if (added == ZRAddTaskResult::Refused) std::fputs("it cannot be stored\n", stderr);
   ZRDownloadManager::shutdown();
+  return status;
 }

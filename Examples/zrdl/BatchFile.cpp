@@ -13,9 +13,14 @@
 namespace zrdl {
 namespace {
 
+bool hasText(const ZRDictionary& params, std::string_view key) {
+  return !params[key].textValue().value_or("").empty();
+}
+
 TaskRequest requestOfLine(const std::string& line, std::size_t number) {
   TaskRequest request;
   request.label = "line " + std::to_string(number);
+  request.line = number;
   const auto json = nlohmann::ordered_json::parse(line, nullptr, false);
   if (!json.is_object()) {
     request.fault = "it is not a JSON object";
@@ -25,6 +30,9 @@ TaskRequest requestOfLine(const std::string& line, std::size_t number) {
   if (const std::string* kind = request.params["kind"].asText()) request.kind = *kind;
   if (!request.hasKnownKind()) request.fault = "its \"kind\" is not \"hls\", \"mp4\" or \"share\"";
   request.params.remove("kind");
+  if (request.kind == "share" && !(hasText(request.params, kZRParamVid) && hasText(request.params, kZRParamAlbumId))) {
+    request.fault = "a share needs \"vid\" and \"albumId\"";
+  }
   return request;
 }
 

@@ -56,10 +56,12 @@ ZRTaskList tasksWithIds(const ZRDownloadManager& manager, const std::vector<std:
   return tasks;
 }
 
-/// Without the service an HLS task would wait for nothing.
-void requireInfoBase(const Options& options, const std::vector<TaskRequest>& requests) {
-  const bool isNeeded = std::any_of(requests.begin(), requests.end(), [](const auto& r) { return r.kind == "hls"; });
-  if (isNeeded && options.infoBase.empty()) throw UsageError("an HLS video needs --info-base");
+/// Without them a task would wait for nothing.
+void requireSources(const Options& options, const std::vector<TaskRequest>& requests) {
+  for (const TaskRequest& request : requests) {
+    if (request.kind == "hls" && options.infoBase.empty()) throw UsageError("an HLS video needs --info-base");
+    if (request.kind == "mp4" && options.mp4Info.empty()) throw UsageError("an MP4 video needs --mp4-info");
+  }
 }
 
 /// How a task that has no id is named to the user.
@@ -69,7 +71,7 @@ std::string labelOf(const ZRDictionary& params) {
 }
 
 int runAdd(const Options& options, Reporter& reporter) {
-  requireInfoBase(options, {options.task});
+  requireSources(options, {options.task});
   TaskRequest request = options.task;
   request.label = labelOf(request.params);
   return runTasks(options, SiteAnswers::of(options), reporter, [&](Host&, Session& session) { session.add(request); });
@@ -77,7 +79,7 @@ int runAdd(const Options& options, Reporter& reporter) {
 
 int runBatch(const Options& options, Reporter& reporter) {
   const std::vector<TaskRequest> requests = readBatchFile(options.batchFile);
-  requireInfoBase(options, requests);
+  requireSources(options, requests);
   return runTasks(options, SiteAnswers::of(options), reporter, [&](Host&, Session& session) {
     for (std::size_t at = 0; at < requests.size(); ++at) {
       if (session.isInterrupted()) {

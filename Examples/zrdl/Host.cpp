@@ -92,7 +92,6 @@ void Host::takeLogRecord(const ZRDictionary& record) {
   const bool isExpected = level == kFailureLevel && expectedFailure_ != nullptr;
   if (isExpected) *expectedFailure_ = msg;
   if (!isExpected || reporter_.wantsEveryRecord()) reporter_.log(level, record["tag"].textValue().value_or(""), msg);
-  if (level == kFailureLevel && failureListener_) failureListener_();
 }
 
 }  // namespace zrdl

@@ -32,9 +32,6 @@ class Host final {
   /// tell.
   std::string failureOf(const std::function<void()>& work);
 
-  /// Replaces what is called, inside an operation of the library, when the library logs a failure.
-  void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
-
  private:
   ZRDictionary callbacks();
   void takeLogRecord(const ZRDictionary& record);
@@ -44,7 +41,6 @@ class Host final {
   const std::shared_ptr<ZRDefaultRunLoop> loop_;
   SiteCallbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
-  std::function<void()> failureListener_;
   bool hasStore_ = true;
   std::string* expectedFailure_ = nullptr;  // of failureOf, while it runs
 };

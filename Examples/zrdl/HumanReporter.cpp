@@ -9,6 +9,14 @@ namespace {
 /// What the library writes for an absent object.
 constexpr std::string_view kAbsentObject = "(null)";
 
+/// Text, cause where it says more, and the code.
+std::string described(const ZRError& error) {
+  std::string text = printable(error.localizedDescription());
+  const std::string cause = printable(error.userInfo()[kZRErrorCauseKey].textValue().value_or(""));
+  if (!cause.empty() && cause != text) text += ": " + cause;
+  return text + " (" + printable(error.domain()) + " " + std::to_string(error.code()) + ")";
+}
+
 }  // namespace
 
 std::string HumanReporter::name(const TaskView& task) {
@@ -25,16 +33,20 @@ void HumanReporter::finished(const TaskView& task) {
 }
 
 void HumanReporter::errored(const TaskView& task, const ZRError& error) {
-  showEnd(task, name(task) + ": failed: " + printable(error.localizedDescription()) + " (" + printable(error.domain()) +
-                    " " + std::to_string(error.code()) + ")");
+  showEnd(task, name(task) + ": failed: " + described(error));
 }
 
-void HumanReporter::stalled(const TaskView& task, std::chrono::seconds silence) {
-  showEnd(task, name(task) + ": stalled: nothing arrived for " + std::to_string(silence.count()) + " s");
+void HumanReporter::failure(const TaskView& task, const ZRError& error) {
+  showDiagnostic("zrdl: " + name(task) + ": nothing arrives: " + described(error));
 }
 
-void HumanReporter::refused(Refusal reason, std::string_view label, std::string_view fault) {
-  if (reason != Refusal::NoStore) showDiagnostic("zrdl: " + refusalText(reason, label, fault));
+void HumanReporter::stalled(const TaskView& task, std::chrono::seconds silence, const std::optional<ZRError>& failure) {
+  showEnd(task, name(task) + ": stalled: nothing arrived for " + std::to_string(silence.count()) + " s" +
+                    (failure ? ": " + described(*failure) : ""));
+}
+
+void HumanReporter::refused(Refusal reason, const TaskRequest& request, std::string_view fault) {
+  if (reason != Refusal::NoStore) showDiagnostic("zrdl: " + refusalText(reason, request.label, fault));
 }
 
 void HumanReporter::removed(const TaskView& task) {

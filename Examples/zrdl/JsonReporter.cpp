@@ -28,6 +28,24 @@ Json textOrNull(const std::optional<std::string>& text) {
   return text ? Json(*text) : Json();
 }
 
+/// What an error tells; what it does not tell is left out.
+void addError(Json& line, const ZRError& error) {
+  line["code"] = error.code();
+  line["domain"] = error.domain();
+  line["message"] = error.localizedDescription();
+  for (const char* const key : {kZRErrorReasonKey, kZRErrorCauseKey}) {
+    if (const auto text = error.userInfo()[key].textValue()) line[key] = *text;
+  }
+  if (const ZRValue& status = error.userInfo()[kZRErrorHttpStatusKey]; !status.isAbsent()) {
+    line[kZRErrorHttpStatusKey] = status.int64Value();
+  }
+}
+
+void addState(Json& line, const TaskView& task) {
+  line["state"] = static_cast<std::uint64_t>(task.state);
+  line["stateName"] = stateName(task.state);
+}
+
 /// Spares the reader the digits that a 32-bit fraction does not have.
 double sixDigits(double value) {
   return std::round(value * 1e6) / 1e6;
@@ -57,7 +75,7 @@ void JsonReporter::created(const TaskView& task, std::string_view kind) {
 void JsonReporter::progress(const std::vector<TaskView>& executing) {
   for (const TaskView& task : executing) {
     Json line = event("progress", task);
-    line["state"] = static_cast<std::uint64_t>(task.state);
+    addState(line, task);
     line["progress"] = sixDigits(static_cast<double>(task.progress));
     line["speed"] = sixDigits(task.speed);
     print(out_, line);
@@ -73,21 +91,30 @@ void JsonReporter::finished(const TaskView& task) {
 
 void JsonReporter::errored(const TaskView& task, const ZRError& error) {
   Json line = event("errored", task);
-  line["code"] = error.code();
-  line["domain"] = error.domain();
-  line["message"] = error.localizedDescription();
+  addError(line, error);
   print(out_, line);
 }
 
-void JsonReporter::stalled(const TaskView& task, std::chrono::seconds) {
-  print(out_, event("stalled", task));
+void JsonReporter::failure(const TaskView& task, const ZRError& error) {
+  Json line = event("failure", task);
+  addError(line, error);
+  print(out_, line);
 }
 
-void JsonReporter::refused(Refusal reason, std::string_view label, std::string_view fault) {
+void JsonReporter::stalled(const TaskView& task, std::chrono::seconds, const std::optional<ZRError>& failure) {
+  Json line = event("stalled", task);
+  if (failure) addError(line, *failure);
+  print(out_, line);
+}
+
+void JsonReporter::refused(Refusal reason, const TaskRequest& request, std::string_view fault) {
+  const std::string text = refusalText(reason, request.label, fault);
   Json line = event("refused");
   line["reason"] = reasonName(reason);
+  if (request.line > 0) line["line"] = request.line;
+  line["text"] = text;
   print(out_, line);
-  if (reason != Refusal::NoStore) note(refusalText(reason, label, fault));
+  if (reason != Refusal::NoStore) note(text);
 }
 
 void JsonReporter::removed(const TaskView& task) {
@@ -96,7 +123,7 @@ void JsonReporter::removed(const TaskView& task) {
 
 void JsonReporter::listed(const TaskView& task) {
   Json line = event("task", task);
-  line["state"] = static_cast<std::uint64_t>(task.state);
+  addState(line, task);
   line["progress"] = sixDigits(static_cast<double>(task.progress));
   line["bytes"] = task.bytes;
   line["size"] = task.size;

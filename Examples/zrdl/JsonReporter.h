@@ -15,8 +15,9 @@ class JsonReporter final : public Reporter {
   void progress(const std::vector<TaskView>& executing) override;
   void finished(const TaskView& task) override;
   void errored(const TaskView& task, const ZRError& error) override;
-  void stalled(const TaskView& task, std::chrono::seconds silence) override;
-  void refused(Refusal reason, std::string_view label, std::string_view fault) override;
+  void failure(const TaskView& task, const ZRError& error) override;
+  void stalled(const TaskView& task, std::chrono::seconds silence, const std::optional<ZRError>& failure) override;
+  void refused(Refusal reason, const TaskRequest& request, std::string_view fault) override;
   void removed(const TaskView& task) override;
   void listed(const TaskView& task) override;
   bool wantsEveryRecord() const override { return true; }

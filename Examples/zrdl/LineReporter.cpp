@@ -6,8 +6,9 @@ namespace zrdl {
 
 void LineReporter::progress(const std::vector<TaskView>& executing) {
   for (const TaskView& task : executing) {
-    showLine(name(task) + ": " + percentText(task) + ", " + speedText(task.speed) + ", " + bytesText(task) + ", " +
-             timeLeftText(task) + " left");
+    const bool moves = task.speed > 0;
+    showLine(name(task) + ": " + percentText(task) + (moves ? ", " + speedText(task.speed) : "") + ", " +
+             bytesText(task) + (moves ? ", " + timeLeftText(task) + " left" : ""));
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include "ExitStatus.h"
 #include "JsonScalar.h"
+#include "StorableText.h"
 
 namespace zrdl {
 namespace {
@@ -30,13 +31,13 @@ Mp4Metadata Mp4Metadata::fromFile(const std::string& file) {
   Mp4Metadata metadata;
   for (const auto& [key, info] : json.items()) {
     if (!info.is_object()) throw UsageError(file + ": an entry is not a JSON object");
-    metadata.byKey_[key] = scalarEntries(info);
+    metadata.byKey_[key] = storable(scalarEntries(info));
   }
   return metadata;
 }
 
 void Mp4Metadata::set(std::int64_t vid, std::int32_t version, ZRDictionary info) {
-  byKey_[mp4Key(vid, version)] = std::move(info);
+  byKey_[mp4Key(vid, version)] = storable(std::move(info));
 }
 
 std::optional<ZRDictionary> Mp4Metadata::find(std::int64_t vid, std::int32_t version) const {

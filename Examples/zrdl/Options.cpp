@@ -146,7 +146,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--app-version", options.appVersion, "Version that zrdl presents itself with")
       ->type_name("V")
       ->capture_default_str();
-  app.add_option("--max", options.max, "Tasks that run at once")->type_name("N")->check(CLI::Range(0, 255));
+  app.add_option("--max", options.max, "Tasks that run at once")->type_name("N")->check(CLI::Range(1, 255));
   addHlsOptions(app, options);
   app.add_option("--mp4-info", options.mp4Info,
                  "JSON file: \"VID-VERSION\" to {\"title\",\"url\",\"cover\",\"duration\",\"fileSize\"}")

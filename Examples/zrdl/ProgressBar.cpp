@@ -14,7 +14,10 @@ constexpr std::size_t kWidestTitle = 32;
 constexpr std::size_t kWidestBar = 40;
 constexpr std::size_t kNarrowestTitle = 8;
 constexpr std::size_t kNarrowestBar = 5;
-constexpr double kLongestLeft = 100.0 * 3600;  // seconds; above it the figure tells nothing
+constexpr std::size_t kPercent = 5;
+constexpr std::size_t kSpeed = 13;
+constexpr std::size_t kNarrow = kPercent + kSpeed;  // the figures that a narrow line has room for
+constexpr double kLongestLeft = 100.0 * 3600;       // seconds; above it the figure tells nothing
 
 struct Unit {
   double bytes;
@@ -54,9 +57,9 @@ std::string bar(double done, std::size_t cells) {
 }
 
 std::string figures(const TaskView& task) {
-  const std::string speed = task.state == ZRTaskState::Finished ? "" : speedText(task.speed);
+  const std::string speed = task.state == ZRTaskState::Finished || task.speed <= 0 ? "" : speedText(task.speed);
   const std::string left = task.state == ZRTaskState::Finished ? "" : timeLeftText(task);
-  return rightAligned(percentText(task), 5) + rightAligned(speed, 13) + rightAligned(bytesText(task), 17) +
+  return rightAligned(percentText(task), kPercent) + rightAligned(speed, kSpeed) + rightAligned(bytesText(task), 17) +
          rightAligned(left, 9);
 }
 
@@ -79,7 +82,7 @@ std::string speedText(double kibPerSecond) {
 }
 
 std::string percentText(const TaskView& task) {
-  if (task.size == 0 && task.state != ZRTaskState::Finished) return "-- %";
+  if (task.size == 0 && task.progress <= 0 && task.state != ZRTaskState::Finished) return "-- %";
   return number(std::floor(fraction(task) * 100), 0) + " %";
 }
 
@@ -99,7 +102,10 @@ std::string timeLeftText(const TaskView& task) {
 std::string progressBar(const TaskView& task, std::size_t columns) {
   const std::string title = printable(task.title);
   const std::string right = figures(task);
-  if (columns < right.size() + kNarrowestTitle + 1) return fitted(title + right, columns);
+  if (columns < right.size() + kNarrowestTitle + 1) {  // room for percent and speed, or for less
+    const std::size_t titleColumns = std::max(columns, kNarrow + kNarrowestTitle + 1) - kNarrow - 1;
+    return fitted(fitted(title, titleColumns) + " " + right.substr(0, kNarrow), columns);
+  }
   const std::size_t room = columns - right.size() - 1;
   if (room < kNarrowestTitle + kNarrowestBar + 3) return fitted(title, room) + " " + right;
   const std::size_t titleColumns = std::clamp(room / 2, kNarrowestTitle, kWidestTitle);

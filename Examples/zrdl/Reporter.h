@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Refusal.h"
+#include "TaskRequest.h"
 #include "TaskView.h"
 #include "ZRDownloadKit.h"
 
@@ -39,10 +41,15 @@ class Reporter {
   virtual void progress(const std::vector<TaskView>& executing) = 0;
   virtual void finished(const TaskView& task) = 0;
   virtual void errored(const TaskView& task, const ZRError& error) = 0;
-  virtual void stalled(const TaskView& task, std::chrono::seconds silence) = 0;
 
-  /// `label` names what was asked for, `fault` what is wrong with its parameters; empty when that is not known.
-  virtual void refused(Refusal reason, std::string_view label, std::string_view fault) = 0;
+  /// An error after which the library lets the task stand.
+  virtual void failure(const TaskView& task, const ZRError& error) = 0;
+
+  /// `failure` is what the library told of the task last, if it told anything.
+  virtual void stalled(const TaskView& task, std::chrono::seconds silence, const std::optional<ZRError>& failure) = 0;
+
+  /// `fault` says what is wrong with the parameters; empty when that is not known.
+  virtual void refused(Refusal reason, const TaskRequest& request, std::string_view fault) = 0;
   virtual void removed(const TaskView& task) = 0;
 
   /// A stored task, for a list of them.

@@ -1,7 +1,6 @@
 #include "Session.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "ExitStatus.h"
 
@@ -20,20 +19,22 @@ Session::Session(Host& host, Reporter& reporter, std::chrono::seconds giveUp)
       finishedToken_(ZRNotificationCenter::defaultCenter().addObserver(
           kZRDownloadTaskFinishedNotifi,
           [this](const ZRNotification& notification) { taskFinished(notification.objectAs<ZRDownloadTask>()); })),
+      errorToken_(ZRNotificationCenter::defaultCenter().addObserver(
+          kZRDownloadTaskErrorNotifi,
+          [this](const ZRNotification& notification) { taskFailed(notification.objectAs<ZRDownloadTask>()); })),
       lastProgress_(Clock::now()) {
-  host_.setFailureListener([this] { settleErroredSoon(); });
   scheduleTick();
 }
 
 Session::~Session() {
-  host_.setFailureListener({});
   host_.loop().cancel(tick_);
 }
 
 std::shared_ptr<ZRDownloadTask> Session::add(const TaskRequest& request) {
   if (interrupted_) return nullptr;
   std::shared_ptr<ZRDownloadTask> task;
-  const std::string failure = host_.failureOf([&] { task = request.make(); });
+  std::string failure;
+  if (request.fault.empty()) failure = host_.failureOf([&] { task = request.make(); });
   if (!task) return refuse(Refusal::Parameters, request, request.fault.empty() ? failure : request.fault);
   switch (host_.manager().addTask(task)) {
     case ZRAddTaskResult::Refused:
@@ -75,7 +76,7 @@ void Session::interrupt() {
 
 std::nullptr_t Session::refuse(Refusal reason, const TaskRequest& request, const std::string& fault) {
   ++summary_.refused;
-  reporter_.refused(reason, request.label, fault);
+  reporter_.refused(reason, request, fault);
   return nullptr;
 }
 
@@ -91,6 +92,14 @@ void Session::taskFinished(const std::shared_ptr<ZRDownloadTask>& task) {
   if (!task || !untrack(task)) return;
   ++summary_.finished;
   reporter_.finished(TaskView::of(*task));
+}
+
+/// Settles right after the failure: one that stops every task would replace the errors of those that failed before. A
+/// task that the library left executing may still be told to stall.
+void Session::taskFailed(const std::shared_ptr<ZRDownloadTask>& task) {
+  settleErrored();
+  const bool isOpen = std::any_of(open_.begin(), open_.end(), [&](const Entry& entry) { return entry.task == task; });
+  if (isOpen && task->lastFailure()) reporter_.failure(TaskView::of(*task), *task->lastFailure());
 }
 
 void Session::scheduleTick() {
@@ -116,15 +125,6 @@ void Session::settleErrored() {
   }
 }
 
-/// Right after the failure: one that stops every task would replace the errors of those that failed before.
-void Session::settleErroredSoon() {
-  if (std::exchange(settlingSoon_, true)) return;
-  host_.loop().post([this] {
-    settlingSoon_ = false;
-    settleErrored();
-  });
-}
-
 void Session::settleStalled(Clock::time_point now) {
   const bool slotsInUse = std::any_of(open_.begin(), open_.end(), [](const Entry& e) { return e.task->isExecuting(); });
   ZRTaskList silent;
@@ -140,7 +140,7 @@ void Session::settleStalled(Clock::time_point now) {
   for (const std::shared_ptr<ZRDownloadTask>& task : silent) {
     untrack(task);
     ++summary_.stalled;
-    reporter_.stalled(TaskView::of(*task), giveUp_);
+    reporter_.stalled(TaskView::of(*task), giveUp_, task->lastFailure());
     giveSlotBack(task);
   }
 }

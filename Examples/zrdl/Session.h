@@ -51,13 +51,13 @@ class Session final {
   /// Drops the task from the run; false when it is not part of it.
   bool untrack(const std::shared_ptr<ZRDownloadTask>& task);
   void taskFinished(const std::shared_ptr<ZRDownloadTask>& task);
+  void taskFailed(const std::shared_ptr<ZRDownloadTask>& task);
 
   void pauseForLater();
 
   void scheduleTick();
   void tick();
   void settleErrored();
-  void settleErroredSoon();
   void settleStalled(Clock::time_point now);
   void giveSlotBack(const std::shared_ptr<ZRDownloadTask>& task);
   void reportProgress(Clock::time_point now);
@@ -66,12 +66,12 @@ class Session final {
   Reporter& reporter_;
   const std::chrono::seconds giveUp_;
   const ZRNotificationCenter::Token finishedToken_;
+  const ZRNotificationCenter::Token errorToken_;
   std::atomic<bool> interrupted_ = false;
   std::vector<Entry> open_;  // tasks that may still go on, in the order in which they were taken in
   Summary summary_;
   ZRRunLoop::DelayedId tick_ = 0;
   Clock::time_point lastProgress_;
-  bool settlingSoon_ = false;
 };
 
 }  // namespace zrdl

@@ -1,5 +1,7 @@
 #include "TaskRequest.h"
 
+#include "StorableText.h"
+
 namespace zrdl {
 namespace {
 
@@ -12,8 +14,8 @@ ZRDictionary withAlbumName(ZRDictionary params) {
 }  // namespace
 
 std::shared_ptr<ZRDownloadTask> TaskRequest::make() const {
-  if (kind == "hls") return ZRDownloadTask::taskWithParams(params);
-  if (kind == "mp4") return ZRDownloadTask::taskWith73Params(params);
+  if (kind == "hls") return ZRDownloadTask::taskWithParams(storable(params));
+  if (kind == "mp4") return ZRDownloadTask::taskWith73Params(storable(params));
   if (kind == "share") return ZRDownloadTask::taskWithShareParams(withAlbumName(params));
   return nullptr;
 }

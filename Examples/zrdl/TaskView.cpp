@@ -1,6 +1,6 @@
 #include "TaskView.h"
 
-#include <cmath>
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -8,6 +8,8 @@ namespace zrdl {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr float kAlmostDone = 0.99F;
 
 /// 0 when it cannot be read.
 std::uint64_t fileSize(const fs::path& file) {
@@ -44,9 +46,12 @@ TaskView TaskView::of(const ZRDownloadTask& task) {
   const ZRDictionary info = task.videoInfoDic().value_or(ZRDictionary());
   view.title = info["title"].textValue().value_or("");
   if (view.title.empty()) view.title = view.id;
-  view.size = info["fileSize"].uint64Value();
-  view.bytes =
-      static_cast<std::uint64_t>(std::llround(static_cast<double>(view.progress) * static_cast<double>(view.size)));
+  view.bytes = task.receivedBytes();
+  view.size = task.expectedBytes();
+  if (view.bytes > view.size) {  // more came than was told: the whole is not known any more
+    view.progress = std::min(view.progress, kAlmostDone);
+    view.size = 0;
+  }
   if (task.isFinished() && view.path) {
     view.progress = 1;
     view.bytes = view.size = sizeOnDisk(*view.path);

@@ -47,6 +47,7 @@ TEST(ProgressBar, timeLeftFollowsFromWhatIsLeftAndTheSpeedAndIsLeftOpenWithoutTh
 TEST(ProgressBar, aLineShowsTitleBarAndFiguresAndIsNeverWiderThanTheTerminal) {
   TaskView task = running(0.5F, 2048, 20 * kMiB);
   EXPECT_EQ(progressBar(task, 80), "演示              [#######........]  50 %    2.0 MiB/s    10.0/20.0 MiB     0:05");
+  EXPECT_EQ(progressBar(task, 30), "演示         50 %    2.0 MiB/s");
   task = running(0.999F, 1023, 20 * kMiB);
   task.title = "很长的标题很长的标题很长的标题很长的标题很长的标题 and some more words";
   for (std::size_t columns = 0; columns < 200; ++columns) {

@@ -60,7 +60,13 @@ class ZrdlFlood : public ZrdlSite {
     ASSERT_TRUE(adding_.waitFor(isSecond));
   }
 
-  ZrdlProcess adding_{with("batch " + batchOf(kTasks)), "/dev/null", true};
+  /// The command line that adds them; none of the videos is known.
+  std::vector<std::string> adding() const {
+    writeFile(home_ / "none.json", "{}");
+    return with("--mp4-info " + home_ / "none.json" + " batch " + batchOf(kTasks));
+  }
+
+  ZrdlProcess adding_{adding(), "/dev/null", true};
 };
 
 TEST_F(ZrdlFlood, anInterruptWhileTasksAreAddedOrRemovedTellsWhereItStopped) {
@@ -71,7 +77,7 @@ TEST_F(ZrdlFlood, anInterruptWhileTasksAreAddedOrRemovedTellsWhereItStopped) {
   const std::string first = "zrdl: interrupted: nothing was added from line " + std::to_string(added + 1) + " on\n";
   EXPECT_NE(adding_.err().find(first), std::string::npos) << adding_.err();
 
-  EXPECT_EQ(ZrdlProcess(with("batch " + batchOf(kTasks))).wait(), 1);  // no video is known
+  EXPECT_EQ(ZrdlProcess(adding()).wait(), 1);
   std::vector<std::string> ids;
   std::string all;
   for (const Json& task : listed()) all += " " + ids.emplace_back(task.at("taskId").get<std::string>());

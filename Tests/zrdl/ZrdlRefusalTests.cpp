@@ -17,7 +17,8 @@ TEST_F(ZrdlRefusal, linesThatMakeNoTaskAreRefusedOneByOne) {
 {"kind":"mp4","vid":0,"version":1}
 {"kind":"mp4","vid":{"a":1},"version":1}
 {"kind":"film","vid":1,"version":1}
-{"kind":7})");
+{"kind":7}
+{"kind":"share","vid":"v"})");
   const std::string complaints =
       "zrdl: line 1: refused: it is not a JSON object\n"
       "zrdl: line 2: refused: it is not a JSON object\n"
@@ -25,23 +26,26 @@ TEST_F(ZrdlRefusal, linesThatMakeNoTaskAreRefusedOneByOne) {
       "zrdl: line 6: refused: 视频vid不合法\n"
       "zrdl: line 7: refused: 视频vid不合法\n"
       "zrdl: line 8: refused: its \"kind\" is not \"hls\", \"mp4\" or \"share\"\n"
-      "zrdl: line 9: refused: its \"kind\" is not \"hls\", \"mp4\" or \"share\"\n";
+      "zrdl: line 9: refused: its \"kind\" is not \"hls\", \"mp4\" or \"share\"\n"
+      "zrdl: line 10: refused: a share needs \"vid\" and \"albumId\"\n";
   ZrdlProcess json(with("batch " + home_ / "batch"));
   EXPECT_EQ(json.wait(), 1);
   EXPECT_EQ(json.err(), complaints);
   const std::string bad = "parameters";
-  EXPECT_EQ(json.values("refused", "reason"), Json({bad, bad, "exists", bad, bad, bad, bad}));
-  EXPECT_EQ(summaryOf(json), (std::vector<int>{1, 0, 0, 7}));
+  EXPECT_EQ(json.values("refused", "reason"), Json({bad, bad, "exists", bad, bad, bad, bad, bad}));
+  EXPECT_EQ(json.values("refused", "line"), Json({1, 2, 5, 6, 7, 8, 9, 10}));
+  EXPECT_EQ(summaryOf(json), (std::vector<int>{1, 0, 0, 8}));
   ZrdlProcess plain({"--support", home_ / "other", "--mp4-info", home_ / "info.json", "batch", home_ / "batch"});
   EXPECT_EQ(plain.wait(), 1);
   EXPECT_EQ(plain.err(), complaints);
-  EXPECT_TRUE(plain.out().ends_with("\n1 finished, 0 failed, 0 stalled, 7 refused\n")) << plain.out();
+  EXPECT_TRUE(plain.out().ends_with("\n1 finished, 0 failed, 0 stalled, 8 refused\n")) << plain.out();
 }
 
 TEST_F(ZrdlRefusal, aStoreThatCannotBeOpenedFailsEveryCommandWithOneLine) {
   const std::string damaged = downloadFolder() / "zrdownloadkit.db";
   writeFile(damaged, patternBytes(8192));
   writeFile(home_ / "occupied", "a file");
+  know(1, 100);
   const std::pair<std::string, std::string> stores[] = {
       {home_ / "support", damaged + ": it is damaged or no database"},
       {home_ / "occupied", home_ / "occupied/com.velmor.zrdl/download/zrdownloadkit.db" + ": Not a directory"},
@@ -53,7 +57,8 @@ TEST_F(ZrdlRefusal, aStoreThatCannotBeOpenedFailsEveryCommandWithOneLine) {
     for (const auto& [command, tasks] : commands) {
       for (const std::string json : {"", "--json "}) {
         SCOPED_TRACE(json + command);
-        ZrdlProcess process(wordsOf(json + "--support " + support + " " + command));
+        ZrdlProcess process(
+            wordsOf(json + "--mp4-info " + home_ / "info.json" + " --support " + support + " " + command));
         EXPECT_EQ(process.wait(), 1);
         EXPECT_EQ(process.err(), "zrdl: cannot open " + complaint + "\n");
         EXPECT_EQ(process.values("refused", "reason"),
@@ -69,6 +74,7 @@ TEST_F(ZrdlRefusal, commandLinesThatMakeNoSenseAreToldInOneLine) {
   writeFile(home_ / "list.json", "[]");
   writeFile(home_ / "entry.json", "{\"1-1\": 5}");
   const std::string mp4 = " mp4 1 --version 1";
+  const std::string hls = " --info-base http://a/ hls 1 --site 1 --version 2";
   struct Case {
     std::string line;
     std::string complaint;
@@ -82,10 +88,11 @@ TEST_F(ZrdlRefusal, commandLinesThatMakeNoSenseAreToldInOneLine) {
       {"mp4 one --version 1", "VID: one is not a number in range (zrdl mp4 --help tells more)"},
       {"mp4 1 --version x", "--version = x is not a number in range (zrdl mp4 --help tells more)"},
       {"mp4 1 --version", "--version needs a value (zrdl mp4 --help tells more)"},
-      {"--decrypt " + home_ / "missing" + mp4, "--decrypt: " + home_ / "missing" + " is not a program"},
-      {"--decrypt " + home_ / "list.json" + mp4, "--decrypt: " + home_ / "list.json" + " is not executable"},
-      {"--decrypt 'no-such-command --fast'" + mp4, "--decrypt: no-such-command is not a command"},
+      {"--decrypt " + home_ / "missing" + hls, "--decrypt: " + home_ / "missing" + " is not a program"},
+      {"--decrypt " + home_ / "list.json" + hls, "--decrypt: " + home_ / "list.json" + " is not executable"},
+      {"--decrypt 'no-such-command --fast'" + hls, "--decrypt: no-such-command is not a command"},
       {"hls 1 --site 1 --version 2", "an HLS video needs --info-base"},
+      {"mp4 1 --version 1", "an MP4 video needs --mp4-info"},
       {"--info-base ftp://a/ list",
        "--info-base: \"ftp://a/\" is not an http or https address (zrdl list --help tells more)"},
       {"--proxy ftp://a/ list",
@@ -115,12 +122,26 @@ TEST_F(ZrdlRefusal, commandLinesThatMakeNoSenseAreToldInOneLine) {
 }
 
 TEST_F(ZrdlRefusal, whatTheParserTurnsDownIsAUsageErrorOfOneLine) {
-  for (const std::string line :
-       {"list --fetch", "mp4 1", "mp4 9223372036854775808 --version 1", "mp4 1 --version 4294967297",
-        "mp4 1 --version 1 --version 2", "hls 1 --version 2", "--info-base service hls 1 --site 1 --version 2",
-        "--cdn name list", "--cdn =value list", "--segment-base /segments/ list", "share v --album-id a --name n",
-        "share v --album-id a --name n --host device", "rm", "path", "path 73-1 73-2", "--max 256 list",
-        "--give-up 0 list", "--bundle-id ../elsewhere list", "--bundle-id '' list"}) {
+  for (const std::string line : {"list --fetch",
+                                 "mp4 1",
+                                 "mp4 9223372036854775808 --version 1",
+                                 "mp4 1 --version 4294967297",
+                                 "mp4 1 --version 1 --version 2",
+                                 "hls 1 --version 2",
+                                 "--info-base service hls 1 --site 1 --version 2",
+                                 "--cdn name list",
+                                 "--cdn =value list",
+                                 "--segment-base /segments/ list",
+                                 "share v --album-id a --name n",
+                                 "share v --album-id a --name n --host device",
+                                 "rm",
+                                 "path",
+                                 "path 73-1 73-2",
+                                 "--max 256 list",
+                                 "--max 0 list",
+                                 "--give-up 0 list",
+                                 "--bundle-id ../elsewhere list",
+                                 "--bundle-id '' list"}) {
     ZrdlProcess process(with(line));
     EXPECT_EQ(process.wait(), 2) << line;
     EXPECT_EQ(process.out(), "") << line;

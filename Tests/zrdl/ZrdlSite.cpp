@@ -41,7 +41,7 @@ ZrdlSite::Json ZrdlSite::listed() const {
 void ZrdlSite::know(int vid, std::size_t size, const std::string& url) {
   const std::string number = std::to_string(vid);
   const std::string address = url.empty() ? origin_.url(mp4Path(vid)) : url;
-  info_[number + "-1"] = {{"title", "video " + number}, {"url", address}, {"duration", 60}, {"fileSize", size}};
+  info_[number + "-1"] = {{"title", "video's " + number}, {"url", address}, {"duration", 60}, {"fileSize", size}};
   writeFile(home_ / "info.json", info_.dump());
 }
 

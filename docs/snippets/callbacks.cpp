@@ -1,5 +1,6 @@
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 
 #include "Snippets.h"
@@ -47,9 +48,12 @@ ZRFetch73InfoHandler fetchInfoFrom(Site& site) {
   return [&site](const ZRDictionary& request, const ZRReplyCompletion& completion) {
     const auto answer = [completion](const std::optional<Site::Film>& film) {
       if (!film) return completion(std::nullopt, ZRError(ZRErrorCode::ResourceUnusable, "视频已下架"));
-      completion(ZRDictionary{{"title", film->title},
-                              {"url", film->url},
-                              {"cover", film->cover},
+      const auto storable = [](const std::string& text, const char* quote) {
+        return std::regex_replace(text, std::regex("'"), quote);  // the store takes no text that holds a '
+      };
+      completion(ZRDictionary{{"title", storable(film->title, "’")},
+                              {"url", storable(film->url, "%27")},
+                              {"cover", storable(film->cover, "%27")},
                               {"duration", film->duration},
                               {"fileSize", film->bytes}},
                  std::nullopt);
