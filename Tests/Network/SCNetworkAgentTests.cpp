@@ -1,14 +1,32 @@
+#include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "NetworkFixture.h"
 #include "TlsFront.h"
+
+namespace {
+
+std::atomic<bool> systemHasNoThread = false;
+
+}  // namespace
+
+/// The system's, but for a system without threads.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*work)(void*),
+                              void* argument) {
+  static const auto real = reinterpret_cast<decltype(&pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
+  return systemHasNoThread ? EAGAIN : real(thread, attributes, work, argument);
+}
 
 namespace {
 
@@ -401,6 +419,42 @@ TEST_F(SCNetworkAgentTest, cancelInsideAProgressHandlerIsTheLastCall) {
   settle();
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(outcome->ends, 0);
+}
+
+TEST_F(SCNetworkAgentTest, withoutAThreadRequestsEndAndTheNextOneTriesAgain) {
+  origin_.serve("/a", "");
+  const auto request = plain(origin_.url("/a"));
+  const auto afterwards = plain(origin_.url("/a"));
+  EXPECT_EQ(run(plain(origin_.url("/a"))).status, 200);  // the origin has its thread
+  agent_.reset();
+  systemHasNoThread = true;
+  const Outcome outcome = run(request);
+  systemHasNoThread = false;
+  EXPECT_EQ(outcome.codeIn(kZRErrorDomain), 103);
+  EXPECT_EQ(outcome.err->userInfo()["reason"], ZRValue("noThread"));
+  EXPECT_EQ(run(afterwards).status, 200);
+}
+
+TEST_F(SCNetworkAgentTest, parsesLargeAnswersAsideAndLeavesFaultsToTheHost) {
+  struct Noting final : SCNetworkResponseParser {
+    std::variant<SCParserResult, ZRError> parse(std::string_view) const override {
+      sigset_t blocked;
+      pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+      EXPECT_TRUE(sigismember(&blocked, SIGTERM));
+      for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGPROF}) {
+        EXPECT_FALSE(sigismember(&blocked, fault)) << fault;
+      }
+      return SCParserResult{ZRValue(std::to_string(::gettid())), nullptr};
+    }
+  };
+  std::set<std::string> threads;
+  for (const std::size_t size : {1U, 1U << 20U}) {
+    origin_.serve("/a", std::string(size, ' '));
+    const auto request = plain(origin_.url("/a"));
+    request->setResponseParser(std::make_shared<Noting>());
+    threads.insert(run(request).result.value.textValue().value_or(""));
+  }
+  EXPECT_EQ(threads.size(), 2U);
 }
 
 TEST_F(SCNetworkAgentTest, theHostsObjectsGoOnTheLoopsThread) {
