@@ -67,8 +67,8 @@ ZRError SCFailure::status(int status) {
 }
 
 ZRError SCFailure::want(const char* reason) {
-  const auto code = static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable);
-  return {kZRErrorDomain, code, "the system has no more threads or memory", {{"reason", reason}}};
+  return ZRError(ZRErrorCode::ResourceUnusable, "the system has no more threads or memory")
+      .with(kZRErrorReasonKey, reason);
 }
 
 ZRError SCFailure::file(std::string_view operation, int systemError, const char* reason) {

@@ -15,8 +15,8 @@ class SCFailure final {
   /// An answer outside 2xx.
   static ZRError status(int status);
 
-  /// The process has no more of what a request needs; "reason" in the user information names it: "noThread" or
-  /// "noMemory". Code 103 of the library's domain, so that a task's slot goes to the next one.
+  /// The process has no more of what a request needs; `reason`, `kZRReasonNoThread` or `kZRReasonNoMemory`, names
+  /// it. Code 103 of the library's domain, so that a task's slot goes to the next one.
   static ZRError want(const char* reason);
 
   /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason and the cause, such as

@@ -11,6 +11,7 @@
 
 #include "SCCommandQueue.h"
 #include "SCCurlLoop.h"
+#include "ZRErrorReason.h"
 #include "ZRSignalsBlocked.h"
 #include "ZRThreadCheck.h"
 
@@ -36,7 +37,7 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
     auto ticket = std::make_shared<SCTransferTicket>(request, *loop_, weak_from_this());
     request->ticket_ = ticket;
     live_.insert(ticket);
-    if (!startThread()) return ticket->postWant("noThread");
+    if (!startThread()) return ticket->postWant(kZRReasonNoThread);
     send({std::move(ticket), std::make_unique<SCTransferSpec>(SCTransferSpec::of(*request))});
   }
 
@@ -100,7 +101,7 @@ class SCNetworkAgent::Core final : public SCTicketOwner, public std::enable_shar
       const std::string origin = command.spec->plainOrigin();
       curl_->start(std::make_unique<SCTransfer>(std::move(*command.spec), ticket, limits_, pool_, *parsing_), origin);
     } catch (const std::exception&) {
-      ticket->postWant("noMemory");
+      ticket->postWant(kZRReasonNoMemory);
     }
   }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "SCFailure.h"
+#include "ZRErrorReason.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ struct Parsing {
       if (result != nullptr) return ticket->postEnd(std::nullopt, std::move(*result), status);
       ticket->postEnd(std::get<ZRError>(std::move(parsed)), {}, status);
     } catch (const std::exception&) {
-      ticket->postWant("noMemory");
+      ticket->postWant(kZRReasonNoMemory);
     }
   }
 
@@ -338,7 +339,7 @@ void SCTransfer::end() {
 }
 
 void SCTransfer::giveUp() noexcept {
-  ticket_->postWant("noMemory");
+  ticket_->postWant(kZRReasonNoMemory);
   try {
     abandon();
   } catch (const std::exception&) {  // what abandoning could not tell goes with the transfer

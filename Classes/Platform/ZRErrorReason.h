@@ -21,6 +21,12 @@ inline constexpr const char* kZRReasonFileSync = "fileSync";        ///< a finis
 inline constexpr const char* kZRReasonFileBusy = "fileBusy";        ///< another download writes the file
 ///@}
 
+/// Of what the process has no more of.
+///@{
+inline constexpr const char* kZRReasonNoThread = "noThread";
+inline constexpr const char* kZRReasonNoMemory = "noMemory";
+///@}
+
 /// Of the network and the answers.
 ///@{
 inline constexpr const char* kZRReasonCancelled = "cancelled";
