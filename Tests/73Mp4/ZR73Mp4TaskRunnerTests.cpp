@@ -75,8 +75,8 @@ TEST_F(ZR73Mp4TaskRunnerTest, onlyTheNewestReplyCountsAndAPausedTaskOnlyKeepsIts
   EXPECT_TRUE(task->isPaused() && task->executingPhase() == 0);
   EXPECT_EQ(*task->videoName().string(), "片");
   manager()->resumeTask(task);
-  replies_.at(2)(std::nullopt, ZRError("host", 106, "gone"));
-  failed(task, ZRError("host", 106, "gone"));
+  replies_.at(2)(std::nullopt, ZRError("host", -1009, "offline"));
+  failed(task, unreachable_);
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, replyMayComeFromAnotherThreadAndAfterTheTask) {
@@ -111,15 +111,6 @@ TEST_F(ZR73Mp4TaskRunnerTest, missingAddressIsTriedAgainOnlyAfterASuccessAndTheD
   expectFailure({{"url", ZRValue::List{"http://v"}}}, noAddress, 4, true);
   fillDisk();
   expectFailure({{"title", "t"}}, diskFull_, 1, false);
-}
-
-TEST_F(ZR73Mp4TaskRunnerTest, hostsOwnErrorsAreMappedLikeTransportErrors) {
-  for (const auto& [code, error] :
-       {std::pair(-1004, unreachable_), std::pair(-1009, unreachable_), std::pair(-1005, connectionLost_)}) {
-    const auto task = add();
-    replies_.back()(std::nullopt, ZRError("host", code, "no network"));
-    manager()->removeTask(failed(task, error));
-  }
 }
 
 TEST_F(ZR73Mp4TaskRunnerTest, rowHoldsWhatIsKnownBeforeAPhaseBegins) {

@@ -21,14 +21,6 @@ class ZRShareTaskRunnerDownloadTest : public ShareFixture {
     return numbers;
   }
 
-  /// A task with its cover and half of its video, which breaks off when `gate_` opens.
-  std::shared_ptr<Runner> addInMidway() {
-    serveInTwo(device_, "/v", bytes_, 2500, 2500);
-    const auto task = add(params());
-    EXPECT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && hasCover(); }));
-    return task;
-  }
-
   bool hasCover() const { return readFile(file("v1.jpg")) == cover_; }
   std::size_t coverRequests() const { return requests(device_, "/coverImg.action"); }
   std::size_t videoRequests() const { return requests(device_, "/v"); }
@@ -127,7 +119,11 @@ TEST_F(ZRShareTaskRunnerDownloadTest, pauseEndsTheRequestOfEveryPhaseAndResuming
 }
 
 TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheCover) {
-  addInMidway();
+  serveInTwo(device_, "/v", bytes_, 2500);
+  {
+    const auto task = add(params());
+    ASSERT_TRUE(runUntil([&] { return task->downloadedBytes() == 2500 && hasCover(); }));
+  }
   restart();
   const std::size_t covers = coverRequests();
   device_.serveFile("/v", {.bytes = bytes_, .etag = "\"v1\""});
@@ -138,15 +134,6 @@ TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheC
   EXPECT_EQ(device_.requestsTo("/v").back().header("Range"), "bytes=2500-");
   EXPECT_EQ(readFile(file("movie")), bytes_);
   EXPECT_EQ(std::tuple(detailRequests(), coverRequests()), std::tuple(2U, covers));
-}
-
-TEST_F(ZRShareTaskRunnerDownloadTest, deviceThatGoesAwayIsLookedForWhileRetriesRemain) {
-  const auto task = addInMidway();
-  device_.route("/video.action", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
-  gate_.open();
-  failed(task, connectionLost_);
-  EXPECT_EQ(task->executingPhase(), 0U);
-  EXPECT_EQ(fs::file_size(file("movie")), 2500U);
 }
 
 // What does not come although the device goes on telling of it.
