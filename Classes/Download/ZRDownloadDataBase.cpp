@@ -1,6 +1,7 @@
 #include "ZRDownloadDataBase.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <vector>
 
 #include <SQLiteCpp/SQLiteCpp.h>
@@ -14,9 +15,14 @@
 #include "ZRPath.h"
 #include "ZRStatementShape.h"
 
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr const char* kFileName = "zrdownloadkit.db";
+/// The shared memory, and a few statements' pages.
+constexpr std::uintmax_t kRoomToShare = 256 << 10;
+
 constexpr int kBusyTimeoutMilliseconds = 5000;
 
 /// As many as the statements that the runners repeat, with room for a second task's.
@@ -144,10 +150,10 @@ class KeptStatements final {
 /// The open file. One thread at a time.
 class ZRDownloadDataBase::Connection final {
  public:
-  /// Opens the file for this process alone where no memory can be shared with others, as on a full volume: better so
-  /// than not at all.
+  /// Opens the file for this process alone where no memory can be shared with others, or where that would take the room
+  /// that a statement needs: better so than not at all.
   static std::unique_ptr<Connection> open(const std::string& path) {
-    for (const char* locking : {"NORMAL", "EXCLUSIVE"}) {
+    for (const char* locking : {hasRoomToShare(path) ? "NORMAL" : "EXCLUSIVE", "EXCLUSIVE"}) {
       try {
         return std::make_unique<Connection>(path, locking);
       } catch (const SQLite::Exception&) {
@@ -196,6 +202,12 @@ class ZRDownloadDataBase::Connection final {
   }
 
  private:
+  static bool hasRoomToShare(const std::string& path) {
+    std::error_code error;
+    const fs::space_info space = fs::space(fs::path(path).parent_path(), error);
+    return error || space.available >= kRoomToShare || fs::exists(path + "-shm", error);
+  }
+
   /// Throws on what is no database or can only be read, and when there is no memory to share. A file in use by another
   /// process stays in the mode that it has; nobody waits for that.
   void writeAhead() {

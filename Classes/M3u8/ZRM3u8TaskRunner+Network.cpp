@@ -270,7 +270,7 @@ void ZRM3u8TaskRunner::segmentCompleted() {
   resetRetryTimes();
   deleteTSSQLWithIdx(currentSegment_);
   allDownloadedSegmentsBytes_ += currentSegmentBytes_;
-  currentSegmentBytes_ = 0;
+  currentSegmentBytes_ = 0;  // at once, not with the next request: until then the progress would count it twice
   ++currentSegment_;
   downloadNextTS();
 }
