@@ -71,6 +71,7 @@ Download Download::of(const ZRDownloadTask& task) {
   download.bytes = static_cast<qint64>(view.bytes);
   download.size = static_cast<qint64>(view.size);
   download.cover = coverOf(info);
+  if (task.lastFailure()) download.message = textOf(task.lastFailure()->localizedDescription());
   if (task.isErrored() && task.err()) download.message = textOf(task.err()->localizedDescription());
   if (task.isFinished()) download.playablePath = textOf(view.path.value_or(""));
   return download;
@@ -83,7 +84,7 @@ QString stateText(const Download& download) {
     case ZRTaskState::Waiting:
       return tr("Waiting");
     case ZRTaskState::Executing:
-      return tr("Downloading");
+      return download.isStuck() ? tr("Nothing arrives") : tr("Downloading");
     case ZRTaskState::Errored:
       return tr("Failed");
     case ZRTaskState::Finished:
@@ -93,7 +94,7 @@ QString stateText(const Download& download) {
 }
 
 QString detailText(const Download& download) {
-  if (download.isFailed()) return download.message;
+  if (download.isFailed() || download.isStuck()) return download.message;
   QStringList parts;
   if (!download.isFinished() && download.progress > 0) parts << percentText(download.progress);
   if (const QString amount = amountText(download); !amount.isEmpty()) parts << amount;

@@ -16,7 +16,7 @@ struct Download {
   qint64 bytes = 0;      ///< of the video so far
   qint64 size = 0;       ///< of the whole video; 0 while unknown
   QString cover;         ///< a path or an address; empty when there is none
-  QString message;       ///< why it failed, in the library's words for the user; empty unless it did
+  QString message;       ///< what failed last, in the library's words for the user; empty when nothing did
   QString playablePath;  ///< empty unless it is finished
 
   static Download of(const ZRDownloadTask& task);
@@ -24,6 +24,9 @@ struct Download {
   bool isFinished() const { return state == ZRTaskState::Finished; }
   bool isFailed() const { return state == ZRTaskState::Errored; }
   bool isRunning() const { return state == ZRTaskState::Executing; }
+
+  /// An error that leaves it running although nothing arrives any more.
+  bool isStuck() const { return isRunning() && !message.isEmpty(); }
   bool canPause() const { return isRunning() || state == ZRTaskState::Waiting; }
   bool canResume() const { return isFailed() || state == ZRTaskState::Paused; }
 
@@ -32,7 +35,7 @@ struct Download {
 
 // Texts of a row; they end where its columns do.
 
-/// "Downloading", "Waiting", "Paused", "Failed" or "Finished".
+/// "Downloading", "Nothing arrives", "Waiting", "Paused", "Failed" or "Finished".
 QString stateText(const Download& download);
 
 /// How much is there, or why it failed.

@@ -26,7 +26,7 @@ DownloadModel::DownloadModel(ZRDownloadManager& manager, QObject* parent)
     : QAbstractListModel(parent), manager_(manager) {
   ticks_.setInterval(kTick);
   ticks_.callOnTimeout(this, &DownloadModel::refresh);
-  for (const char* const name : {kZRDownloadTaskCreatedSuccNotifi, kZRDownloadTaskFinishedNotifi}) {
+  for (const char* const name : {kZRDownloadTaskStateChangedNotifi, kZRDownloadTaskErrorNotifi}) {
     tokens_.push_back(
         ZRNotificationCenter::defaultCenter().addObserver(name, [this](const ZRNotification&) { refreshSoon(); }));
   }

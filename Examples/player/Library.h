@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "SiteCallbacks.h"
@@ -20,18 +19,10 @@ class Library final {
 
   ZRDownloadManager& manager() { return *manager_; }
 
-  /// Replaces what is called from the event loop after the library has logged a failure: the library tells of a failed
-  /// task in no other way.
-  void setFailureListener(std::function<void()> listener) { failureListener_ = std::move(listener); }
-
  private:
-  void takeLogRecord(const ZRDictionary& record);
-
   const std::shared_ptr<ZRRunLoop> loop_;
   zrdl::SiteCallbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
-  std::function<void()> failureListener_;
-  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 }  // namespace player

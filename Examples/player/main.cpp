@@ -71,7 +71,6 @@ ZRHostInfo hostIn(const QString& folder, const std::string& infoBase) {
 int show(ZRHostInfo host, zrdl::SiteAnswers answers, std::vector<zrdl::TaskRequest> suggestions) {
   player::Library library(std::move(host), std::move(answers));
   player::DownloadModel model(library.manager());
-  library.setFailureListener([&model] { model.refresh(); });
   player::MainWindow window(library.manager(), model, std::move(suggestions), &QDesktopServices::openUrl);
   window.show();
   return QApplication::exec();

@@ -33,6 +33,9 @@ TEST(Download, textsOfARow) {
   Download failed = quarter(ZRTaskState::Errored);
   failed.message = QStringLiteral("主机已下线");
 
+  Download stuck = quarter(ZRTaskState::Executing);
+  stuck.message = QStringLiteral("HTTP status 403");
+
   struct Case {
     const char* what;
     Download download;
@@ -50,6 +53,7 @@ TEST(Download, textsOfARow) {
       {"paused", quarter(ZRTaskState::Paused), "Paused", amount, ""},
       {"waiting", quarter(ZRTaskState::Waiting), "Waiting", amount, ""},
       {"failed", failed, "Failed", "主机已下线", ""},
+      {"stuck", stuck, "Nothing arrives", "HTTP status 403", ""},
       {"finished", quarter(ZRTaskState::Finished), "Finished", "4.0 MiB", ""},
   };
   for (const Case& c : cases) {

@@ -67,7 +67,6 @@ class PlayerTour : public testing::Test {
   PlayerTour() {
     // Ends the program when a signal and the rows do not fit.
     new QAbstractItemModelTester(&model_, QAbstractItemModelTester::FailureReportingMode::Fatal, &model_);
-    library_.setFailureListener([this] { model_.refresh(); });
     window_.show();
   }
 
