@@ -17,10 +17,12 @@
 /// The key of an option that takes a `Value`. A callback for another option does not compile in its place.
 template <class Value>
 struct ZROptionKey final {
-  const char* name;
+  const char* name;  ///< as the options hold it
 
   /// The entry of the options.
   ZRDictionary::Entry operator=(Value value) const { return {name, ZRValue(std::move(value))}; }
+
+  /// The name, for an entry of another form.
   operator std::string() const { return name; }
 };
 

@@ -29,11 +29,14 @@ using ZRRequestHandler = std::function<void(const ZRDictionary& request, ZRReply
 template <class Purpose>
 class ZRRequestHandlerFor final : public ZRRequestHandler {
  public:
+  /// Empty, or what calls `callable`.
+  ///@{
   ZRRequestHandlerFor() = default;
   template <class Callable>
   requires(std::same_as<std::remove_cvref_t<Callable>, ZRRequestHandler> ||
            !std::derived_from<std::remove_cvref_t<Callable>, ZRRequestHandler>) ZRRequestHandlerFor(Callable&& callable)
       : ZRRequestHandler(std::forward<Callable>(callable)) {}
+  ///@}
 };
 
 /// A record that the host only receives; `reserved` is always the null marker.
