@@ -143,7 +143,7 @@ class Round final {
     ++added_;
   }
 
-  void remove(const TaskPtr& task) {
+  void remove(TaskPtr task) {  // a copy: the caller's stands in tasks_
     const std::string id = task->taskId();
     tasks_.erase(vids_.at(id));
     vids_.erase(id);
