@@ -9,10 +9,6 @@ using Clock = ZRDefaultRunLoop::Clock;
 /// The deadline of what never falls due.
 constexpr Clock::time_point kNever = Clock::time_point::max();
 
-/// A shorter wait is likely to be followed by another one. The thread spends that one awake: a segment from a near
-/// server is there in less time than it takes to wake a thread on an idle processor.
-constexpr std::chrono::milliseconds kShortWait{1};
-
 /// What fits into every toolkit's time-out; a host that wakes once a day for nothing is idle enough.
 constexpr std::chrono::hours kLongestSleep{24};
 
@@ -172,21 +168,14 @@ bool ZRDefaultRunLoop::takeNext(const Turn& turn, Work& work) {
 }
 
 void ZRDefaultRunLoop::waitUntilDue(Clock::time_point deadline) {
-  const Clock::time_point start = Clock::now();
   std::unique_lock lock(mutex_);
-  Clock::time_point now = start;
-  for (Clock::time_point next; (next = nextDue(deadline)) > now; now = Clock::now()) {
-    if (lastWaitWasShort_ && now - start < kShortWait) {
-      lock.unlock();
-      std::this_thread::yield();
-      lock.lock();
-    } else if (next == kNever) {
+  for (Clock::time_point next; (next = nextDue(deadline)) > Clock::now();) {
+    if (next == kNever) {
       wake_.wait(lock);
     } else {
       wake_.wait_until(lock, next);
     }
   }
-  if (now != start) lastWaitWasShort_ = now - start < kShortWait;
 }
 
 Clock::time_point ZRDefaultRunLoop::nextDue(Clock::time_point deadline) const {

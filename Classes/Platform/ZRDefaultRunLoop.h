@@ -51,8 +51,7 @@ class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
   void cancel(DelayedId id) override;
   bool isLoopThread() const override;
 
-  /// Runs until `stop` is called; sleeps while there is nothing to do. After a wait of less than a millisecond it stays
-  /// awake for that long, so that replies which follow closely on each other do not wait for the thread to wake.
+  /// Runs until `stop` is called; sleeps while there is nothing to do.
   void run();
 
   /// Ends `run` or `runUntil` after the work in hand. Any thread; without a running loop it ends the next run.
@@ -109,5 +108,4 @@ class ZR_EXPORT ZRDefaultRunLoop final : public ZRRunLoop {
   bool stopped_ = false;
   std::shared_ptr<const Work> wakeup_;
   std::thread::id thread_;
-  bool lastWaitWasShort_ = false;
 };
