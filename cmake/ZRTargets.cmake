@@ -36,6 +36,9 @@ function(zr_add_layer name)
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
+  if(ZR_BUILD_TESTS)
+    target_compile_definitions(${name} PRIVATE ZR_EXPORTS_FOR_TESTS)
+  endif()
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
   target_link_libraries(${name}
     PUBLIC ${layer_USES}

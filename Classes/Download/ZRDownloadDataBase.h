@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "ZRDownloadDataBaseProtocol.h"
+#include "ZRTestExport.h"
 #include "ZRTicketLock.h"
 
 /// The library's one SQLite file, "zrdownloadkit.db" in the download folder. Made and owned by the manager, shared with
@@ -18,7 +19,7 @@
 /// after a power cut: a row says "finished" once the task's files are durable (`ZRFolderSync`), and one of a task under
 /// way is measured against its files when it is loaded. Checkpoints therefore need no order of their own, also not the
 /// one at closing.
-class ZR_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
+class ZR_TEST_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
  public:
   /// Opens the file, which is made when missing. A file that is no database is left as it is and counts as one that
   /// cannot be opened; so does one that can only be read.

@@ -6,6 +6,8 @@
 #include "ZRDownloadTask.h"
 #include "ZRHost.h"
 #include "ZRRunLoop.h"
+#include "ZRTimer.h"
+#include "ZRVolume.h"
 #include "ZRWeakProxy.h"
 
 namespace {
@@ -66,13 +68,13 @@ double ZRDownloadTask::currentDownloadSpeed() const {
 
 std::uint64_t ZRDownloadTask::getFreeDiskspace() const {
   const auto manager = ZRDownloadManager::sharedManager();
-  const auto space = ZRHost::volumeSpace(ZRHost::current().homeFolder);
+  const auto space = ZRVolume::at(ZRHost::current().homeFolder);
   if (const ZRError* const error = std::get_if<ZRError>(&space)) {
     manager->log(2, nullptr, "Error Obtaining System Disk Info: Domain = %@, Code = %ld", error->domain(),
                  error->code());
     return 0;
   }
-  const auto& sizes = std::get<ZRHost::VolumeSpace>(space);
+  const auto& sizes = std::get<ZRVolume>(space);
   manager->log(0, nullptr, "Disk Capacity of %llu GB with %llu GB Free memory available.", sizes.total / kBytesPerGB,
                sizes.free / kBytesPerGB);
   return sizes.free;

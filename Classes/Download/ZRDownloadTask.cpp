@@ -1,6 +1,7 @@
 #include "ZRDownloadTask.h"
 
 #include "SCNetworkAgent.h"
+#include "ZRTimer.h"
 
 ZRDownloadTask::ZRDownloadTask() = default;
 ZRDownloadTask::~ZRDownloadTask() = default;

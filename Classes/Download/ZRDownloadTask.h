@@ -13,10 +13,10 @@
 #include "ZRError.h"
 #include "ZRExport.h"
 #include "ZRObject.h"
-#include "ZRTimer.h"
 #include "ZRValue.h"
 
 class SCNetworkAgent;
+class ZRTimer;
 class ZRDownloadTask;
 
 /// Tasks in the order of a list; each is shared with the manager.

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "ZRDictionary.h"
-#include "ZRExport.h"
 #include "ZRField.h"
 #include "ZRObject.h"
 #include "ZRValue.h"
@@ -16,7 +15,7 @@
 /// A record that `SCJSONUtil` can fill from a JSON object. Hooks that a record does not need keep these versions.
 ///
 /// The hooks run on the agent's thread and touch nothing but the record, which no one else holds yet.
-class ZR_EXPORT SCJSONRecord : public ZRObject {
+class SCJSONRecord : public ZRObject {
  public:
   using NamePair = std::pair<std::string_view, std::string_view>;
 
@@ -45,7 +44,7 @@ class ZR_EXPORT SCJSONRecord : public ZRObject {
 /// value is assigned, with the coercions of `ZRValue` (a number given as text, a text given as a number); a JSON null
 /// reads as absent. Every other key, renamed or not, goes to `sc_unDefinedKey`. After the last key
 /// `sc_willFinishConvert` is called.
-class ZR_EXPORT SCJSONUtil {
+class SCJSONUtil {
  public:
   using Factory = std::function<std::shared_ptr<SCJSONRecord>()>;
 

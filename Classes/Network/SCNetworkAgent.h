@@ -6,7 +6,6 @@
 
 #include "SCNetworkBaseApi.h"
 #include "SCNetworkDownloadApi.h"
-#include "ZRExport.h"
 
 /// What the agent allows a request. Set once, when the agent is made.
 struct SCNetworkLimits {
@@ -24,7 +23,7 @@ struct SCNetworkLimits {
 /// verified; no cookies are kept.
 ///
 /// Destroying the agent drops its requests without calling their handlers and ends the thread, whatever a server does.
-class ZR_EXPORT SCNetworkAgent final {
+class SCNetworkAgent final {
  public:
   explicit SCNetworkAgent(SCNetworkLimits limits = {});
   ~SCNetworkAgent();

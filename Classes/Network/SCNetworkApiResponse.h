@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "ZRError.h"
-#include "ZRExport.h"
 #include "ZRObject.h"
 #include "ZRValue.h"
 
@@ -15,7 +14,7 @@ struct SCParserResult {
 };
 
 /// How a request ended, as its `responseHandler` sees it. Immutable.
-class ZR_EXPORT SCNetworkApiResponseProtocol {
+class SCNetworkApiResponseProtocol {
  public:
   virtual ~SCNetworkApiResponseProtocol();
 

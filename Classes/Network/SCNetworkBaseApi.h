@@ -10,14 +10,13 @@
 #include "SCNetworkApiResponse.h"
 #include "SCNetworkResponseParser.h"
 #include "ZRDictionary.h"
-#include "ZRExport.h"
 #include "ZRObject.h"
 
 class SCTransferTicket;
 
 /// One plain HTTP request: filled in with the setters, handed once to `SCNetworkAgent::execApi`, and kept by whoever
 /// wants to cancel it. Main loop's thread only; shared, the agent keeps it alive until its `responseHandler` has run.
-class ZR_EXPORT SCNetworkBaseApi : public ZRObject {
+class SCNetworkBaseApi : public ZRObject {
  public:
   /// Called once when the request ends, successfully or not; never after `cancel`.
   using ResponseHandler = std::function<void(const std::shared_ptr<SCNetworkBaseApi>& request,

@@ -19,7 +19,7 @@
 /// A file that another download writes, mostly another process's, ends this one with code 103 and the reason "fileBusy"
 /// of the library's domain, one that cannot be written with the reason "fileFailure", a full disk with code 100.
 /// Nothing is synced to the disk: that is left to the owner of the folder, who calls `forgetVersion` afterwards.
-class ZR_EXPORT SCNetworkDownloadApi final : public SCNetworkBaseApi {
+class SCNetworkDownloadApi final : public SCNetworkBaseApi {
  public:
   /// Bytes since the last call, bytes so far and bytes expected; the latter two count what was on disk before, and the
   /// expected total is 0 while the server has not told a length. Calls may be merged: their chunks add up to the bytes

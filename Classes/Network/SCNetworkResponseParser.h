@@ -8,12 +8,11 @@
 #include "SCNetworkApiResponse.h"
 #include "SCNetworkErrors.h"
 #include "ZRError.h"
-#include "ZRExport.h"
 #include "ZRValue.h"
 
 /// Turns the body of a 2xx answer into a result. Immutable once it belongs to a request: the agent calls it on its own
 /// thread.
-class ZR_EXPORT SCNetworkResponseParser {
+class SCNetworkResponseParser {
  public:
   virtual ~SCNetworkResponseParser();
 
@@ -25,7 +24,7 @@ class ZR_EXPORT SCNetworkResponseParser {
 /// Key paths separate levels with "/". An empty check path checks nothing; an empty target path is the whole document.
 /// A check that fails is an error of the code `BadServerResponse`, a body that is not JSON one of the code
 /// `CannotParseResponse`; its user information is told at the two keys in SCNetworkErrors.h.
-class ZR_EXPORT SCNetworkJsonResponseParser : public SCNetworkResponseParser {
+class SCNetworkJsonResponseParser : public SCNetworkResponseParser {
  public:
   void setCheckKeyPath(std::string path) { checkKeyPath_ = std::move(path); }
 
@@ -47,7 +46,7 @@ class ZR_EXPORT SCNetworkJsonResponseParser : public SCNetworkResponseParser {
 
 /// The same, with the selected JSON object turned into a record by `SCJSONUtil`; an answer whose target is no object is
 /// an error of the code `CannotParseResponse`.
-class ZR_EXPORT SCNetworkModelResponseParser final : public SCNetworkJsonResponseParser {
+class SCNetworkModelResponseParser final : public SCNetworkJsonResponseParser {
  public:
   /// The name under which the record class is registered with `SCJSONUtil`.
   void setModelName(std::string name) { modelName_ = std::move(name); }

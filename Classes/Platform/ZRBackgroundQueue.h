@@ -6,11 +6,11 @@
 #include <mutex>
 #include <thread>
 
-#include "ZRExport.h"
+#include "ZRTestExport.h"
 
 /// Slow file work off the main thread: one thread that starts with the first piece of work and leaves signals to the
 /// host. At process exit the work still queued is done before the thread is joined.
-class ZR_EXPORT ZRBackgroundQueue {
+class ZR_TEST_EXPORT ZRBackgroundQueue {
  public:
   enum class Priority { Low, Normal };
 

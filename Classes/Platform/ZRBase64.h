@@ -6,10 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "ZRExport.h"
-
 /// Base64 (RFC 4648, section 4, with padding).
-class ZR_EXPORT ZRBase64 {
+class ZRBase64 {
  public:
   /// All on one line.
   static std::string encode(std::span<const std::uint8_t> bytes);

@@ -2,10 +2,10 @@
 
 #include <functional>
 
-#include "ZRExport.h"
+#include "ZRTestExport.h"
 
 /// The wall clock, in the two epochs that the library stores. Any thread.
-class ZR_EXPORT ZRClock {
+class ZR_TEST_EXPORT ZRClock {
  public:
   /// Seconds since 1 January 2001 00:00:00 UTC, the reference date of `timestamp` and `activeTimestamp`.
   static double secondsSinceReferenceDate();

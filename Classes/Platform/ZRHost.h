@@ -1,12 +1,8 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <variant>
 
-#include "ZRError.h"
 #include "ZRExport.h"
 
 /// Who the host application is and where its files go. The host fills one in and calls `ZRHost::setCurrent` before
@@ -36,19 +32,4 @@ class ZR_EXPORT ZRHost {
 
   /// Says who the host is; to be called before `ZRDownloadManager::setup`.
   static void setCurrent(ZRHostInfo info);
-
-  /// Sizes of a volume, in bytes.
-  struct VolumeSpace {
-    std::uint64_t total;  ///< of the whole volume
-    std::uint64_t free;   ///< what an ordinary user may still fill
-  };
-
-  /// Measures the volume that holds `path`.
-  using VolumeProbe = std::function<std::variant<VolumeSpace, ZRError>(const std::string& path)>;
-
-  /// The sizes of the volume that holds `path`, or why they cannot be read.
-  static std::variant<VolumeSpace, ZRError> volumeSpace(const std::string& path);
-
-  /// Replaces how volumes are measured; an empty probe goes back to asking the file system.
-  static void setVolumeProbe(VolumeProbe probe);
 };

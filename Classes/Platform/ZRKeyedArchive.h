@@ -10,7 +10,7 @@
 #include "ZRValue.h"
 
 /// Records as bytes: a CBOR map (RFC 8949) from the archive keys of a field table to their values.
-class ZR_EXPORT ZRKeyedArchive {
+class ZRKeyedArchive {
  public:
   /// Writes the fields of `record` that its table archives, in table order; an absent text is left out.
   template <class T>

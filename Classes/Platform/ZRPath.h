@@ -3,10 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "ZRExport.h"
-
 /// Path texts (UTF-8), joined the way the library's folders are built.
-class ZR_EXPORT ZRPath {
+class ZRPath {
  public:
   /// `base` with the components of `sub` appended, one "/" between them. A `sub` that begins with "/" is appended too,
   /// never taken as an absolute path; an empty one gives `base`.

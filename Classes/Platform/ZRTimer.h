@@ -4,13 +4,11 @@
 #include <functional>
 #include <memory>
 
-#include "ZRExport.h"
-
 /// A repeating timer on the main loop that can be parked and set going again. Main loop's thread only.
 ///
 /// The action must not keep its target alive: make it with `ZRWeakProxy`. A parked timer holds nothing in the loop, so
 /// an idle library wakes nothing. Destroying the timer ends it.
-class ZR_EXPORT ZRTimer {
+class ZRTimer {
  public:
   /// A parked timer.
   ZRTimer(std::chrono::nanoseconds interval, std::function<void()> action);

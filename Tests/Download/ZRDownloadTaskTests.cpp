@@ -86,7 +86,7 @@ TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnoughAndOneByteMoreIsAndAnUnreadable
   EXPECT_TRUE(logged(0, "Disk Capacity of 536 GB with 1 GB Free memory available."));
   setFreeBytes((std::uint64_t{1} << 30) + 1);
   EXPECT_TRUE(task_->hasEnoughDiskSpace());
-  ZRHost::setVolumeProbe([](const std::string&) { return ZRError("POSIX", 5, "io"); });
+  ZRVolume::setProbe([](const std::string&) { return ZRError("POSIX", 5, "io"); });
   EXPECT_FALSE(task_->hasEnoughDiskSpace());
   EXPECT_TRUE(logged(2, "Error Obtaining System Disk Info: Domain = POSIX, Code = 5"));
 }

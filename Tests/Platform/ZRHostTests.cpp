@@ -5,6 +5,7 @@
 
 #include "TemporaryFolder.h"
 #include "ZRHost.h"
+#include "ZRVolume.h"
 
 #ifdef __linux__
 
@@ -60,18 +61,18 @@ TEST_F(ZRHostInfoTest, readsTheVideosFolderOfTheUserDirectories) {
 
 TEST(ZRHost, measuresAVolumeOrSaysWhyNot) {
   const TemporaryFolder folder;
-  const auto space = std::get<ZRHost::VolumeSpace>(ZRHost::volumeSpace(folder.path().string()));
+  const auto space = std::get<ZRVolume>(ZRVolume::at(folder.path().string()));
   EXPECT_GT(space.total, 0U);
   EXPECT_LE(space.free, space.total);
-  const auto missing = std::get<ZRError>(ZRHost::volumeSpace(folder / "missing"));
+  const auto missing = std::get<ZRError>(ZRVolume::at(folder / "missing"));
   EXPECT_EQ(missing.domain(), kZRPOSIXErrorDomain);
   EXPECT_EQ(missing.code(), ENOENT);
 }
 
 TEST(ZRHost, aProbeTakesThePlaceOfTheFileSystem) {
-  ZRHost::setVolumeProbe([](const std::string&) { return ZRError(ZRErrorCode::DiskFull, "full"); });
-  const auto space = ZRHost::volumeSpace("/");
-  ZRHost::setVolumeProbe(nullptr);
+  ZRVolume::setProbe([](const std::string&) { return ZRError(ZRErrorCode::DiskFull, "full"); });
+  const auto space = ZRVolume::at("/");
+  ZRVolume::setProbe(nullptr);
   EXPECT_EQ(std::get<ZRError>(space).description(), "Error Domain=com.velmor.inc Code=100 \"full\"");
-  EXPECT_TRUE(std::holds_alternative<ZRHost::VolumeSpace>(ZRHost::volumeSpace("/")));
+  EXPECT_TRUE(std::holds_alternative<ZRVolume>(ZRVolume::at("/")));
 }

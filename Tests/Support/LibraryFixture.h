@@ -16,6 +16,7 @@
 #include "ZRDownloadManager.h"
 #include "ZRHost.h"
 #include "ZRNotificationCenter.h"
+#include "ZRVolume.h"
 
 /// One log record as the host's logger received it.
 struct LogLine {
@@ -43,7 +44,7 @@ class LibraryFixture : public ::testing::Test {
     ZRDownloadManager::shutdown();
     ZRBackgroundQueue::shared().waitUntilIdle();
     ZRRunLoop::setMain(nullptr);
-    ZRHost::setVolumeProbe({});
+    ZRVolume::setProbe({});
     ZRClock::setSource({});
   }
 
@@ -74,7 +75,7 @@ class LibraryFixture : public ::testing::Test {
   }
 
   static void setFreeBytes(std::uint64_t free) {
-    ZRHost::setVolumeProbe([free](const std::string&) { return ZRHost::VolumeSpace{std::uint64_t{500} << 30, free}; });
+    ZRVolume::setProbe([free](const std::string&) { return ZRVolume{std::uint64_t{500} << 30, free}; });
   }
 
   std::vector<std::string> messages(std::uint64_t level) const {
