@@ -104,6 +104,14 @@ std::optional<ZRError> ZRFolderSync::makeDurable(const std::string& folder) {
   return failure;
 }
 
+void ZRFolderSync::makeFileDurable(const std::string& path) {
+  const fs::path file(path);
+  const SCFileDescriptor opened = openFolder(file.parent_path());
+  if (!opened) return;
+  (void)syncFile(opened.get(), file.filename());  // nothing speaks of it yet
+  (void)sync(opened.get(), ::fsync);
+}
+
 void ZRFolderSync::syncNames(const std::string& folder) {
   if (const SCFileDescriptor opened = openFolder(folder)) (void)sync(opened.get(), ::fsync);
 }

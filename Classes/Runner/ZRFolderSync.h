@@ -23,6 +23,9 @@ class ZRFolderSync final {
   /// `DiskFull`.
   [[nodiscard]] static std::optional<ZRError> makeDurable(const std::string& folder);
 
+  /// Makes one file and its name durable, for what may arrive after the task's end; one that cannot be is deleted.
+  static void makeFileDurable(const std::string& path);
+
   /// Makes names that came or went in `folder` durable.
   static void syncNames(const std::string& folder);
 };

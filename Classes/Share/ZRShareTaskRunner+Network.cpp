@@ -4,6 +4,8 @@
 #include "SCAddress.h"
 #include "SCNetworkAgent.h"
 #include "SCNetworkResponseParser.h"
+#include "ZRBackgroundQueue.h"
+#include "ZRFolderSync.h"
 #include "ZRPath.h"
 #include "ZRShareRules.h"
 #include "ZRShareTaskRunner.h"
@@ -162,6 +164,9 @@ void ZRShareTaskRunner::downloadCoverImg() {
   if (!coverReq_.expired() || !path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
   const auto request =
       _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
+  request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end
+    if (!response->err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
+  });
   _log(0, "shareDownloadCoverImg:%@", request);
   _startUnrecorded(request);
   coverReq_ = request;

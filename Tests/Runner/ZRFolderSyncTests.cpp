@@ -27,6 +27,8 @@ TEST_F(ZRFolderSyncTest, fewFilesAreSyncedOneByOneAndManyAtOnce) {
   EXPECT_EQ(ZRFolderSync::makeDurable(folder_), std::nullopt);
   EXPECT_THAT(disk_.takeSynced(), testing::IsSupersetOf({folder_, folder_ + "/sub", folder_ + "/sub/0",
                                                          folder_ + "/sub/1", home_.path().string()}));
+  ZRFolderSync::makeFileDurable(folder_ + "/sub/0");
+  EXPECT_THAT(disk_.takeSynced(), testing::ElementsAre(folder_ + "/sub", folder_ + "/sub/0"));
   makeFiles(ZRFolderSync::kFewFiles + 1);
   EXPECT_EQ(ZRFolderSync::makeDurable(folder_), std::nullopt);
   EXPECT_THAT(disk_.takeSynced(), testing::ElementsAre(folder_));
