@@ -119,7 +119,9 @@ void ZRM3u8TaskRunner::playlistEnded(const SCNetworkApiResponseProtocol& respons
     const auto self = weak.lock();
     if (self && self->isAwaitingPlaylist()) self->afterDecryption(reply.value_or(ZRDictionary()), error);
   };
-  decrypt({{"contentPath", contentPath}, {"localPath", _localFullM3U8FilePath()}}, _onMainLoop(std::move(decrypted)));
+  ZRDictionary request{{"contentPath", contentPath}, {"localPath", _localFullM3U8FilePath()}};
+  if (videoInfo_) request.set("m3u8Url", ZRValue::orAbsent(videoInfo_->m3u8Url()));
+  decrypt(request, _onMainLoop(std::move(decrypted)));
 }
 
 // `currentSegment` stays: a playlist that is fetched again goes on where the one before ended.

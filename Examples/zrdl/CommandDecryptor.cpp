@@ -65,11 +65,11 @@ CommandDecryptor::CommandDecryptor(std::string command) : command_(std::move(com
 
 CommandDecryptor::~CommandDecryptor() = default;
 
-void CommandDecryptor::decrypt(const std::string& contentPath, const std::string& localPath, Completion completion) {
+void CommandDecryptor::decrypt(const Request& request, Completion completion) {
   runs_.remove_if([](const std::unique_ptr<CommandRun>& run) { return run->hasEnded(); });
   runs_.push_back(std::make_unique<CommandRun>(
-      std::vector<std::string>{"/bin/sh", "-c", command_ + " \"$@\"", "sh", contentPath, localPath},
-      [localPath, completion = std::move(completion)](const CommandRun::Outcome& outcome) {
+      std::vector<std::string>{"/bin/sh", "-c", command_ + " \"$@\"", "sh", request.contentPath, request.localPath},
+      [localPath = request.localPath, completion = std::move(completion)](const CommandRun::Outcome& outcome) {
         completion(resultOf(outcome, localPath));
       }));
 }

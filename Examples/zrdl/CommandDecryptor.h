@@ -21,7 +21,7 @@ class CommandDecryptor final : public PlaylistDecryptor {
   ~CommandDecryptor() override;
 
   /// The completion is called on a thread of its own.
-  void decrypt(const std::string& contentPath, const std::string& localPath, Completion completion) override;
+  void decrypt(const Request& request, Completion completion) override;
 
  private:
   const std::string command_;

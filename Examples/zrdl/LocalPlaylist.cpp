@@ -45,7 +45,7 @@ const char* whyUnusable(std::string_view line) {
 }
 
 std::string noAddress(std::string_view line) {
-  return "the segment address " + std::string(line) + " is no web address; --segment-base completes relative ones";
+  return "the segment address " + std::string(line) + " is no web address";
 }
 
 }  // namespace

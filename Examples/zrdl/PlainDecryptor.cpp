@@ -39,18 +39,20 @@ bool replaceFile(const std::string& path, const std::string& content) {
 
 }  // namespace
 
-void PlainDecryptor::decrypt(const std::string& contentPath, const std::string& localPath, Completion completion) {
-  completion(rewrite(contentPath, localPath));
+void PlainDecryptor::decrypt(const Request& request, Completion completion) {
+  completion(rewrite(request));
 }
 
-PlaylistDecryptor::Result PlainDecryptor::rewrite(const std::string& contentPath, const std::string& localPath) const {
-  std::optional<std::string> content = contentOf(contentPath);
+PlaylistDecryptor::Result PlainDecryptor::rewrite(const Request& request) const {
+  std::optional<std::string> content = contentOf(request.contentPath);
   if (!content) return "the playlist cannot be read";
   const auto decrypted = plain(std::move(*content));
   if (const std::string* const reason = std::get_if<std::string>(&decrypted)) return *reason;
-  auto local = LocalPlaylist::of(std::get<Plain>(decrypted).playlist, segmentBase_);
+  const std::string& base = segmentBase_.empty() ? request.address : segmentBase_;
+  auto local = LocalPlaylist::of(std::get<Plain>(decrypted).playlist, base);
   if (const std::string* const reason = std::get_if<std::string>(&local)) return *reason;
-  if (!replaceFile(localPath, std::get<LocalPlaylist>(local).text)) return "the local playlist cannot be written";
+  if (!replaceFile(request.localPath, std::get<LocalPlaylist>(local).text))
+    return "the local playlist cannot be written";
   return std::move(std::get<LocalPlaylist>(local).segments);
 }
 

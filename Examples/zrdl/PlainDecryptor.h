@@ -11,10 +11,10 @@ namespace zrdl {
 /// For playlists that are not encrypted, or whose cipher a subclass takes off. Answers at once: a playlist is small.
 class PlainDecryptor : public PlaylistDecryptor {
  public:
-  /// Relative segment addresses are inside `segmentBase`; when that is empty, a playlist that has some is refused.
+  /// Relative segment addresses are inside `segmentBase`; when that is empty, inside the playlist's own address.
   explicit PlainDecryptor(std::string segmentBase) : segmentBase_(std::move(segmentBase)) {}
 
-  void decrypt(const std::string& contentPath, const std::string& localPath, Completion completion) final;
+  void decrypt(const Request& request, Completion completion) final;
 
  protected:
   struct Plain {
@@ -25,7 +25,7 @@ class PlainDecryptor : public PlaylistDecryptor {
   virtual std::variant<Plain, std::string> plain(std::string content) const { return Plain{std::move(content)}; }
 
  private:
-  Result rewrite(const std::string& contentPath, const std::string& localPath) const;
+  Result rewrite(const Request& request) const;
 
   const std::string segmentBase_;
 };

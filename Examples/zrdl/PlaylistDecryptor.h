@@ -14,11 +14,17 @@ class PlaylistDecryptor {
   using Result = std::variant<std::vector<std::string>, std::string>;
   using Completion = std::function<void(const Result& result)>;
 
+  struct Request {
+    std::string contentPath;  ///< the playlist as it came
+    std::string localPath;    ///< where the playable one goes
+    std::string address;      ///< which the playlist came from
+  };
+
   virtual ~PlaylistDecryptor() = default;
 
-  /// Reads the playlist at `contentPath`, writes the playable one to `localPath` and calls `completion` once, on any
-  /// thread, unless this object is destroyed before.
-  virtual void decrypt(const std::string& contentPath, const std::string& localPath, Completion completion) = 0;
+  /// Reads the playlist, writes the playable one and calls `completion` once, on any thread, unless this object is
+  /// destroyed before.
+  virtual void decrypt(const Request& request, Completion completion) = 0;
 };
 
 }  // namespace zrdl

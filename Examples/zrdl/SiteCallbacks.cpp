@@ -45,9 +45,10 @@ void SiteCallbacks::decryptPlaylist(const ZRDictionary& request, ZRReplyCompleti
       completion(ZRDictionary{{"tsArr", valuesOf(std::get<std::vector<std::string>>(result))}}, std::nullopt);
     }
   };
-  post([this, content = request["contentPath"].textValue().value_or(""),
-        local = request["localPath"].textValue().value_or(""), answer] {
-    if (answers_.decryptor) answers_.decryptor->decrypt(content, local, answer);
+  const auto text = [&request](std::string_view key) { return request[key].textValue().value_or(""); };
+  PlaylistDecryptor::Request playlist{text("contentPath"), text("localPath"), text("m3u8Url")};
+  post([this, playlist = std::move(playlist), answer] {
+    if (answers_.decryptor) answers_.decryptor->decrypt(playlist, answer);
   });
 }
 

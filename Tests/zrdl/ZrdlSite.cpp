@@ -82,7 +82,7 @@ std::string ZrdlSite::playlist(const std::string& prefix) const {
 }
 
 std::string ZrdlSite::hlsOptions() const {
-  return "--info-base " + origin_.url("/v4/video/info") + " --segment-base " + origin_.url("/p/");
+  return "--info-base " + origin_.url("/v4/video/info");
 }
 
 void ZrdlSite::expectWholeHls() const {
