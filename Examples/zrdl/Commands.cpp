@@ -17,6 +17,7 @@
 #include "LineReporter.h"
 #include "SignalWatch.h"
 #include "TerminalReporter.h"
+#include "VideoCopy.h"
 
 namespace zrdl {
 namespace {
@@ -134,23 +135,39 @@ int runRm(const Options& options, Reporter& reporter) {
   return allRemoved ? kExitAllFinished : kExitSomeNot;
 }
 
-int runPath(const Options& options, Reporter& reporter) {
-  Host host(options, {}, reporter);
-  if (!host.hasStore()) return kExitSomeNot;
+/// The one task that the command is for; null when none of that id is finished, which is noted.
+TaskPtr finishedTask(const Options& options, const Host& host, Reporter& reporter) {
+  if (!host.hasStore()) return nullptr;
   const std::string& id = options.taskIds.front();
-  const ZRTaskList finished = host.manager().allFinishedTaskArr();
-  const auto found =
-      std::find_if(finished.begin(), finished.end(), [&](const TaskPtr& t) { return t->taskId() == id; });
-  if (found == finished.end()) {
-    reporter.note("there is no finished task " + id);
-    return kExitSomeNot;
+  for (const TaskPtr& task : host.manager().allFinishedTaskArr()) {
+    if (task->taskId() == id) return task;
   }
+  reporter.note("there is no finished task " + id);
+  return nullptr;
+}
+
+int runPath(const Options& options, Reporter& reporter) {
+  const Host host(options, {}, reporter);
+  const TaskPtr task = finishedTask(options, host, reporter);
+  if (!task) return kExitSomeNot;
   if (options.json) {
-    reporter.listed(TaskView::of(**found));
+    reporter.listed(TaskView::of(*task));
   } else {
-    std::cout << host.manager().fullMoviePathWithTaskId(id).value_or("") << '\n';
+    std::cout << task->localFullFilePath().value_or("") << '\n';
   }
   return kExitAllFinished;
+}
+
+int runExport(const Options& options, Reporter& reporter) {
+  const Host host(options, {}, reporter);
+  const TaskPtr task = finishedTask(options, host, reporter);
+  if (!task) return kExitSomeNot;
+  std::atomic<bool> interrupted = false;
+  const SignalWatch signals([&interrupted] { interrupted = true; });
+  const std::string failure = copyVideo(task->localFullFilePath().value_or(""), options.exportFile, interrupted);
+  if (!failure.empty()) reporter.note(failure);
+  if (interrupted && !failure.empty()) return kExitInterrupted;
+  return failure.empty() ? kExitAllFinished : kExitSomeNot;
 }
 
 }  // namespace
@@ -180,6 +197,8 @@ int runCommand(const Options& options) {
       return runRm(options, *reporter);
     case Command::Path:
       return runPath(options, *reporter);
+    case Command::Export:
+      return runExport(options, *reporter);
     case Command::Demo:
       return runDemo(options, *reporter);
   }

@@ -19,10 +19,9 @@ constexpr std::string_view kFirstSteps =
     "  zrdl list                                      what there is, and how far it came\n"
     "  zrdl COMMAND --help                            the options and examples of a command\n";
 
-constexpr std::array<Examples, 9> kExamples{{
+constexpr std::array<Examples, 10> kExamples{{
     {"hls",
-     "  zrdl --info-base http://site.example/v4/video/info --segment-base http://cdn.example/7/ hls 7 --site 1 "
-     "--version 2\n"
+     "  zrdl --info-base http://site.example/v4/video/info hls 7 --site 1 --version 2\n"
      "  zrdl --info-base http://site.example/v4/video/info --mkey KEY --cookie 'a=1' --decrypt ./decrypt hls 7 --site "
      "1 "
      "--version 21\n"},
@@ -46,6 +45,7 @@ constexpr std::array<Examples, 9> kExamples{{
      "  zrdl rm 73-1\n"
      "  zrdl rm 1 73-1 share-1\n"},
     {"path", "  xdg-open \"$(zrdl path 73-1)\"\n"},
+    {"export", "  zrdl export 73-1 film.mp4\n"},
     {"demo",
      "  zrdl demo\n"
      "  zrdl demo /tmp/zrdl-demo\n"},

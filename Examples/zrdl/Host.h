@@ -22,7 +22,7 @@ class Host final {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  ZRDownloadManager& manager() { return *manager_; }
+  ZRDownloadManager& manager() const { return *manager_; }
   ZRDefaultRunLoop& loop() { return *loop_; }
 
   /// Whether the library could open its database; if not, the reporter was told so.

@@ -113,7 +113,8 @@ void addHlsOptions(CLI::App& app, Options& options) {
                  "Run as CMD CONTENT_PATH LOCAL_PATH for each playlist; prints the segment addresses, one a line. "
                  "Without it a playlist that is not encrypted is made local")
       ->type_name("CMD");
-  app.add_option("--segment-base", options.segmentBase, "Address that relative segment addresses belong to")
+  app.add_option("--segment-base", options.segmentBase,
+                 "Address that relative segment addresses belong to, in place of the playlist's own")
       ->type_name("URL")
       ->check(webAddress);
 }
@@ -231,6 +232,12 @@ void addShare(CLI::App& app, Options& options) {
       "--lan-only", [&options] { options.task.params.set("lanOnly", true); }, "Look for the device at its host alone");
 }
 
+void addTaskId(CLI::App* sub, Options& options) {
+  sub->add_option_function<std::string>(
+         "TASK_ID", [&options](const std::string& id) { options.taskIds = {id}; }, "The task")
+      ->required();
+}
+
 void addCommands(CLI::App& app, Options& options) {
   addHls(app, options);
   addMp4(app, options);
@@ -245,9 +252,13 @@ void addCommands(CLI::App& app, Options& options) {
   addCommand(app, options, Command::Rm, "rm", "Remove tasks with their files")
       ->add_option("TASK_ID", options.taskIds, "Tasks to remove")
       ->required();
-  addCommand(app, options, Command::Path, "path", "Show the full path of a finished task")
-      ->add_option("TASK_ID", options.taskIds, "The task")
-      ->expected(1)
+  addTaskId(addCommand(app, options, Command::Path, "path", "Show the full path of a finished task"), options);
+  CLI::App* const exporting = addCommand(app, options, Command::Export, "export", "Copy a finished video to a file");
+  addTaskId(exporting, options);
+  exporting
+      ->add_option_function<std::string>(
+          "FILE", [&options](const std::string& path) { options.exportFile = absolutePath(path); },
+          "The file, which is replaced if it exists")
       ->required();
   addCommand(app, options, Command::Demo, "demo", "Download from an origin of its own on loopback")
       ->add_option("DIR", options.demoFolder, "Folder that everything goes to")

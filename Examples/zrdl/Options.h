@@ -13,7 +13,7 @@
 
 namespace zrdl {
 
-enum class Command { Add, Batch, Resume, List, Rm, Path, Demo };
+enum class Command { Add, Batch, Resume, List, Rm, Path, Export, Demo };
 
 /// The command line as it was understood.
 struct Options {
@@ -31,7 +31,7 @@ struct Options {
   std::string caFile;                                    ///< absolute, or empty
   std::string userAgent;                                 ///< empty for the library's own
   std::int64_t limitRate = 0;                            ///< bytes a second of all downloads; 0 is no limit
-  std::string segmentBase;  ///< absolute address that relative segment addresses belong to, or empty
+  std::string segmentBase;  ///< absolute address of relative segments; empty for the playlist's own
   std::string mp4Info;      ///< file of metadata; empty when none was named
   std::chrono::seconds giveUp{120};
   bool json = false;
@@ -39,7 +39,8 @@ struct Options {
   Command command = Command::List;
   TaskRequest task;                  ///< add
   std::string batchFile;             ///< batch; "-" is standard input
-  std::vector<std::string> taskIds;  ///< resume, rm, path
+  std::vector<std::string> taskIds;  ///< resume, rm, path, export
+  std::string exportFile;            ///< export; absolute
   std::string demoFolder;            ///< demo; absolute
 };
 

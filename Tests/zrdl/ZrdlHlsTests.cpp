@@ -36,6 +36,18 @@ TEST_F(ZrdlHls, aVideoArrivesWholeWithItsLocalPlaylist) {
   EXPECT_EQ(path.wait(), 0);
   EXPECT_EQ(path.out(), hlsFile("1-2.local.m3u8").string() + "\n");
 
+  const std::string copy = home_ / "copy/film.ts";
+  writeFile(copy, "what is replaced");
+  ASSERT_EQ(ZrdlProcess(with("export 1 " + copy)).wait(), 0);
+  const std::string whole = segment(0) + segment(1) + segment(2) + segment(3);
+  EXPECT_TRUE(readFile(copy) == whole);
+  fs::remove(hlsFile("2.ts"));
+  ZrdlProcess incomplete(with("export 1 " + copy));
+  EXPECT_EQ(incomplete.wait(), 1);
+  EXPECT_EQ(incomplete.err(), "zrdl: cannot read " + hlsFile("2.ts").string() + ": No such file or directory\n");
+  EXPECT_TRUE(readFile(copy) == whole);
+  EXPECT_EQ(std::distance(fs::directory_iterator(home_ / "copy"), {}), 1);
+
   ASSERT_EQ(ZrdlProcess(with("rm 1")).wait(), 0);
   EXPECT_FALSE(fs::exists(hlsFile("")));
 }
@@ -76,12 +88,12 @@ TEST_F(ZrdlHls, anInterruptEndsTheCommandToo) {
 
 TEST_F(ZrdlHls, aPageInPlaceOfAFileIsToldApart) {
   serveHls(3);
-  origin_.serve(segmentPath(1), "<html>" + std::string(1000, ' '));
-  ZrdlProcess process(hls());
+  origin_.serve("/q/s0.ts", "<html>" + std::string(1000, ' '));
+  ZrdlProcess process(hls(" --segment-base " + origin_.url("/q/")));
   EXPECT_EQ(process.wait(), 1) << process.err();
   EXPECT_EQ(process.events("errored").at(0).at("code"), 103);
   EXPECT_EQ(process.events("errored").at(0).at("message"), "TS文件校验失败");
-  EXPECT_EQ(requestsTo(segmentPath(1)), 4U);
+  EXPECT_EQ(requestsTo("/q/s0.ts"), 4U);
 
   origin_.serve("/p/1.m3u8", "<html>");
   ASSERT_EQ(ZrdlProcess(with("rm 1")).wait(), 0);

@@ -34,6 +34,12 @@ TEST_F(ZrdlRun, aVideoArrivesWholeAndIsToldUntilItIsRemoved) {
   EXPECT_EQ(tasks[0].at("bytes"), original_.bytes.size());
   EXPECT_EQ(tasks[0].at("title"), "video’s 1");
 
+  ASSERT_EQ(ZrdlProcess(with("export 73-1 " + home_ / "film.mp4")).wait(), 0);
+  EXPECT_TRUE(readFile(home_ / "film.mp4") == original_.bytes);
+  ZrdlProcess nowhere(with("export 73-1 " + home_ / "missing/film.mp4"));
+  EXPECT_EQ(nowhere.wait(), 1);
+  EXPECT_EQ(nowhere.err(), "zrdl: cannot write " + home_ / "missing/film.mp4" + ": No such file or directory\n");
+
   ZrdlProcess rm(with("rm 73-9 73-1 73-1"));
   EXPECT_EQ(rm.wait(), 1);
   EXPECT_EQ(rm.err(), "zrdl: there is no task 73-9\n");

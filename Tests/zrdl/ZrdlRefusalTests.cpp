@@ -51,7 +51,7 @@ TEST_F(ZrdlRefusal, aStoreThatCannotBeOpenedFailsEveryCommandWithOneLine) {
       {home_ / "occupied", home_ / "occupied/com.velmor.zrdl/download/zrdownloadkit.db" + ": Not a directory"},
   };
   const std::pair<std::string, std::size_t> commands[] = {
-      {"list", 0},        {"rm 73-1", 0},           {"path 73-1", 0},          {"resume", 0},
+      {"list", 0},        {"rm 73-1", 0},           {"path 73-1", 0},          {"export 73-1 a", 0}, {"resume", 0},
       {"resume 73-1", 0}, {"mp4 1 --version 1", 1}, {"batch " + batchOf(2), 2}};  // and how many tasks they add
   for (const auto& [support, complaint] : stores) {
     for (const auto& [command, tasks] : commands) {
@@ -109,6 +109,7 @@ TEST_F(ZrdlRefusal, commandLinesThatMakeNoSenseAreToldInOneLine) {
       {"rm 1", "there is no task 1", 1},
       {"resume 1", "there is no task 1", 1},
       {"path 1", "there is no finished task 1", 1},
+      {"export 1 film.ts", "there is no finished task 1", 1},
   };
   for (const auto& [line, complaint, status] : cases) {
     SCOPED_TRACE(line);
@@ -137,6 +138,7 @@ TEST_F(ZrdlRefusal, whatTheParserTurnsDownIsAUsageErrorOfOneLine) {
                                  "rm",
                                  "path",
                                  "path 73-1 73-2",
+                                 "export 73-1",
                                  "--max 256 list",
                                  "--max 0 list",
                                  "--give-up 0 list",
