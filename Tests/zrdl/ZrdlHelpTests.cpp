@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -59,7 +60,7 @@ Names commandNames() {
 }  // namespace
 
 TEST(ZrdlHelp, everyCommandHasExamplesThatAreItsOwn) {
-  EXPECT_EQ(commandNames().size(), 9U);
+  EXPECT_EQ(commandNames().size(), 10U);
   for (const std::string& command : commandNames()) {
     std::size_t examples = 0;
     for (const std::string& line : section(helpOf({command}), "Examples")) {
@@ -110,15 +111,25 @@ TEST(ZrdlManual, isWellFormed) {
   if (checked == 0) GTEST_SKIP() << "no program here formats manuals";
 }
 
-/// Bash with the completion loaded, completing the last of the words.
 class ZrdlCompletion : public ZrdlSite {
  protected:
+  /// What bash offers for the last of the words, which it splits at "=" and ":". Zsh, where there is one, must agree.
   Names complete(const std::string& words) const {
+    const Names found = linesOf("bash -c 'source " + kCompletion + "; COMP_WORDS=(" + words +
+                                "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zrdl_bash " ZRDL_PATH
+                                " \"${COMP_WORDS[-1]}\"; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
+    const std::string line = std::regex_replace(words.substr(4), std::regex(" ([=:]) |\"\"$"), "$1");
+    if (shell("command -v zsh").empty()) return found;
+    EXPECT_EQ(linesOf(ZSH_OFFERS " " + kCompletion + " '" ZRDL_PATH + line + "'"), found) << words;
+    return found;
+  }
+
+ private:
+  const std::string kCompletion = ZRDL_FOLDER "/completion.sh";
+
+  Names linesOf(const std::string& command) const {
     std::istringstream lines(
-        shell("cd '" + home_.path().string() +
-              "' && XDG_DATA_HOME=\"$PWD\" bash -c 'source \"" ZRDL_FOLDER "/completion.bash\"; COMP_WORDS=(" + words +
-              "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zrdl \"" ZRDL_PATH
-              "\" \"${COMP_WORDS[-1]}\" \"${COMP_WORDS[-2]}\"; printf \"%s\\n\" \"${COMPREPLY[@]}\"' 2>&1"));
+        shell("cd '" + home_.path().string() + "' && XDG_DATA_HOME=\"$PWD\" " + command + " 2>&1"));
     Names found;
     for (std::string line; std::getline(lines, line);) found.insert(line);
     found.erase("");
@@ -146,6 +157,7 @@ TEST_F(ZrdlCompletion, knowsWhatAnOptionTakes) {
       {"zrdl --support = f", {"folder"}},
       {"zrdl list --mp4-info folder/", {"folder/file.json"}},
       {"zrdl batch fi", {"film list"}},
+      {"zrdl export 73-1 fi", {"film list"}},
       {"zrdl demo \"\"", {"folder"}},
       {"zrdl --mkey \"\"", {}},
       {"zrdl mp4 1 --version \"\"", {}},
@@ -160,10 +172,12 @@ TEST_F(ZrdlCompletion, knowsTheStoredTasks) {
   know(1, 100);
   origin_.serve("/1.mp4", patternBytes(100));
   ASSERT_EQ(ZrdlProcess(with("batch " + batchOf(2))).wait(), 1);  // the second is not known
-  for (const std::string support : {"--support support", "--support = support", "--json --support \"$PWD/support\""}) {
+  const std::string quoted = "--json --support \"" + home_ / "support" + "\"";
+  for (const std::string& support : {std::string("--support support"), std::string("--support = support"), quoted}) {
     EXPECT_EQ(complete("zrdl " + support + " rm \"\""), (Names{"73-1", "73-2"})) << support;
   }
   EXPECT_EQ(complete("zrdl --support support path \"\""), Names{"73-1"});
+  EXPECT_EQ(complete("zrdl --support support export \"\""), Names{"73-1"});
   EXPECT_EQ(complete("zrdl --support support resume 73-"), Names{"73-2"});
   EXPECT_EQ(complete("zrdl rm \"\""), Names());
 }
