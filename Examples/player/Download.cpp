@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "FailureText.h"
 #include "TaskView.h"
 
 namespace player {
@@ -41,7 +42,7 @@ QString coverOf(const ZRDictionary& info) {
 
 QString amountText(const Download& download) {
   if (download.isFinished()) return sizeText(download.size);
-  if (download.size <= 0) return {};
+  if (download.size <= 0) return download.bytes > 0 ? sizeText(download.bytes) : QString();
   return tr("%1 of %2").arg(sizeText(std::min(download.bytes, download.size)), sizeText(download.size));
 }
 
@@ -71,8 +72,8 @@ Download Download::of(const ZRDownloadTask& task) {
   download.bytes = static_cast<qint64>(view.bytes);
   download.size = static_cast<qint64>(view.size);
   download.cover = coverOf(info);
-  if (task.lastFailure()) download.message = textOf(task.lastFailure()->localizedDescription());
-  if (task.isErrored() && task.err()) download.message = textOf(task.err()->localizedDescription());
+  if (task.lastFailure()) download.message = failureText(*task.lastFailure());
+  if (task.isErrored() && task.err()) download.message = failureText(*task.err());
   if (task.isFinished()) download.playablePath = textOf(view.path.value_or(""));
   return download;
 }

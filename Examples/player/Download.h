@@ -16,7 +16,7 @@ struct Download {
   qint64 bytes = 0;      ///< of the video so far
   qint64 size = 0;       ///< of the whole video; 0 while unknown
   QString cover;         ///< a path or an address; empty when there is none
-  QString message;       ///< what failed last, in the library's words for the user; empty when nothing did
+  QString message;       ///< what failed last, in the window's language; empty when nothing did
   QString playablePath;  ///< empty unless it is finished
 
   static Download of(const ZRDownloadTask& task);
@@ -27,6 +27,9 @@ struct Download {
 
   /// An error that leaves it running although nothing arrives any more.
   bool isStuck() const { return isRunning() && !message.isEmpty(); }
+
+  /// Under way to an end that nobody told.
+  bool isBusy() const { return isRunning() && !isStuck() && size <= 0; }
   bool canPause() const { return isRunning() || state == ZRTaskState::Waiting; }
   bool canResume() const { return isFailed() || state == ZRTaskState::Paused; }
 

@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 #include "DownloadModel.h"
@@ -18,6 +19,7 @@ constexpr int kMargin = 12;
 constexpr int kGap = 6;
 constexpr int kBarHeight = 6;
 constexpr int kRadius = 4;
+constexpr std::chrono::milliseconds kFrame{40};
 
 /// Places of a row's parts.
 struct Layout {
@@ -89,16 +91,28 @@ QColor barColor(const Download& download, const QPalette& palette) {
   return mixed(palette.color(QPalette::Text), palette.color(QPalette::Base), 0.5);
 }
 
-void paintBar(QPainter& painter, const QRect& rect, const Download& download, const QPalette& palette) {
+/// The part of the bar that is filled: as much as is there, or a piece that goes to and fro.
+QRectF filledPart(const QRect& bar, const Download& download, qint64 milliseconds) {
+  if (!download.isBusy()) {
+    const double width = bar.width() * std::clamp(download.progress, 0.0, 1.0);
+    return {bar.topLeft(), QSizeF(width > 0 ? std::max<double>(width, kBarHeight) : 0, kBarHeight)};
+  }
+  constexpr double kWay = 1600;  // milliseconds to the end and back
+  constexpr double kPiece = 0.25;
+  const double share = std::fmod(static_cast<double>(milliseconds), kWay) / kWay;
+  const double place = (1 - std::abs(2 * share - 1)) * (1 - kPiece);
+  return {bar.left() + place * bar.width(), static_cast<double>(bar.top()), kPiece * bar.width(), kBarHeight};
+}
+
+void paintBar(QPainter& painter, const QRect& rect, const QRectF& filled, const QColor& color,
+              const QPalette& palette) {
   if (rect.isEmpty()) return;
   painter.setPen(Qt::NoPen);
   painter.setBrush(mixed(palette.color(QPalette::Text), palette.color(QPalette::Base), 0.86));
   painter.drawRoundedRect(rect, kBarHeight / 2.0, kBarHeight / 2.0);
-  const double width = rect.width() * std::clamp(download.progress, 0.0, 1.0);
-  if (width <= 0) return;
-  painter.setBrush(barColor(download, palette));
-  painter.drawRoundedRect(QRectF(rect.topLeft(), QSizeF(std::max<double>(width, kBarHeight), kBarHeight)),
-                          kBarHeight / 2.0, kBarHeight / 2.0);
+  if (filled.width() <= 0) return;
+  painter.setBrush(color);
+  painter.drawRoundedRect(filled, kBarHeight / 2.0, kBarHeight / 2.0);
 }
 
 void paintText(QPainter& painter, const QRect& rect, const QFont& font, const QColor& color, const QString& text,
@@ -114,11 +128,15 @@ void paintText(QPainter& painter, const QRect& rect, const QFont& font, const QC
 DownloadDelegate::DownloadDelegate(QAbstractItemView* view)
     : QStyledItemDelegate(view), covers_(kCover * view->devicePixelRatio()) {
   connect(&covers_, &CoverCache::loaded, view->viewport(), qOverload<>(&QWidget::update));
+  age_.start();
+  nextFrame_.setSingleShot(true);
+  nextFrame_.setInterval(kFrame);
+  nextFrame_.callOnTimeout(view->viewport(), qOverload<>(&QWidget::update));
 }
 
 QSize DownloadDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
   const int texts = 2 * option.fontMetrics.height() + 2 * kGap + kBarHeight;
-  return {4 * kCover.width(), std::max(texts, kCover.height()) + 2 * kMargin};
+  return {3 * kCover.width(), std::max(texts, kCover.height()) + 2 * kMargin};
 }
 
 void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
@@ -138,7 +156,9 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
   paintText(*painter, layout.title, titleFont(option.font), palette.color(QPalette::Text), download.title);
   paintText(*painter, layout.state, option.font, download.isFailed() ? failureColor(palette) : secondary,
             stateText(download), Qt::AlignRight);
-  paintBar(*painter, layout.bar, download, palette);
+  paintBar(*painter, layout.bar, filledPart(layout.bar, download, age_.elapsed()), barColor(download, palette),
+           palette);
+  if (download.isBusy() && !nextFrame_.isActive()) nextFrame_.start();
   paintText(*painter, layout.detail, option.font, download.isFailed() ? failureColor(palette) : secondary,
             detailText(download));
   paintText(*painter, layout.pace, option.font, secondary, paceText(download), Qt::AlignRight);

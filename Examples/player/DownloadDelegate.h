@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QStyledItemDelegate>
+#include <QTimer>
 
 #include "CoverCache.h"
 #include "Download.h"
@@ -9,7 +11,8 @@ class QAbstractItemView;
 
 namespace player {
 
-/// Paints a row of the `DownloadModel`: cover, title, bar, what is there, state and speed.
+/// Paints a row of the `DownloadModel`: cover, title, bar, what is there, state and speed. The bar of a download whose
+/// size is unknown moves to and fro.
 class DownloadDelegate final : public QStyledItemDelegate {
   Q_OBJECT
 
@@ -24,6 +27,8 @@ class DownloadDelegate final : public QStyledItemDelegate {
   void paintCover(QPainter& painter, const QRect& rect, const Download& download) const;
 
   mutable CoverCache covers_;  // painting asks for covers
+  mutable QTimer nextFrame_;   // runs while a bar that moves is painted
+  QElapsedTimer age_;
 };
 
 }  // namespace player

@@ -38,6 +38,10 @@ int DownloadModel::rowOf(const QString& id) const {
   return found == rows_.end() ? -1 : static_cast<int>(found - rows_.begin());
 }
 
+bool DownloadModel::any(bool (Download::*wanted)() const) const {
+  return std::ranges::any_of(rows_, [wanted](const Row& row) { return (row.download.*wanted)(); });
+}
+
 int DownloadModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(rows_.size());
 }
@@ -49,7 +53,7 @@ QVariant DownloadModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
       return download.title;
     case Qt::ToolTipRole:
-      return download.isFailed() ? plainToolTip(download.message) : QVariant();
+      return download.isFailed() || download.isStuck() ? plainToolTip(download.message) : QVariant();
     case Qt::AccessibleTextRole:
       return spokenText(download);
     case DownloadRole:
@@ -69,7 +73,7 @@ void DownloadModel::refresh() {
   dropRemoved(tasks);
   updateRows();
   appendNew(tasks);
-  const bool moves = std::ranges::any_of(rows_, [](const Row& row) { return row.download.isRunning(); });
+  const bool moves = any(&Download::isRunning);
   if (moves != ticks_.isActive()) moves ? ticks_.start() : ticks_.stop();
 }
 

@@ -30,6 +30,9 @@ class DownloadModel final : public QAbstractListModel {
   /// The row of that task; -1 when there is none.
   int rowOf(const QString& id) const;
 
+  /// Whether `wanted` holds for one of the rows.
+  bool any(bool (Download::*wanted)() const) const;
+
   /// Brings the rows up to date. Not from inside an operation of the library.
   void refresh();
 

@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
+#include <QTransform>
 
 namespace player {
 namespace {
@@ -34,6 +35,18 @@ QPainterPath download() {
   path.lineTo(8, 11.75);
   path.closeSubpath();
   return path;
+}
+
+QPainterPath pauseSign() {
+  return rectangles({{3.75, 2.5, 3, 11}, {9.25, 2.5, 3, 11}});
+}
+
+/// Twice the same, smaller, for what is done to all.
+QPainterPath twice(const QPainterPath& path) {
+  const QTransform small = QTransform::fromScale(0.62, 0.62);
+  QPainterPath both = small.map(path);
+  both.addPath(both.translated(6.1, 6.1));
+  return both;
 }
 
 QPainterPath bin() {
@@ -68,9 +81,13 @@ QPainterPath pathOf(Glyph glyph) {
     case Glyph::Resume:
       return download();
     case Glyph::Pause:
-      return rectangles({{3.75, 2.5, 3, 11}, {9.25, 2.5, 3, 11}});
+      return pauseSign();
     case Glyph::Remove:
       return bin();
+    case Glyph::ResumeAll:
+      return twice(download());
+    case Glyph::PauseAll:
+      return twice(pauseSign());
     case Glyph::Film:
       return film();
   }

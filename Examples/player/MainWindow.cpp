@@ -1,8 +1,6 @@
 #include "MainWindow.h"
 
 #include <QAction>
-#include <QFrame>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
 #include <QLocale>
@@ -11,12 +9,12 @@
 #include <QSpinBox>
 #include <QStackedWidget>
 #include <QStatusBar>
-#include <QToolButton>
 #include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
 
+#include "ActionBar.h"
 #include "AddDialog.h"
 #include "DownloadDelegate.h"
 #include "Icons.h"
@@ -26,17 +24,7 @@ namespace {
 
 constexpr int kHighestLimit = 16;
 constexpr int kNoticeTime = 8000;  // milliseconds
-constexpr QSize kDefaultSize(800, 440);
-
-QToolButton* makeButton(QAction* action) {
-  auto* const button = new QToolButton;
-  button->setObjectName(action->objectName());
-  button->setDefaultAction(action);
-  button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-  button->setAutoRaise(true);
-  button->setFocusPolicy(Qt::StrongFocus);
-  return button;
-}
+constexpr QSize kDefaultSize(860, 440);
 
 }  // namespace
 
@@ -54,6 +42,7 @@ MainWindow::MainWindow(ZRDownloadManager& manager, DownloadModel& model, std::ve
   summary_ = new QLabel;
   summary_->setObjectName("summary");
   summary_->setContentsMargins(10, 0, 10, 0);
+  summary_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   statusBar()->addWidget(summary_, 1);
   statusBar()->setSizeGripEnabled(false);
 
@@ -78,6 +67,10 @@ void MainWindow::makeActions() {
   resume_ = makeAction("resume", glyphIcon(Glyph::Resume), tr("&Resume"), tr("Ctrl+R"), &MainWindow::resume);
   pause_ = makeAction("pause", glyphIcon(Glyph::Pause), tr("Pau&se"), tr("Ctrl+S"), &MainWindow::pause);
   remove_ = makeAction("remove", glyphIcon(Glyph::Remove), tr("Re&move"), QKeySequence::Delete, &MainWindow::remove);
+  resumeAll_ = makeAction("resumeAll", glyphIcon(Glyph::ResumeAll), tr("Resume a&ll"), tr("Ctrl+Shift+R"),
+                          &MainWindow::resumeAll);
+  pauseAll_ =
+      makeAction("pauseAll", glyphIcon(Glyph::PauseAll), tr("Pa&use all"), tr("Ctrl+Shift+S"), &MainWindow::pauseAll);
 }
 
 QAction* MainWindow::makeAction(const char* name, const QIcon& icon, const QString& text, const QKeySequence& shortcut,
@@ -93,22 +86,16 @@ QAction* MainWindow::makeAction(const char* name, const QIcon& icon, const QStri
 }
 
 QWidget* MainWindow::makeBar() {
-  auto* const bar = new QFrame;
-  auto* const layout = new QHBoxLayout(bar);
-  layout->setContentsMargins(8, 6, 12, 6);
-  for (QAction* const action : {add_, play_, resume_, pause_, remove_}) layout->addWidget(makeButton(action));
-  layout->addStretch();
   auto* const limit = new QSpinBox;
   limit->setObjectName("limit");
   limit->setRange(1, kHighestLimit);
   limit->setValue(manager_.maxConcurrentOperationCount());
   limit->setToolTip(tr("How many downloads run at once"));
+  limit->setAccessibleName(limit->toolTip());
   auto* const label = new QLabel(tr("At &once:"));
   label->setBuddy(limit);
-  layout->addWidget(label);
-  layout->addWidget(limit);
   connect(limit, &QSpinBox::valueChanged, this, &MainWindow::setLimit);
-  return bar;
+  return new ActionBar({add_, play_, resume_, pause_, remove_, resumeAll_, pauseAll_}, label, limit);
 }
 
 QWidget* MainWindow::makeEmptyPage() {
@@ -133,6 +120,7 @@ QWidget* MainWindow::makeEmptyPage() {
 
 QListView* MainWindow::makeList() {
   auto* const list = new QListView;
+  list->setObjectName("list");
   list->setAccessibleName(tr("Downloads"));
   list->setFrameShape(QFrame::NoFrame);
   list->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -187,6 +175,16 @@ void MainWindow::resume() {
 
 void MainWindow::pause() {
   for (const auto& task : selectedTasks(&Download::canPause)) manager_.pauseTask(task);
+  model_.refresh();
+}
+
+void MainWindow::resumeAll() {
+  manager_.starTasks(manager_.allUnFinishTaskArr());
+  model_.refresh();
+}
+
+void MainWindow::pauseAll() {
+  manager_.pauseAllTasks();
   model_.refresh();
 }
 
@@ -246,6 +244,8 @@ void MainWindow::showChanges() {
   resume_->setEnabled(any(&Download::canResume));
   pause_->setEnabled(any(&Download::canPause));
   remove_->setEnabled(any(nullptr));
+  resumeAll_->setEnabled(model_.any(&Download::canResume));
+  pauseAll_->setEnabled(model_.any(&Download::canPause));
   summary_->setText(summary());
 }
 

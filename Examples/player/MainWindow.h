@@ -42,6 +42,8 @@ class MainWindow final : public QMainWindow {
   void play();
   void resume();
   void pause();
+  void resumeAll();
+  void pauseAll();
   void remove();
   void activate();
   void setLimit(int count);
@@ -61,6 +63,8 @@ class MainWindow final : public QMainWindow {
   QAction* resume_ = nullptr;
   QAction* pause_ = nullptr;
   QAction* remove_ = nullptr;
+  QAction* resumeAll_ = nullptr;
+  QAction* pauseAll_ = nullptr;
   QStackedWidget* pages_ = nullptr;
   QListView* list_ = nullptr;
   QLabel* summary_ = nullptr;

@@ -1,19 +1,25 @@
 // A small player's window on the library: downloads, and what is done with them.
 //
-//   player --demo              against an origin of its own on loopback, into a folder that goes with it
+//   player --demo              three downloads from an origin of its own on loopback, into a folder that goes with it
 //   player --folder DIR …      against the sites that the other options name
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDesktopServices>
 #include <QDir>
+#include <QLocale>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
 
+#include "Chinese.h"
 #include "DemoSite.h"
+#include "DisposableFolder.h"
 #include "DownloadModel.h"
 #include "ExitStatus.h"
 #include "Library.h"
@@ -68,19 +74,28 @@ ZRHostInfo hostIn(const QString& folder, const std::string& infoBase) {
   return host;
 }
 
-int show(ZRHostInfo host, zrdl::SiteAnswers answers, std::vector<zrdl::TaskRequest> suggestions) {
+/// The window, and what `begin` does once the library is there.
+int show(ZRHostInfo host, zrdl::SiteAnswers answers, const std::vector<zrdl::TaskRequest>& suggestions,
+         const std::function<void(ZRDownloadManager&)>& begin) {
   player::Library library(std::move(host), std::move(answers));
   player::DownloadModel model(library.manager());
-  player::MainWindow window(library.manager(), model, std::move(suggestions), &QDesktopServices::openUrl);
+  player::MainWindow window(library.manager(), model, suggestions, &QDesktopServices::openUrl);
   window.show();
+  begin(library.manager());
   return QApplication::exec();
 }
 
+/// Goes on with what is stored of them in a folder that the user named.
 int showDemo(const QString& folder) {
-  const QTemporaryDir temporary;
+  std::optional<player::DisposableFolder> temporary;
+  if (folder.isEmpty()) temporary.emplace();
   const zrdl::DemoOrigin origin(kDemoSlowness);
-  return show(hostIn(folder.isEmpty() ? temporary.path() : folder, origin.infoBase()), zrdl::demoAnswers(origin),
-              {zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin)});
+  const std::vector<zrdl::TaskRequest> requests{zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin)};
+  return show(hostIn(temporary ? QString::fromStdString(temporary->path()) : folder, origin.infoBase()),
+              zrdl::demoAnswers(origin), requests, [&requests](ZRDownloadManager& manager) {
+                for (const zrdl::TaskRequest& request : requests) std::ignore = manager.addTask(request.make());
+                manager.starTasks(manager.allUnFinishTaskArr());
+              });
 }
 
 }  // namespace
@@ -89,10 +104,13 @@ int main(int argc, char** argv) {
   QApplication app(argc, argv);
   QApplication::setApplicationName("player");
   QApplication::setApplicationVersion(ZRDownloadKitVersionString);
+  player::Chinese chinese;
+  if (QLocale().language() == QLocale::Chinese) QApplication::installTranslator(&chinese);
   try {
     const Arguments arguments = readArguments(app);
     if (arguments.demo) return showDemo(arguments.folder);
-    return show(hostIn(arguments.folder, arguments.sites.infoBase), zrdl::SiteAnswers::of(arguments.sites), {});
+    return show(hostIn(arguments.folder, arguments.sites.infoBase), zrdl::SiteAnswers::of(arguments.sites), {},
+                [](auto&) {});
   } catch (const std::exception& error) {
     std::fprintf(stderr, "player: %s\n", error.what());
     return zrdl::kExitUsage;

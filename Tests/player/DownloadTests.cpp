@@ -1,8 +1,13 @@
+#include <QCoreApplication>
 #include <QLocale>
+#include <regex>
 
 #include <gtest/gtest.h>
 
+#include "Chinese.h"
 #include "Download.h"
+#include "FailureText.h"
+#include "TemporaryFolder.h"
 
 using player::Download;
 
@@ -30,6 +35,9 @@ TEST(Download, textsOfARow) {
   Download overfull = running;  // the size was announced too small
   overfull.progress = 1.2;
   overfull.bytes = 5 * 1024 * 1024;
+  Download unknown;
+  unknown.state = ZRTaskState::Executing;
+  unknown.bytes = 3 * 1024 * 1024;
   Download failed = quarter(ZRTaskState::Errored);
   failed.message = QStringLiteral("主机已下线");
 
@@ -47,6 +55,7 @@ TEST(Download, textsOfARow) {
   const Case cases[] = {
       {"running", running, "Downloading", amount, "512.0 KiB/s · 0:06 left"},
       {"starting", starting, "Downloading", "", ""},
+      {"of unknown size", unknown, "Downloading", "3.0 MiB", ""},
       {"hardly moving", quarter(ZRTaskState::Executing, 1), "Downloading", amount, "1 bytes/s"},
       {"over an hour", quarter(ZRTaskState::Executing, 512), "Downloading", amount, "512 bytes/s · 1:42:24 left"},
       {"larger than announced", overfull, "Downloading", "100 % · 4.0 MiB of 4.0 MiB", "512.0 KiB/s"},
@@ -62,5 +71,33 @@ TEST(Download, textsOfARow) {
     EXPECT_EQ(detailText(c.download).toStdString(), c.detail);
     EXPECT_EQ(paceText(c.download).toStdString(), c.pace);
   }
+  EXPECT_TRUE(unknown.isBusy() && !stuck.isBusy() && !running.isBusy());
   EXPECT_EQ(spokenText(running).toStdString(), "Film, Downloading, 25 % · 1.0 MiB of 4.0 MiB, 512.0 KiB/s · 0:06 left");
+}
+
+TEST(Chinese, hasEveryTextOfTheWindowAndEveryReason) {
+  int argc = 0;
+  const QCoreApplication app(argc, nullptr);
+  player::Chinese chinese;
+  const auto forEach = [](const std::string& file, const std::string& pattern, const auto& check) {
+    const std::string code = readFile(ZR_SOURCE_DIR + file);
+    const std::regex text(pattern + "\"([^\"]*[a-z]{3}[^\"]*)\"");
+    std::sregex_iterator found(code.begin(), code.end(), text);
+    EXPECT_NE(found, std::sregex_iterator()) << file;
+    for (; found != std::sregex_iterator(); ++found) check((*found)[1]);
+  };
+  for (const char* const file : {"MainWindow", "AddDialog", "Download", "FailureText"}) {
+    forEach("/Examples/player/" + std::string(file) + ".cpp", R"((?:\btr\(|NOOP\("\w+", ))",
+            [&](const std::string& text) {
+              EXPECT_NE(chinese.translate("", text.c_str()).isEmpty(), !text.starts_with("Ctrl")) << text;
+            });
+  }
+  QCoreApplication::installTranslator(&chinese);
+  forEach("/Classes/Platform/ZRErrorReason.h", "kZRReason\\w+ = ", [](const std::string& reason) {
+    const ZRError error = ZRError("d", 1, "its own").with(kZRErrorReasonKey, reason).with(kZRErrorHttpStatusKey, 403);
+    const QString text = player::failureText(error);
+    EXPECT_NE(text, "its own") << reason;
+    EXPECT_EQ(text.contains(QStringLiteral("403")), reason == kZRReasonHttpStatus) << reason;
+  });
+  EXPECT_EQ(player::failureText(ZRError("d", 1, "its own")), "its own");
 }

@@ -1,6 +1,6 @@
 // A tour of the player's window as a user takes it: real downloads from the demo's origin, real clicks on the real
-// widgets. scripts/player-tour gives it a display. PLAYER_SCREENSHOT names the file for a picture of the window with a
-// download in every state.
+// widgets. scripts/player-tour gives it a display. PLAYER_SCREENSHOT names the folder for pictures of the window with a
+// download in every state: light, dark and narrow.
 
 #include <QAbstractItemModelTester>
 #include <QDeadlineTimer>
@@ -9,6 +9,7 @@
 #include <QtWidgets>
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -87,10 +88,48 @@ class PlayerTour : public testing::Test {
   /// Which of the buttons can be pressed.
   std::string enabled() {
     std::string names;
-    for (const char* const name : {"add", "play", "resume", "pause", "remove"}) {
+    for (const char* const name : {"add", "play", "resume", "pause", "remove", "resumeAll", "pauseAll"}) {
       if (button(name).isEnabled()) names += names.empty() ? name : std::string(" ") + name;
     }
     return names;
+  }
+
+  /// What has the keyboard, one after another, until it is the first one's turn again.
+  std::string keyboardOrder() {
+    button("add").setFocus();
+    std::string names;
+    for (QWidget* here = &button("add"); here != nullptr && names.size() < 200; here = window_.focusWidget()) {
+      if (here == &button("add") && !names.empty()) break;
+      names += (names.empty() ? "" : " ") + here->objectName().toStdString();
+      QTest::keyClick(here, Qt::Key_Tab);
+    }
+    return names;
+  }
+
+  void picture(const char* name) {
+    const QString folder = qEnvironmentVariable("PLAYER_SCREENSHOT");
+    if (folder.isEmpty()) return;
+    const QString file = QDir(folder).filePath(name);
+    EXPECT_TRUE(window_.grab().save(file)) << "cannot write " << file.toStdString();
+  }
+
+  /// The same in the dark, and in a window as narrow as a telephone.
+  void takePictures() {
+    picture("player.png");
+    const QPalette light = QApplication::palette();
+    QPalette dark(QColor(0x2b, 0x2d, 0x31), QColor(0x2b, 0x2d, 0x31));
+    dark.setColor(QPalette::Highlight, light.color(QPalette::Highlight));
+    QApplication::setPalette(dark);
+    ASSERT_TRUE(waitUntil([&] { return list().palette().color(QPalette::Base).lightness() < 128; }));
+    picture("player-dark.png");
+    QApplication::setPalette(light);
+    const QSize size = window_.size();
+    EXPECT_EQ(button("add").toolButtonStyle(), Qt::ToolButtonTextBesideIcon);
+    window_.resize(360, size.height());
+    ASSERT_TRUE(waitUntil([&] { return button("add").toolButtonStyle() == Qt::ToolButtonIconOnly; }));
+    EXPECT_EQ(window_.width(), 360);
+    picture("player-narrow.png");
+    window_.resize(size);
   }
 
   void choose(int row) {
@@ -209,13 +248,13 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
   ASSERT_NO_FATAL_FAILURE(openAddDialog(kMp4Kind));
   ASSERT_NO_FATAL_FAILURE(download(kMp4));
   EXPECT_FALSE(showsEmptyPage());
-  EXPECT_EQ(enabled(), "add pause remove");
+  EXPECT_EQ(enabled(), "add pause remove pauseAll");
   ASSERT_TRUE(waitUntil([&] { return at(kMp4).progress > 0.05 && at(kMp4).speed > 0; }));
   EXPECT_FALSE(paceText(at(kMp4)).isEmpty());
   click("pause");
   ASSERT_EQ(at(kMp4).state, ZRTaskState::Paused);
   EXPECT_LT(at(kMp4).progress, 1);
-  EXPECT_EQ(enabled(), "add resume remove");
+  EXPECT_EQ(enabled(), "add resume remove resumeAll");
   const QSignalSpy changes(&model_, &player::DownloadModel::dataChanged);
   model_.refresh();
   EXPECT_EQ(changes.count(), 0) << "nothing has changed";
@@ -251,10 +290,11 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
                                    "（原始文件，第二份，未剪辑）.mp4"));
   ASSERT_NO_FATAL_FAILURE(download(kGone));
   ASSERT_TRUE(waitFor(kGone, ZRTaskState::Errored));
-  EXPECT_EQ(detailText(at(kGone)), QStringLiteral("主机已下线"));
-  EXPECT_EQ(model_.index(kGone).data(Qt::AccessibleTextRole), at(kGone).title + QStringLiteral(", Failed, 主机已下线"));
-  EXPECT_EQ(model_.index(kGone).data(Qt::ToolTipRole), QStringLiteral("<p>主机已下线</p>"));
-  EXPECT_EQ(enabled(), "add resume remove");
+  EXPECT_EQ(detailText(at(kGone)), QStringLiteral("The device is offline"));
+  EXPECT_EQ(model_.index(kGone).data(Qt::AccessibleTextRole),
+            at(kGone).title + QStringLiteral(", Failed, The device is offline"));
+  EXPECT_EQ(model_.index(kGone).data(Qt::ToolTipRole), QStringLiteral("<p>The device is offline</p>"));
+  EXPECT_EQ(enabled(), "add resume remove resumeAll pauseAll");
 
   step("the HLS video to its end, with its cover from the web");
   ASSERT_TRUE(waitFor(kHls, ZRTaskState::Finished));
@@ -271,20 +311,23 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
   ASSERT_TRUE(
       waitUntil([&] { return !paceText(at(kShare)).isEmpty() && at(kShare).progress > 0.3 && showsCover(kShare); }));
   EXPECT_EQ(at(kShare).state, ZRTaskState::Executing);
-  if (const QString file = qEnvironmentVariable("PLAYER_SCREENSHOT"); !file.isEmpty()) {
-    EXPECT_TRUE(window_.grab().save(file)) << "cannot write " << file.toStdString();
-  }
+  EXPECT_EQ(keyboardOrder(), "add pause remove resumeAll pauseAll limit list");
+  takePictures();
 
-  step("both to their end");
+  step("both to their end, after a pause");
   ASSERT_NO_FATAL_FAILURE(choose(kMp4));
-  click("resume");
+  click("pauseAll");
+  EXPECT_TRUE(at(kShare).state == ZRTaskState::Paused && at(kGone).state == ZRTaskState::Paused);
+  EXPECT_EQ(enabled(), "add resume remove resumeAll");
+  click("resumeAll");
+  EXPECT_TRUE(at(kMp4).canPause() && at(kShare).canPause());
   ASSERT_TRUE(waitFor(kMp4, ZRTaskState::Finished) && waitFor(kShare, ZRTaskState::Finished));
   EXPECT_TRUE(zrdl::kDemoVideo.isIn(at(kMp4).playablePath.toStdString()));
   EXPECT_TRUE(zrdl::kDemoShare.isIn(at(kShare).playablePath.toStdString()));
   EXPECT_EQ(at(kMp4).size, zrdl::kDemoVideo.size());
 
   step("play, by the button and by the key");
-  EXPECT_EQ(enabled(), "add play remove");
+  EXPECT_EQ(enabled(), "add play remove resumeAll");
   click("play");
   ASSERT_NO_FATAL_FAILURE(choose(kHls));
   hasPlayer_ = false;
@@ -311,6 +354,34 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
   EXPECT_TRUE(showsEmptyPage());
   EXPECT_EQ(enabled(), "add");
   EXPECT_FALSE(std::filesystem::exists(film));
+}
+
+/// The player itself, into a folder that goes with it: its downloads begin by themselves.
+TEST(PlayerDemo, leavesNothingHoweverItEnds) {
+  for (const int signal : {SIGTERM, SIGKILL}) {
+    const TemporaryFolder temporary;
+    QFileSystemWatcher watcher;
+    const auto hasBegun = [&] {
+      std::set<std::string> names;
+      std::error_code gone;  // what is renamed meanwhile
+      watcher.addPath(temporary.path().c_str());
+      for (std::filesystem::recursive_directory_iterator at(temporary.path(), gone), end; !gone && at != end;
+           at.increment(gone)) {
+        names.insert(at->path().filename());
+        if (at->is_directory(gone)) watcher.addPath(at->path().c_str());
+      }
+      return names.contains("1-2") && names.contains("73-1-1") && names.contains("Oxwell");
+    };
+    QProcess player;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TMPDIR", temporary.path().c_str());
+    player.setProcessEnvironment(environment);
+    player.start(ZR_PLAYER, {"--demo"});
+    EXPECT_TRUE(waitUntil(hasBegun)) << player.readAllStandardError().toStdString();
+    ::kill(static_cast<pid_t>(player.processId()), signal);
+    EXPECT_TRUE(waitUntil([&] { return player.state() == QProcess::NotRunning; }));
+    EXPECT_TRUE(waitUntil([&] { return std::filesystem::is_empty(temporary.path()); })) << signal;
+  }
 }
 
 int main(int argc, char** argv) {
