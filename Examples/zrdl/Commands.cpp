@@ -124,7 +124,7 @@ int runRm(const Options& options, Reporter& reporter) {
       return kExitInterrupted;
     }
     const TaskView view = TaskView::of(*task);
-    host.manager().removeTask(task);
+    host.failureOf([&] { host.manager().removeTask(task); });
     if (task->existInDB()) {
       reporter.note("the database cannot be written: " + task->taskId() + " stays");
       allRemoved = false;

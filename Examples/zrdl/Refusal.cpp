@@ -12,7 +12,7 @@ std::string explanation(Refusal reason, std::string_view fault) {
     case Refusal::Parameters:
       return fault.empty() ? "the parameters cannot be used" : printable(fault);
     case Refusal::Store:
-      return "the store did not take it";
+      return fault.empty() ? "the store did not take it" : printable(fault);
     case Refusal::NoStore:
       return "there is no store";
   }

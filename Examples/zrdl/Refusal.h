@@ -13,8 +13,7 @@ enum class Refusal {
   NoStore,     ///< there is no store, of which the user was told
 };
 
-/// One printable line. `label` names what was asked for, `fault` what is wrong with its parameters; empty when that is
-/// not known.
+/// One printable line. `label` names what was asked for, `fault` what is wrong with it; empty when that is not known.
 std::string refusalText(Refusal reason, std::string_view label, std::string_view fault);
 
 }  // namespace zrdl

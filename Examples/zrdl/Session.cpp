@@ -38,7 +38,7 @@ std::shared_ptr<ZRDownloadTask> Session::add(const TaskRequest& request) {
   if (!task) return refuse(Refusal::Parameters, request, request.fault.empty() ? failure : request.fault);
   switch (host_.manager().addTask(task)) {
     case ZRAddTaskResult::Refused:
-      return refuse(host_.hasStore() ? Refusal::Store : Refusal::NoStore, request);
+      return refuse(host_.hasStore() ? Refusal::Store : Refusal::NoStore, request, request.storeFault());
     case ZRAddTaskResult::Exists:
       return refuse(Refusal::Exists, request);
     case ZRAddTaskResult::Added:

@@ -20,4 +20,13 @@ std::shared_ptr<ZRDownloadTask> TaskRequest::make() const {
   return nullptr;
 }
 
+// Only a share's ids are texts that are stored as they are.
+std::string TaskRequest::storeFault() const {
+  for (const char* const key : {kZRParamVid, kZRParamAlbumId}) {
+    const bool isQuoted = params[key].textValue().value_or("").find('\'') != std::string::npos;
+    if (isQuoted) return "the store takes no ' in \"" + std::string(key) + "\"";
+  }
+  return "";
+}
+
 }  // namespace zrdl

@@ -17,6 +17,9 @@ struct TaskRequest {
 
   bool hasKnownKind() const { return kind == "hls" || kind == "mp4" || kind == "share"; }
 
+  /// What keeps it from being stored, as far as the parameters show; empty when they show nothing.
+  std::string storeFault() const;
+
   /// Null when the kind is unknown or the library refuses the parameters.
   std::shared_ptr<ZRDownloadTask> make() const;
 };

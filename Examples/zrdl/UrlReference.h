@@ -5,8 +5,9 @@
 
 namespace zrdl {
 
-/// The address that `reference` means inside a document at `base`, an absolute address (RFC 3986, section 5.2). A
-/// reference that is absolute itself needs no base.
+/// The address that `reference`, which is neither empty nor a fragment alone, means inside a document at `base`, an
+/// absolute address (RFC 3986, section 5.2). A reference that is absolute itself needs no base. Empty when that is no
+/// address.
 std::string resolvedUrl(std::string_view base, std::string_view reference);
 
 /// Whether the address is http or https and names a host.

@@ -37,6 +37,7 @@ TEST(DisplayText, fittedTextTakesExactlyItsColumns) {
                         {"演示视频", 7, "演示视…"},
                         {"演示视频", 6, "演示… "},
                         {"e\xCC\x81tude", 4, "e\xCC\x81tu…"},
+                        {"⭐⭐", 3, "⭐…"},
                         {"abc", 1, "…"},
                         {"abc", 0, ""}};
   for (const Case& c : cases) {

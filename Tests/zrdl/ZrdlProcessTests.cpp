@@ -3,6 +3,8 @@
 #include <atomic>
 #include <set>
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
 #include "ZrdlSite.h"
 
 namespace fs = std::filesystem;
@@ -40,6 +42,12 @@ TEST_F(ZrdlRun, aVideoArrivesWholeAndIsToldUntilItIsRemoved) {
   EXPECT_EQ(nowhere.wait(), 1);
   EXPECT_EQ(nowhere.err(), "zrdl: cannot write " + home_ / "missing/film.mp4" + ": No such file or directory\n");
 
+  SQLite::Database database(downloadFolder() / "zrdownloadkit.db", SQLite::OPEN_READWRITE);
+  database.exec("CREATE TRIGGER keep BEFORE DELETE ON task_73_meta_tb BEGIN SELECT RAISE(ABORT, ''); END");
+  ZrdlProcess kept({"--support", home_ / "support", "rm", "73-1"});
+  EXPECT_EQ(kept.wait(), 1);
+  EXPECT_EQ(kept.err(), "zrdl: the database cannot be written: 73-1 stays\n");
+  database.exec("DROP TRIGGER keep");
   ZrdlProcess rm(with("rm 73-9 73-1 73-1"));
   EXPECT_EQ(rm.wait(), 1);
   EXPECT_EQ(rm.err(), "zrdl: there is no task 73-9\n");

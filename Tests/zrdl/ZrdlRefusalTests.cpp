@@ -18,7 +18,8 @@ TEST_F(ZrdlRefusal, linesThatMakeNoTaskAreRefusedOneByOne) {
 {"kind":"mp4","vid":{"a":1},"version":1}
 {"kind":"film","vid":1,"version":1}
 {"kind":7}
-{"kind":"share","vid":"v"})");
+{"kind":"share","vid":"v"}
+{"kind":"share","vid":"v","albumId":"it's","videoName":"n","host":"http://a/"})");
   const std::string complaints =
       "zrdl: line 1: refused: it is not a JSON object\n"
       "zrdl: line 2: refused: it is not a JSON object\n"
@@ -27,18 +28,19 @@ TEST_F(ZrdlRefusal, linesThatMakeNoTaskAreRefusedOneByOne) {
       "zrdl: line 7: refused: 视频vid不合法\n"
       "zrdl: line 8: refused: its \"kind\" is not \"hls\", \"mp4\" or \"share\"\n"
       "zrdl: line 9: refused: its \"kind\" is not \"hls\", \"mp4\" or \"share\"\n"
-      "zrdl: line 10: refused: a share needs \"vid\" and \"albumId\"\n";
+      "zrdl: line 10: refused: a share needs \"vid\" and \"albumId\"\n"
+      "zrdl: line 11: refused: the store takes no ' in \"albumId\"\n";
   ZrdlProcess json(with("batch " + home_ / "batch"));
   EXPECT_EQ(json.wait(), 1);
   EXPECT_EQ(json.err(), complaints);
   const std::string bad = "parameters";
-  EXPECT_EQ(json.values("refused", "reason"), Json({bad, bad, "exists", bad, bad, bad, bad, bad}));
-  EXPECT_EQ(json.values("refused", "line"), Json({1, 2, 5, 6, 7, 8, 9, 10}));
-  EXPECT_EQ(summaryOf(json), (std::vector<int>{1, 0, 0, 8}));
+  EXPECT_EQ(json.values("refused", "reason"), Json({bad, bad, "exists", bad, bad, bad, bad, bad, "store"}));
+  EXPECT_EQ(json.values("refused", "line"), Json({1, 2, 5, 6, 7, 8, 9, 10, 11}));
+  EXPECT_EQ(summaryOf(json), (std::vector<int>{1, 0, 0, 9}));
   ZrdlProcess plain({"--support", home_ / "other", "--mp4-info", home_ / "info.json", "batch", home_ / "batch"});
   EXPECT_EQ(plain.wait(), 1);
   EXPECT_EQ(plain.err(), complaints);
-  EXPECT_TRUE(plain.out().ends_with("\n1 finished, 0 failed, 0 stalled, 8 refused\n")) << plain.out();
+  EXPECT_TRUE(plain.out().ends_with("\n1 finished, 0 failed, 0 stalled, 9 refused\n")) << plain.out();
 }
 
 TEST_F(ZrdlRefusal, aStoreThatCannotBeOpenedFailsEveryCommandWithOneLine) {
