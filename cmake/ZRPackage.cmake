@@ -26,6 +26,11 @@ foreach(component Runtime Development Tool)
     COMPONENT ${component})
 endforeach()
 
+# The guide and the reference, as scripts/docs builds them.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_Development}
+  COMPONENT Development)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zrdownloadkit)
 set(CPACK_PACKAGE_VENDOR "ZRDownloadKit developers")
@@ -65,7 +70,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "offline-video downloads for desktop pl
 A library that a video player loads into its own process to download videos
 for watching offline: HLS, MP4, and videos shared on the local network.
 
-This package holds the headers, the CMake package and the pkg-config file.")
+This package holds the headers, the CMake package, the pkg-config file, and
+the guide and the reference as pages for a browser.")
 
 set(CPACK_COMPONENT_TOOL_DEPENDS Runtime)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${package_Tool})

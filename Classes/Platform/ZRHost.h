@@ -16,7 +16,7 @@ struct ZR_EXPORT ZRHostInfo {
   std::string videoInfoBaseURL;             ///< base URL of the video-information service, path included
 
   // How the library's HTTP client reaches the world; read when the first task needs it.
-  std::string proxy;      ///< `http://HOST:PORT` or `socks5h://HOST:PORT` for every request; empty for none
+  std::string proxy;      ///< `HOST:PORT` of an HTTP proxy, or `socks5h://HOST:PORT`, for every request; empty for none
   std::string caFile;     ///< the authorities trusted (PEM), in place of the system's; empty for these
   std::string userAgent;  ///< the User-Agent field; empty for the library's own
 

@@ -47,7 +47,8 @@ TEST(ToolkitHosts, tellARefusalACutAndWhatTheNextRunDoes) {
     };
     for (const auto& run : runs) {
       origin.route("/film.mp4", run.answer);
-      EXPECT_EQ(outputOf("XDG_DATA_HOME=" + (home / "data") + " " + program + " " + origin.url("/film.mp4") + " 5000"),
+      EXPECT_EQ(outputOf("XDG_DATA_HOME=" + (home / "data") + " timeout 60 " + program + " " + origin.url("/film.mp4") +
+                         " 5000"),
                 run.said)
           << run.what;
     }

@@ -3,7 +3,9 @@
 #include <QCoreApplication>
 #include <memory>
 
+// [include]
 #include <ZRDownloadKit/ZRQtRunLoop.h>
+// [include]
 
 int main(int argc, char** argv) {
   // [loop]
