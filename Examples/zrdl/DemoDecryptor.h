@@ -11,8 +11,7 @@ namespace zrdl {
 /// Opens the demo's playlists with the playback key that came for them.
 class DemoDecryptor final : public PlainDecryptor {
  public:
-  DemoDecryptor(std::string mkey, std::string segmentBase)
-      : PlainDecryptor(std::move(segmentBase)), mkey_(std::move(mkey)) {}
+  explicit DemoDecryptor(std::string mkey) : mkey_(std::move(mkey)) {}
 
  private:
   std::variant<Plain, std::string> plain(std::string content) const override {

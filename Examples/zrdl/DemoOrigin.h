@@ -20,7 +20,6 @@ class DemoOrigin final {
   std::string mkey() const;
   std::string cookie() const;
   std::string infoBase() const { return address("/v4/video/info"); }
-  std::string segmentBase() const { return address("/hls/"); }
 
   /// A picture for either video.
   std::string coverAddress() const { return address("/hls/clip.jpg"); }

@@ -17,7 +17,7 @@ constexpr std::int32_t kHlsVersion = 2;
 SiteAnswers demoAnswers(const DemoOrigin& origin) {
   SiteAnswers answers;
   answers.playbackKey = {{"mkey", origin.mkey()}, {"cookie", origin.cookie()}};
-  answers.decryptor = std::make_unique<DemoDecryptor>(origin.mkey(), origin.segmentBase());
+  answers.decryptor = std::make_unique<DemoDecryptor>(origin.mkey());
   answers.mp4.set(
       kVid, kMp4Version,
       {{"title", "MP4 演示"}, {"url", origin.videoAddress()}, {"duration", 60}, {"fileSize", kDemoVideo.size()}});

@@ -12,7 +12,7 @@ namespace zrdl {
 class PlainDecryptor : public PlaylistDecryptor {
  public:
   /// Relative segment addresses are inside `segmentBase`; when that is empty, inside the playlist's own address.
-  explicit PlainDecryptor(std::string segmentBase) : segmentBase_(std::move(segmentBase)) {}
+  explicit PlainDecryptor(std::string segmentBase = "") : segmentBase_(std::move(segmentBase)) {}
 
   void decrypt(const Request& request, Completion completion) final;
 

@@ -1,5 +1,4 @@
-#include <sstream>
-#include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -8,28 +7,15 @@
 namespace zrdl {
 
 TEST(UrlReference, referencesResolveAgainstTheirBase) {
-  // RFC 3986, section 5.4; of what comes out "http://a" is left out.
-  const std::string base = "http://a/b/c/d;p?q";
-  std::istringstream cases(R"(
-      g             /b/c/g            ./            /b/c/             ..g           /b/c/..g
-      ./g           /b/c/g            ..            /b/               ./../g        /b/g
-      g/            /b/c/g/           ../g          /b/g              ./g/.         /b/c/g/
-      /g            /g                ../..         /                 g/./h         /b/c/g/h
-      ?y            /b/c/d;p?y        ../../g       /g                g/../h        /b/c/h
-      g?y           /b/c/g?y          ../../../g    /g                g;x=1/./y     /b/c/g;x=1/y
-      演示          /b/c/%e6%bc%94%e7%a4%ba ../../../../g /g                g;x=1/../y    /b/c/y
-      g#s           /b/c/g#s          /./g          /g                g?y/./x       /b/c/g?y/./x
-      g?y#s         /b/c/g?y#s        /../g         /g                g?y/../x      /b/c/g?y/../x
-      ;x            /b/c/;x           g.            /b/c/g.           g#s/../x      /b/c/g#s/../x
-      g;x?y#s       /b/c/g;x?y#s      .g            /b/c/.g
-      .             /b/c/             g..           /b/c/g..)");
-  for (std::string reference, resolved; cases >> reference >> resolved;) {
-    EXPECT_EQ(resolvedUrl(base, reference), "http://a" + resolved) << reference;
-  }
-  EXPECT_EQ(resolvedUrl(base, "http:g"), "");
-  EXPECT_EQ(resolvedUrl(base, "//g"), "http://g/");
-  EXPECT_EQ(resolvedUrl("", "http://a/b c?d='+|%20"), "http://a/b%20c?d='+|%20");
-  EXPECT_EQ(resolvedUrl("http://a", "g"), "http://a/g");
+  const std::pair<const char*, const char*> cases[] = {
+      {"../../../g/./h?y/../z#s", "http://a/g/h?y/../z#s"},
+      {"?y", "http://a/b/c/d;p?y"},
+      {"//g/x", "http://g/x"},
+      {"演 示", "http://a/b/c/%e6%bc%94%20%e7%a4%ba"},
+      {"https://e/b c?d='+|%20", "https://e/b%20c?d='+|%20"},
+      {"http:g", ""},
+  };
+  for (const auto& [reference, resolved] : cases) EXPECT_EQ(resolvedUrl("http://a/b/c/d;p?q", reference), resolved);
   EXPECT_EQ(resolvedUrl("", "https://a/b/../c"), "https://a/c");
   EXPECT_EQ(resolvedUrl("", "g"), "");
 }
