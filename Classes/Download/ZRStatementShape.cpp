@@ -75,8 +75,9 @@ class Walk final {
     return true;
   }
 
-  bool takeOut(ZRStatementShape::Literal literal, std::size_t size) {
-    shape_.literals.push_back(std::move(literal));
+  template <class Value>
+  bool takeOut(Value value, std::size_t size) {
+    shape_.literals.emplace_back(std::move(value));
     shape_.text += '?';
     rest_.remove_prefix(size);
     return true;

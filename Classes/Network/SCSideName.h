@@ -10,7 +10,8 @@ class SCSideName final {
   /// What every helper of the file NAME begins with, a dot follows: `.NAME`; where a helper's name would become longer
   /// than file systems allow, a hash takes NAME's place.
   static std::string stem(std::string_view name) {
-    return name.size() <= kLongestName - kLongestAddition ? "." + std::string(name) : "." + hashOf(name);
+    const bool fits = name.size() <= kLongestName - kLongestAddition;
+    return std::string(1, '.').append(fits ? std::string(name) : hashOf(name));
   }
 
   /// The file while it arrives, if it does not grow in place.
