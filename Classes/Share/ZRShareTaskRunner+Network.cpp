@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "SCAddress.h"
@@ -38,6 +39,12 @@ std::optional<std::string> textIn(const ZRValue& value) {
 
 bool isAddress(const std::string& text) {
   return std::holds_alternative<SCAddress>(SCAddress::parse(text));
+}
+
+/// All that a power cut may leave of a cover is its name.
+bool isEmptyFile(const std::string& path) {
+  std::error_code gone;
+  return std::filesystem::is_regular_file(path, gone) && std::filesystem::file_size(path, gone) == 0;
 }
 
 ZRError cannotFindShareURLError(const char* reason) {
@@ -161,7 +168,8 @@ void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
 // Nothing waits for the cover, and its failure changes nothing.
 void ZRShareTaskRunner::downloadCoverImg() {
   const std::optional<std::string> path = coverFilePath();
-  if (!coverReq_.expired() || !path || ZRPath::exists(*path) || !_makeRoomForFile(*path)) return;
+  const bool isThere = path && ZRPath::exists(*path) && !isEmptyFile(*path);
+  if (!coverReq_.expired() || !path || isThere || !_makeRoomForFile(*path)) return;
   const auto request =
       _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end

@@ -136,6 +136,13 @@ TEST_F(ZRShareTaskRunnerDownloadTest, restartedTaskContinuesTheVideoAndKeepsTheC
   EXPECT_EQ(std::tuple(detailRequests(), coverRequests()), std::tuple(2U, covers));
 }
 
+TEST_F(ZRShareTaskRunnerDownloadTest, aCoverThatAPowerCutEmptiedIsFetchedAgain) {
+  writeFile(file("v1.jpg"), "");
+  device_.serveFile("/v", {.bytes = bytes_});
+  finished(add(params()));
+  EXPECT_TRUE(runUntil([&] { return hasCover(); }));
+}
+
 // What does not come although the device goes on telling of it.
 
 struct FruitlessShare {
