@@ -67,11 +67,11 @@ std::string ZRM3u8TaskRunner::mp4VideoSavePath() const {
 }
 
 std::string ZRM3u8TaskRunner::currentDownloadSegmentPath() const {
-  return _segmentPath(currentSegment_);
+  return _savePath(_segmentName(currentSegment_));
 }
 
-std::string ZRM3u8TaskRunner::_segmentPath(std::int64_t segment) const {
-  return _savePath(std::to_string(segment) + ".ts");
+std::string ZRM3u8TaskRunner::_segmentName(std::int64_t segment) {
+  return std::to_string(segment) + ".ts";
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::localRelativeFilePath() const {
@@ -91,10 +91,11 @@ bool ZRM3u8TaskRunner::validateCurrentDownloadSegment() const {
 /// Goes back to the first segment that is not whole when the files are not as long as the row says; false when they
 /// are. The row may be from before a power cut that the files did not survive.
 bool ZRM3u8TaskRunner::rewindToWholeSegments() {
+  const std::filesystem::path folder = videoSaveDir();  // once: asking for it looks at the disk
   std::vector<std::uint64_t> lengths;
   std::error_code missing;
   for (std::int64_t segment = 0; segment < currentSegment_ && !missing; ++segment) {
-    const std::uintmax_t length = std::filesystem::file_size(_segmentPath(segment), missing);
+    const std::uintmax_t length = std::filesystem::file_size(folder / _segmentName(segment), missing);
     lengths.push_back(missing ? 0 : length);
   }
   if (std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0}) == allDownloadedSegmentsBytes_ && !missing) {

@@ -141,7 +141,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   std::string _savePath(std::string_view fileName) const;
   std::string _localRelativeM3U8FilePath() const;
   std::string _localFullM3U8FilePath() const;
-  std::string _segmentPath(std::int64_t segment) const;
+  static std::string _segmentName(std::int64_t segment);
   bool validateCurrentDownloadSegment() const;
   bool rewindToWholeSegments();
 
