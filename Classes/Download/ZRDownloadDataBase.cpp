@@ -9,9 +9,9 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include "SCFileDescriptor.h"
 #include "ZRBackgroundQueue.h"
 #include "ZRDownloadManager.h"
+#include "ZRFileDescriptor.h"
 #include "ZRPath.h"
 #include "ZRStatementShape.h"
 
@@ -264,7 +264,7 @@ std::string ZRDownloadDataBase::filePath() {
 
 // The log has no locks of SQLite's on it, which closing a second descriptor would take away.
 void ZRDownloadDataBase::makeDurable(const std::string& path) {
-  const SCFileDescriptor log(::open((path + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const ZRFileDescriptor log(::open((path + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (log) (void)::fsync(log.get());
 }
 

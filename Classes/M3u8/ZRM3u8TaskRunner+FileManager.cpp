@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "SCFileDescriptor.h"
+#include "ZRFileDescriptor.h"
 #include "ZRM3u8Rules.h"
 #include "ZRM3u8TaskRunner.h"
 #include "ZRPath.h"
@@ -16,7 +16,7 @@ namespace {
 
 /// How many bytes of the file's start were read into `bytes`; nothing when the file cannot be read.
 std::optional<std::size_t> readStart(const std::string& path, std::span<std::uint8_t> bytes) {
-  const SCFileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const ZRFileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file) return std::nullopt;
   std::size_t size = 0;
   while (size < bytes.size()) {

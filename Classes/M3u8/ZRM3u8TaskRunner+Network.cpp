@@ -54,7 +54,7 @@ void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
   request->setQueryParameters(std::move(query));
   request->setResponseParser(std::move(parser));
   request->setResponseHandler([completion = std::move(completion)](const auto&, const auto& response) {
-    completion(response->err(), response->template parserModel<ZRDownloadVideoInfo>());
+    completion(response.err(), response.template parserModel<ZRDownloadVideoInfo>());
   });
   _log(0, "step1:%@", request);
   _cancelCurrentReq();

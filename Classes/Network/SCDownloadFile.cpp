@@ -64,7 +64,7 @@ SCDownloadFile::~SCDownloadFile() {
 Failure SCDownloadFile::prepare() {
   if (name_.empty() || name_ == "." || name_ == "..") return failed("path", EINVAL);
   const std::string folder = path_.substr(0, path_.size() - name_.size());
-  folder_ = SCFileDescriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  folder_ = ZRFileDescriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder_) return failed("open folder", errno);
 
   struct stat found {};
@@ -82,7 +82,7 @@ Failure SCDownloadFile::prepare() {
 }
 
 Failure SCDownloadFile::open(const std::string& name, int flags) {
-  file_ = SCFileDescriptor(::openat(folder_.get(), name.c_str(), closeOnExec(flags), kMode));
+  file_ = ZRFileDescriptor(::openat(folder_.get(), name.c_str(), closeOnExec(flags), kMode));
   struct stat found {};
   if (!file_ || ::fstat(file_.get(), &found) != 0) return failed("open", errno);
   if (!S_ISREG(found.st_mode)) return failed("open", EEXIST);
@@ -108,7 +108,7 @@ Failure SCDownloadFile::openNewPart() {
 
 /// A part that nobody writes is of a process that was killed. It is not written to: its name may be a link's.
 Failure SCDownloadFile::removeLeftoverPart() {
-  const SCFileDescriptor part(::openat(folder_.get(), partName_.c_str(), closeOnExec(O_RDONLY)));
+  const ZRFileDescriptor part(::openat(folder_.get(), partName_.c_str(), closeOnExec(O_RDONLY)));
   if (!part && errno == ENOENT) return {};
   if (part && !part.lock()) return SCFailure::fileBusy();
   const bool isGone = ::unlinkat(folder_.get(), partName_.c_str(), 0) == 0 ||

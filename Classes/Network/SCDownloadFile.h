@@ -8,10 +8,10 @@
 #include <sys/types.h>
 
 #include "SCBufferPool.h"
-#include "SCFileDescriptor.h"
 #include "SCVersion.h"
 #include "SCVersionFile.h"
 #include "ZRError.h"
+#include "ZRFileDescriptor.h"
 
 /// The file end of one download. Owned by its transfer; the agent's thread only.
 ///
@@ -88,9 +88,9 @@ class SCDownloadFile final {
   const std::string name_;  // empty when the path is none
   const std::string partName_;
 
-  SCFileDescriptor folder_;
+  ZRFileDescriptor folder_;
   SCVersionFile versionFile_{folder_, name_};
-  SCFileDescriptor file_;
+  ZRFileDescriptor file_;
   ino_t inode_ = 0;  // of file_
   SCVersion version_;
   std::int64_t length_ = 0;

@@ -13,6 +13,9 @@ void SCNetworkBaseApi::cancel() {
   if (ticket) ticket->cancel();
 }
 
+void SCNetworkBaseApi::tellProgress(const std::shared_ptr<SCNetworkBaseApi>&, std::int64_t, std::int64_t,
+                                    std::int64_t) const {}
+
 void SCNetworkBaseApi::dropHandlers() {
   const ResponseHandler dropped = std::exchange(responseHandler_, {});
 }

@@ -13,6 +13,7 @@
 #include "ZRObject.h"
 
 class SCTransferTicket;
+struct SCTransferSpec;
 
 /// One plain HTTP request: filled in with the setters, handed once to `SCNetworkAgent::execApi`, and kept by whoever
 /// wants to cancel it. Main loop's thread only; shared, the agent keeps it alive until its `responseHandler` has run.
@@ -20,7 +21,7 @@ class SCNetworkBaseApi : public ZRObject {
  public:
   /// Called once when the request ends, successfully or not; never after `cancel`.
   using ResponseHandler = std::function<void(const std::shared_ptr<SCNetworkBaseApi>& request,
-                                             const std::shared_ptr<SCNetworkApiResponseProtocol>& response)>;
+                                             const SCNetworkApiResponseProtocol& response)>;
 
   SCNetworkBaseApi();
   ~SCNetworkBaseApi() override;
@@ -66,6 +67,14 @@ class SCNetworkBaseApi : public ZRObject {
  private:
   friend class SCNetworkAgent;
   friend class SCTransferTicket;
+  friend struct SCTransferSpec;
+
+  /// Adds what only this kind of request tells the agent's thread.
+  virtual void describeTo(SCTransferSpec&) const {}
+
+  /// Calls the handler that hears of bytes, where this kind of request has one; `itself` is this request.
+  virtual void tellProgress(const std::shared_ptr<SCNetworkBaseApi>& itself, std::int64_t chunk, std::int64_t received,
+                            std::int64_t expected) const;
 
   virtual const char* className() const noexcept { return "SCNetworkBaseApi"; }
 

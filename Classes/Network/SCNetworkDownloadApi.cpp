@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "SCSideName.h"
+#include "SCTransferSpec.h"
 
 void SCNetworkDownloadApi::forgetVersion(const std::string& path) {
   const std::size_t nameAt = path.rfind('/') + 1;
@@ -11,6 +12,16 @@ void SCNetworkDownloadApi::forgetVersion(const std::string& path) {
   for (const std::string& helper : {SCSideName::version(name), SCSideName::versionDraft(name)}) {
     (void)::unlink((folder + helper).c_str());  // a leftover costs nothing but its place
   }
+}
+
+void SCNetworkDownloadApi::describeTo(SCTransferSpec& spec) const {
+  spec.target = {downloadFilePath_, useBreakpointContinuous_, static_cast<bool>(progressHandler_)};
+}
+
+void SCNetworkDownloadApi::tellProgress(const std::shared_ptr<SCNetworkBaseApi>& itself, std::int64_t chunk,
+                                        std::int64_t received, std::int64_t expected) const {
+  const ProgressHandler handler = progressHandler_;  // it may cancel the request
+  if (handler) handler(itself, chunk, received, expected);
 }
 
 void SCNetworkDownloadApi::dropHandlers() {

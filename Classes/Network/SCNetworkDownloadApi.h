@@ -46,6 +46,9 @@ class SCNetworkDownloadApi final : public SCNetworkBaseApi {
   void dropHandlers() override;
 
  private:
+  void describeTo(SCTransferSpec& spec) const override;
+  void tellProgress(const std::shared_ptr<SCNetworkBaseApi>& itself, std::int64_t chunk, std::int64_t received,
+                    std::int64_t expected) const override;
   const char* className() const noexcept override { return "SCNetworkDownloadApi"; }
 
   std::string downloadFilePath_;

@@ -4,7 +4,6 @@
 
 #include "SCAddress.h"
 #include "SCFailure.h"
-#include "SCNetworkDownloadApi.h"
 #include "SCURL.h"
 
 namespace {
@@ -38,9 +37,6 @@ SCTransferSpec SCTransferSpec::of(const SCNetworkBaseApi& request) {
     spec.refusal = SCFailure::transport(SCURLErrorCode::BadURL, "malformed header field");
   }
   if (request.method() != 0) spec.refusal = SCFailure::transport(SCURLErrorCode::BadURL, "unknown method");
-  if (const auto* download = dynamic_cast<const SCNetworkDownloadApi*>(&request)) {
-    spec.target = Target{download->downloadFilePath(), download->useBreakpointContinuous(),
-                         static_cast<bool>(download->progressHandler())};
-  }
+  request.describeTo(spec);
   return spec;
 }

@@ -4,26 +4,6 @@
 #include <utility>
 
 #include "SCFailure.h"
-#include "SCNetworkDownloadApi.h"
-
-namespace {
-
-class Response final : public SCNetworkApiResponseProtocol {
- public:
-  Response(std::optional<ZRError> error, SCParserResult result, int status)
-      : error_(std::move(error)), result_(std::move(result)), status_(status) {}
-
-  const std::optional<ZRError>& err() const override { return error_; }
-  const SCParserResult& parserResult() const override { return result_; }
-  int statusCode() const override { return status_; }
-
- private:
-  const std::optional<ZRError> error_;
-  const SCParserResult result_;
-  const int status_;
-};
-
-}  // namespace
 
 SCTransferTicket::SCTransferTicket(std::shared_ptr<SCNetworkBaseApi> request, ZRRunLoop& loop,
                                    std::weak_ptr<SCTicketOwner> owner)
@@ -54,7 +34,7 @@ void SCTransferTicket::postProgress() {
 }
 
 void SCTransferTicket::postEnd(std::optional<ZRError> error, SCParserResult result, int status) {
-  auto response = std::make_shared<Response>(std::move(error), std::move(result), status);
+  SCNetworkApiResponseProtocol response(std::move(error), std::move(result), status);
   loop_.post([self = shared_from_this(), response = std::move(response)] { self->deliverEnd(response); });
 }
 
@@ -77,13 +57,10 @@ void SCTransferTicket::deliverProgress() {
     progress = std::exchange(progress_, {});
     progressPosted_ = false;
   }
-  if (!request || !progress.isDue) return;
-  const auto& download = static_cast<const SCNetworkDownloadApi&>(*request);         // nothing else makes progress
-  const SCNetworkDownloadApi::ProgressHandler handler = download.progressHandler();  // it may cancel the request
-  if (handler) handler(request, progress.chunk, progress.received, progress.expected);
+  if (request && progress.isDue) request->tellProgress(request, progress.chunk, progress.received, progress.expected);
 }
 
-void SCTransferTicket::deliverEnd(const std::shared_ptr<SCNetworkApiResponseProtocol>& response) {
+void SCTransferTicket::deliverEnd(const SCNetworkApiResponseProtocol& response) {
   deliverProgress();
   const std::shared_ptr<SCNetworkBaseApi> request = std::exchange(request_, nullptr);
   if (!request) return;

@@ -66,7 +66,7 @@ class SCTransferTicket final : public std::enable_shared_from_this<SCTransferTic
   };
 
   void deliverProgress();
-  void deliverEnd(const std::shared_ptr<SCNetworkApiResponseProtocol>& response);
+  void deliverEnd(const SCNetworkApiResponseProtocol& response);
 
   // Set once.
   ZRRunLoop& loop_;

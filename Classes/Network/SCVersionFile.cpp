@@ -9,11 +9,11 @@
 #include "SCFailure.h"
 #include "SCSideName.h"
 
-SCVersionFile::SCVersionFile(const SCFileDescriptor& folder, std::string_view name)
+SCVersionFile::SCVersionFile(const ZRFileDescriptor& folder, std::string_view name)
     : folder_(folder), name_(SCSideName::version(name)), draftName_(SCSideName::versionDraft(name)) {}
 
 std::optional<SCVersion> SCVersionFile::read() const {
-  const SCFileDescriptor file(::openat(folder_.get(), name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const ZRFileDescriptor file(::openat(folder_.get(), name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!file) return errno == EMFILE || errno == ENFILE ? std::nullopt : std::optional(SCVersion());
   std::array<char, 2048> text;
   const ssize_t size = ::read(file.get(), text.data(), text.size());
@@ -28,7 +28,7 @@ void SCVersionFile::replace(const SCVersion& version) const {
 }
 
 bool SCVersionFile::writeDraft(std::string_view text) const {
-  SCFileDescriptor draft(::openat(folder_.get(), draftName_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  ZRFileDescriptor draft(::openat(folder_.get(), draftName_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (!draft) return false;
   const ssize_t written = ::write(draft.get(), text.data(), text.size());
   return draft.close() && written == static_cast<ssize_t>(text.size());

@@ -4,16 +4,16 @@
 #include <string>
 #include <string_view>
 
-#include "SCFileDescriptor.h"
 #include "SCVersion.h"
 #include "ZRError.h"
+#include "ZRFileDescriptor.h"
 
 /// `.NAME.resume`, the file beside a partial one that tells which version its bytes are of. Whatever else stands at its
 /// name, or at the name under which it is written, is no version, and is not followed or written to.
 class SCVersionFile final {
  public:
   /// `folder` outlives this.
-  SCVersionFile(const SCFileDescriptor& folder, std::string_view name);
+  SCVersionFile(const ZRFileDescriptor& folder, std::string_view name);
 
   /// An unknown version when there is no readable one; nothing, with the reason in `errno`, when the process has no
   /// descriptor left to look.
@@ -28,7 +28,7 @@ class SCVersionFile final {
  private:
   bool writeDraft(std::string_view text) const;
 
-  const SCFileDescriptor& folder_;
+  const ZRFileDescriptor& folder_;
   const std::string name_;
   const std::string draftName_;
 };

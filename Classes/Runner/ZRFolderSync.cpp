@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "SCFailure.h"
-#include "SCFileDescriptor.h"
+#include "ZRFileDescriptor.h"
 
 namespace fs = std::filesystem;
 
@@ -34,8 +34,8 @@ constexpr auto kSyncData = ::fdatasync;
 constexpr auto kSyncData = ::fsync;
 #endif
 
-SCFileDescriptor openFolder(const std::string& folder) {
-  return SCFileDescriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+ZRFileDescriptor openFolder(const std::string& folder) {
+  return ZRFileDescriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 /// What a folder holds, relative to it; a folder stands before what is in it.
@@ -68,7 +68,7 @@ bool syncFileSystem(int folder) {
 
 /// Names are taken below the open folder: one that takes its place meanwhile is another task's.
 std::optional<ZRError> syncFile(int folder, const std::string& name) {
-  const SCFileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const ZRFileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!file) return errno == ENOENT ? std::nullopt : std::optional(failed("open", errno));
   const int error = sync(file.get(), kSyncData);
   if (error == 0) return std::nullopt;
@@ -88,7 +88,7 @@ void syncWayTo(fs::path folder) {
 }  // namespace
 
 std::optional<ZRError> ZRFolderSync::makeDurable(const std::string& folder) {
-  const SCFileDescriptor opened = openFolder(folder);
+  const ZRFileDescriptor opened = openFolder(folder);
   if (!opened) return failed("open folder", errno);
   const std::optional<Contents> contents = contentsOf(folder);
   if (!contents) return failed("read folder", EIO);
@@ -106,12 +106,12 @@ std::optional<ZRError> ZRFolderSync::makeDurable(const std::string& folder) {
 
 void ZRFolderSync::makeFileDurable(const std::string& path) {
   const fs::path file(path);
-  const SCFileDescriptor opened = openFolder(file.parent_path());
+  const ZRFileDescriptor opened = openFolder(file.parent_path());
   if (!opened) return;
   (void)syncFile(opened.get(), file.filename());  // nothing speaks of it yet
   (void)sync(opened.get(), ::fsync);
 }
 
 void ZRFolderSync::syncNames(const std::string& folder) {
-  if (const SCFileDescriptor opened = openFolder(folder)) (void)sync(opened.get(), ::fsync);
+  if (const ZRFileDescriptor opened = openFolder(folder)) (void)sync(opened.get(), ::fsync);
 }

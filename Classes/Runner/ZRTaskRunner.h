@@ -157,7 +157,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   SCNetworkBaseApi::ResponseHandler _whileExecuting(void (Runner::*ended)(const SCNetworkApiResponseProtocol&)) {
     return [weak = _weak<Runner>(), ended](const auto&, const auto& response) {
       const auto self = weak.lock();
-      if (self && self->isExecuting()) (self.get()->*ended)(*response);
+      if (self && self->isExecuting()) (self.get()->*ended)(response);
     };
   }
 

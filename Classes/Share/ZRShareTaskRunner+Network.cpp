@@ -74,7 +74,7 @@ void ZRShareTaskRunner::fetchShareUrl(std::function<void(const std::string&)> co
   request->setQueryParameters(std::move(query));
   request->setResponseHandler([self = _weak<ZRShareTaskRunner>().lock(), completion = std::move(completion)](
                                   const auto&, const auto& response) {
-    const std::string* const found = response->err() ? nullptr : response->parserResult().value.asText();
+    const std::string* const found = response.err() ? nullptr : response.parserResult().value.asText();
     if (found == nullptr || !isAddress(*found)) return self->throwErr(ZRShareRules::hostOfflineError());
     completion(*found);
   });
@@ -99,11 +99,11 @@ void ZRShareTaskRunner::fetchHostWithShareUrl(const std::string& shareUrl, TextC
       [weak = _weak<ZRShareTaskRunner>(), completion = std::move(completion)](const auto&, const auto& response) {
         const auto self = weak.lock();
         if (!self) return;
-        if (response->err()) {
-          self->throwErr(*response->err());
+        if (response.err()) {
+          self->throwErr(*response.err());
           return;
         }
-        const ZRDictionary* const found = response->parserResult().value.asDictionary();
+        const ZRDictionary* const found = response.parserResult().value.asDictionary();
         const ZRDictionary addresses = found != nullptr ? *found : ZRDictionary();
         self->pingLanHost(textIn(addresses["lan"]),
                           [completion, relay = textIn(addresses["url"])](const std::optional<std::string>& lan) {
@@ -118,7 +118,7 @@ void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, T
   const auto request = makeRequest(ZRShareRules::pingURL(*baseUrl), makeParser<SCNetworkJsonResponseParser>("data"));
   request->setTimeout(kPingTimeout);
   request->setResponseHandler([baseUrl, completion = std::move(completion)](const auto&, const auto& response) {
-    completion(response->err() ? std::nullopt : baseUrl);
+    completion(response.err() ? std::nullopt : baseUrl);
   });
   _startUnrecorded(request);
 }
@@ -136,7 +136,7 @@ void ZRShareTaskRunner::requestShareVideoDetail() {
   const auto request = makeRequest(host + "video.action?videoId=" + vid().value_or(""), std::move(parser));
   request->setResponseHandler([weak = _weak<ZRShareTaskRunner>()](const auto&, const auto& response) {
     const auto self = weak.lock();
-    if (self) self->detailEnded(*response);
+    if (self) self->detailEnded(response);
   });
   _log(0, "shareDownloadVideo:%@", request);
   startShareRequest(request);
@@ -173,7 +173,7 @@ void ZRShareTaskRunner::downloadCoverImg() {
   const auto request =
       _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end
-    if (!response->err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
+    if (!response.err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
   });
   _log(0, "shareDownloadCoverImg:%@", request);
   _startUnrecorded(request);
@@ -227,7 +227,7 @@ void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::strin
   request->setResponseHandler([weak = _weak<ZRShareTaskRunner>(), index, completion = std::move(completion)](
                                   const auto&, const auto& response) {
     const auto self = weak.lock();
-    if (self && self->isExecuting()) self->subtitleEnded(*response, index, completion);
+    if (self && self->isExecuting()) self->subtitleEnded(response, index, completion);
   });
   _log(0, "shareDownloadSubtitle:%@", request);
   startShareRequest(request);

@@ -90,9 +90,9 @@ class NetworkFixture : public testing::Test {
     }
     request->setResponseHandler([outcome](const auto&, const auto& response) {
       ++outcome->ends;
-      outcome->err = response->err();
-      outcome->status = response->statusCode();
-      outcome->result = response->parserResult();
+      outcome->err = response.err();
+      outcome->status = response.statusCode();
+      outcome->result = response.parserResult();
     });
     agent().execApi(request);
     return outcome;

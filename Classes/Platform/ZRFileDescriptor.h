@@ -7,16 +7,16 @@
 #include <unistd.h>
 
 /// An open file that is closed at the end of its scope.
-class SCFileDescriptor final {
+class ZRFileDescriptor final {
  public:
-  SCFileDescriptor() = default;
-  explicit SCFileDescriptor(int fd) noexcept : fd_(fd) {}
-  SCFileDescriptor(SCFileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  SCFileDescriptor& operator=(SCFileDescriptor&& other) noexcept {
+  ZRFileDescriptor() = default;
+  explicit ZRFileDescriptor(int fd) noexcept : fd_(fd) {}
+  ZRFileDescriptor(ZRFileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  ZRFileDescriptor& operator=(ZRFileDescriptor&& other) noexcept {
     std::swap(fd_, other.fd_);
     return *this;
   }
-  ~SCFileDescriptor() { close(); }
+  ~ZRFileDescriptor() { close(); }
 
   int get() const noexcept { return fd_; }
   explicit operator bool() const noexcept { return fd_ >= 0; }

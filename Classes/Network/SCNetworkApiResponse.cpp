@@ -1,3 +1,0 @@
-#include "SCNetworkApiResponse.h"
-
-SCNetworkApiResponseProtocol::~SCNetworkApiResponseProtocol() = default;
