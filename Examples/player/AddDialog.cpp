@@ -60,8 +60,8 @@ constexpr std::array kKinds{
     Kind{"share", QT_TRANSLATE_NOOP("AddDialog", "Shared on the local network"), kShareFields},
 };
 
-ZRDictionary suggestionFor(const char* kind, const std::vector<zrdl::TaskRequest>& suggestions) {
-  for (const zrdl::TaskRequest& suggestion : suggestions) {
+ZRDictionary suggestionFor(const char* kind, const std::vector<site::TaskRequest>& suggestions) {
+  for (const site::TaskRequest& suggestion : suggestions) {
     if (suggestion.kind == kind) return suggestion.params;
   }
   return {};
@@ -92,7 +92,7 @@ ZRValue valueOf(const Field& field, const QWidget& form) {
 
 }  // namespace
 
-AddDialog::AddDialog(const std::vector<zrdl::TaskRequest>& suggestions, Add add, QWidget* parent)
+AddDialog::AddDialog(const std::vector<site::TaskRequest>& suggestions, Add add, QWidget* parent)
     : QDialog(parent), add_(std::move(add)) {
   setWindowTitle(tr("Add a download"));
   setMinimumWidth(440);
@@ -157,9 +157,9 @@ std::size_t AddDialog::kind() const {
   return static_cast<std::size_t>(kinds_->currentIndex());
 }
 
-zrdl::TaskRequest AddDialog::request() const {
+site::TaskRequest AddDialog::request() const {
   const Kind& chosen = kKinds[kind()];
-  zrdl::TaskRequest request{chosen.name, {}, chosen.label};
+  site::TaskRequest request{chosen.name, {}};
   for (const Field& field : chosen.fields) request.params.set(field.key, valueOf(field, *forms_[kind()]));
   return request;
 }
@@ -172,7 +172,7 @@ void AddDialog::chosen() {
 
 /// Only what can be asked for can be sent off.
 void AddDialog::changed() {
-  const zrdl::TaskRequest now = request();
+  const site::TaskRequest now = request();
   const bool complete = std::ranges::all_of(
       kKinds[kind()].fields, [&now](const Field& field) { return !field.required || now.params.contains(field.key); });
   buttons_->button(QDialogButtonBox::Ok)->setEnabled(complete);

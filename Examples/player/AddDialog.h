@@ -19,13 +19,13 @@ class AddDialog final : public QDialog {
 
  public:
   /// Takes the request, or says why not.
-  using Add = std::function<QString(const zrdl::TaskRequest& request)>;
+  using Add = std::function<QString(const site::TaskRequest& request)>;
 
   /// `suggestions` fill the fields of their kinds.
-  AddDialog(const std::vector<zrdl::TaskRequest>& suggestions, Add add, QWidget* parent);
+  AddDialog(const std::vector<site::TaskRequest>& suggestions, Add add, QWidget* parent);
 
   /// What the fields of the chosen kind say.
-  zrdl::TaskRequest request() const;
+  site::TaskRequest request() const;
 
   void accept() override;
 

@@ -61,7 +61,7 @@ QString timeLeftText(const Download& download) {
 }  // namespace
 
 Download Download::of(const ZRDownloadTask& task) {
-  const zrdl::TaskView view = zrdl::TaskView::of(task);
+  const site::TaskView view = site::TaskView::of(task);
   const ZRDictionary info = task.videoInfoDic().value_or(ZRDictionary());
   Download download;
   download.id = textOf(view.id);

@@ -5,7 +5,7 @@
 #include "ZRQtRunLoop.h"
 
 namespace player {
-Library::Library(ZRHostInfo host, zrdl::SiteAnswers answers)
+Library::Library(ZRHostInfo host, site::Answers answers)
     : loop_(std::make_shared<ZRQtRunLoop>()), site_(std::move(answers), loop_) {
   ZRRunLoop::setMain(loop_);
   ZRHost::setCurrent(std::move(host));

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "SiteCallbacks.h"
+#include "Callbacks.h"
 #include "ZRDownloadKit.h"
 
 namespace player {
@@ -12,7 +12,7 @@ namespace player {
 /// when it is destroyed.
 class Library final {
  public:
-  Library(ZRHostInfo host, zrdl::SiteAnswers answers);
+  Library(ZRHostInfo host, site::Answers answers);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -21,7 +21,7 @@ class Library final {
 
  private:
   const std::shared_ptr<ZRRunLoop> loop_;
-  zrdl::SiteCallbacks site_;
+  site::Callbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
 };
 

@@ -28,7 +28,7 @@ constexpr QSize kDefaultSize(860, 440);
 
 }  // namespace
 
-MainWindow::MainWindow(ZRDownloadManager& manager, DownloadModel& model, std::vector<zrdl::TaskRequest> suggestions,
+MainWindow::MainWindow(ZRDownloadManager& manager, DownloadModel& model, std::vector<site::TaskRequest> suggestions,
                        Opener opener)
     : manager_(manager), model_(model), suggestions_(std::move(suggestions)), opener_(std::move(opener)) {
   setWindowTitle(tr("Downloads"));
@@ -138,12 +138,12 @@ QListView* MainWindow::makeList() {
 
 void MainWindow::add() {
   auto* const dialog = new AddDialog(
-      suggestions_, [this](const zrdl::TaskRequest& request) { return tryToAdd(request); }, this);
+      suggestions_, [this](const site::TaskRequest& request) { return tryToAdd(request); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
 }
 
-QString MainWindow::tryToAdd(const zrdl::TaskRequest& request) {
+QString MainWindow::tryToAdd(const site::TaskRequest& request) {
   const std::shared_ptr<ZRDownloadTask> task = request.make();
   if (!task) return tr("These values name no video.");
   switch (manager_.addTask(task)) {

@@ -26,7 +26,7 @@ class MainWindow final : public QMainWindow {
   using Opener = std::function<bool(const QUrl& file)>;
 
   /// The manager and the model must outlive the window. `suggestions` fill the form for new downloads.
-  MainWindow(ZRDownloadManager& manager, DownloadModel& model, std::vector<zrdl::TaskRequest> suggestions,
+  MainWindow(ZRDownloadManager& manager, DownloadModel& model, std::vector<site::TaskRequest> suggestions,
              Opener opener);
 
  private:
@@ -38,7 +38,7 @@ class MainWindow final : public QMainWindow {
   QListView* makeList();
 
   void add();
-  QString tryToAdd(const zrdl::TaskRequest& request);
+  QString tryToAdd(const site::TaskRequest& request);
   void play();
   void resume();
   void pause();
@@ -56,7 +56,7 @@ class MainWindow final : public QMainWindow {
 
   ZRDownloadManager& manager_;
   DownloadModel& model_;
-  const std::vector<zrdl::TaskRequest> suggestions_;
+  const std::vector<site::TaskRequest> suggestions_;
   const Opener opener_;
   QAction* add_ = nullptr;
   QAction* play_ = nullptr;

@@ -21,19 +21,19 @@
 #include "DemoSite.h"
 #include "DisposableFolder.h"
 #include "DownloadModel.h"
-#include "ExitStatus.h"
 #include "Library.h"
 #include "MainWindow.h"
 
 namespace {
 
 constexpr unsigned kDemoSlowness = 4;  // time enough to pause
+constexpr int kExitUsage = 2;
 
 /// What the command line says.
 struct Arguments {
   bool demo = false;
   QString folder;
-  zrdl::Options sites;
+  site::Settings sites;
 };
 
 Arguments readArguments(const QCoreApplication& app) {
@@ -75,7 +75,7 @@ ZRHostInfo hostIn(const QString& folder, const std::string& infoBase) {
 }
 
 /// The window, and what `begin` does once the library is there.
-int show(ZRHostInfo host, zrdl::SiteAnswers answers, const std::vector<zrdl::TaskRequest>& suggestions,
+int show(ZRHostInfo host, site::Answers answers, const std::vector<site::TaskRequest>& suggestions,
          const std::function<void(ZRDownloadManager&)>& begin) {
   player::Library library(std::move(host), std::move(answers));
   player::DownloadModel model(library.manager());
@@ -89,11 +89,11 @@ int show(ZRHostInfo host, zrdl::SiteAnswers answers, const std::vector<zrdl::Tas
 int showDemo(const QString& folder) {
   std::optional<player::DisposableFolder> temporary;
   if (folder.isEmpty()) temporary.emplace();
-  const zrdl::DemoOrigin origin(kDemoSlowness);
-  const std::vector<zrdl::TaskRequest> requests{zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin)};
+  const site::DemoOrigin origin(kDemoSlowness);
+  const std::vector<site::TaskRequest> requests{site::demoHls(), site::demoMp4(), site::demoShare(origin)};
   return show(hostIn(temporary ? QString::fromStdString(temporary->path()) : folder, origin.infoBase()),
-              zrdl::demoAnswers(origin), requests, [&requests](ZRDownloadManager& manager) {
-                for (const zrdl::TaskRequest& request : requests) std::ignore = manager.addTask(request.make());
+              site::demoAnswers(origin), requests, [&requests](ZRDownloadManager& manager) {
+                for (const site::TaskRequest& request : requests) std::ignore = manager.addTask(request.make());
                 manager.starTasks(manager.allUnFinishTaskArr());
               });
 }
@@ -109,10 +109,10 @@ int main(int argc, char** argv) {
   try {
     const Arguments arguments = readArguments(app);
     if (arguments.demo) return showDemo(arguments.folder);
-    return show(hostIn(arguments.folder, arguments.sites.infoBase), zrdl::SiteAnswers::of(arguments.sites), {},
+    return show(hostIn(arguments.folder, arguments.sites.infoBase), site::Answers::of(arguments.sites), {},
                 [](auto&) {});
   } catch (const std::exception& error) {
     std::fprintf(stderr, "player: %s\n", error.what());
-    return zrdl::kExitUsage;
+    return kExitUsage;
   }
 }

@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "TaskRequest.h"
+#include "LabelledRequest.h"
 
 namespace zrdl {
 
 /// Reads one request a line: a JSON object with "kind" and the keys of that kind's parameters. Blank lines are skipped;
 /// a line that is no JSON object is a request of no kind, which is refused like one of an unknown kind.
-std::vector<TaskRequest> readBatch(std::istream& in);
+std::vector<LabelledRequest> readBatch(std::istream& in);
 
-/// The same from a file, "-" being standard input. Throws `UsageError` when it cannot be read.
-std::vector<TaskRequest> readBatchFile(const std::string& file);
+/// The same from a file, "-" being standard input. Throws `site::UsageError` when it cannot be read.
+std::vector<LabelledRequest> readBatchFile(const std::string& file);
 
 }  // namespace zrdl

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "CommandRun.h"
-#include "ExitStatus.h"
+#include "UsageError.h"
 
 namespace zrdl {
 namespace {
@@ -47,7 +47,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-PlaylistDecryptor::Result resultOf(const CommandRun::Outcome& outcome, const std::string& localPath) {
+site::PlaylistDecryptor::Result resultOf(const CommandRun::Outcome& outcome, const std::string& localPath) {
   if (!outcome.failure.empty()) return outcome.failure;
   std::vector<std::string> segments = linesOf(outcome.output);
   if (segments.empty()) return "the command printed no segment address";
@@ -60,7 +60,7 @@ PlaylistDecryptor::Result resultOf(const CommandRun::Outcome& outcome, const std
 
 CommandDecryptor::CommandDecryptor(std::string command) : command_(std::move(command)) {
   const std::string program = command_.substr(0, command_.find(' '));
-  if (const char* const flaw = flawOf(program)) throw UsageError("--decrypt: " + program + " " + flaw);
+  if (const char* const flaw = flawOf(program)) throw site::UsageError("--decrypt: " + program + " " + flaw);
 }
 
 CommandDecryptor::~CommandDecryptor() = default;

@@ -12,9 +12,9 @@ class CommandRun;
 
 /// Lets a command of the user decrypt: `COMMAND CONTENT_PATH LOCAL_PATH` prints the segments' addresses, one a line,
 /// and ends with status 0. A shell reads the command, which may hold arguments, but never the paths.
-class CommandDecryptor final : public PlaylistDecryptor {
+class CommandDecryptor final : public site::PlaylistDecryptor {
  public:
-  /// Throws `UsageError` when the command's program is seen not to be there.
+  /// Throws `site::UsageError` when the command's program is seen not to be there.
   explicit CommandDecryptor(std::string command);
 
   /// Kills the commands that still run, with what they started.

@@ -19,7 +19,7 @@ void introduceHost(const Options& options) {
   info.moviesFolder = options.movies;
   info.bundleIdentifier = options.bundleId;
   info.shortVersion = options.appVersion;
-  info.videoInfoBaseURL = options.infoBase;
+  info.videoInfoBaseURL = options.site.infoBase;
   info.proxy = options.proxy;
   info.caFile = options.caFile;
   info.userAgent = options.userAgent;
@@ -34,7 +34,7 @@ ZRDictionary cdnParameters(const Options& options) {
 
 }  // namespace
 
-Host::Host(const Options& options, SiteAnswers answers, Reporter& reporter)
+Host::Host(const Options& options, site::Answers answers, Reporter& reporter)
     : reporter_(reporter), loop_(std::make_shared<ZRDefaultRunLoop>()), site_(std::move(answers), loop_) {
   ZRRunLoop::setMain(loop_);
   introduceHost(options);

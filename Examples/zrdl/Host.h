@@ -5,9 +5,9 @@
 #include <string>
 #include <utility>
 
+#include "Callbacks.h"
 #include "Options.h"
 #include "Reporter.h"
-#include "SiteCallbacks.h"
 #include "ZRDownloadKit.h"
 
 namespace zrdl {
@@ -17,7 +17,7 @@ namespace zrdl {
 class Host final {
  public:
   /// `reporter` must outlive the host.
-  Host(const Options& options, SiteAnswers answers, Reporter& reporter);
+  Host(const Options& options, site::Answers answers, Reporter& reporter);
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -39,7 +39,7 @@ class Host final {
 
   Reporter& reporter_;
   const std::shared_ptr<ZRDefaultRunLoop> loop_;
-  SiteCallbacks site_;
+  site::Callbacks site_;
   std::shared_ptr<ZRDownloadManager> manager_;
   bool hasStore_ = true;
   std::string* expectedFailure_ = nullptr;  // of failureOf, while it runs

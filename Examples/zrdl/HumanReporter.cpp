@@ -45,7 +45,7 @@ void HumanReporter::stalled(const TaskView& task, std::chrono::seconds silence, 
                     (failure ? ": " + described(*failure) : ""));
 }
 
-void HumanReporter::refused(Refusal reason, const TaskRequest& request, std::string_view fault) {
+void HumanReporter::refused(Refusal reason, const LabelledRequest& request, std::string_view fault) {
   if (reason != Refusal::NoStore) showDiagnostic("zrdl: " + refusalText(reason, request.label, fault));
 }
 
@@ -54,8 +54,9 @@ void HumanReporter::removed(const TaskView& task) {
 }
 
 void HumanReporter::listed(const TaskView& task) {
-  showLine(fitted(task.id, 10) + " " + fitted(stateName(task.state), 9) + " " + fitted(percentText(task), 5) + " " +
-           fitted(sizeText(task.bytes), 10) + " " + printable(task.title) + "  " + printable(task.path.value_or("")));
+  showLine(fitted(task.id, 10) + " " + fitted(site::stateName(task.state), 9) + " " + fitted(percentText(task), 5) +
+           " " + fitted(sizeText(task.bytes), 10) + " " + printable(task.title) + "  " +
+           printable(task.path.value_or("")));
 }
 
 void HumanReporter::log(std::uint64_t level, std::string_view, std::string_view msg) {

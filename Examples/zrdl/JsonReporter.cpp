@@ -43,7 +43,7 @@ void addError(Json& line, const ZRError& error) {
 
 void addState(Json& line, const TaskView& task) {
   line["state"] = static_cast<std::uint64_t>(task.state);
-  line["stateName"] = stateName(task.state);
+  line["stateName"] = site::stateName(task.state);
 }
 
 /// Spares the reader the digits that a 32-bit fraction does not have.
@@ -107,7 +107,7 @@ void JsonReporter::stalled(const TaskView& task, std::chrono::seconds, const std
   print(out_, line);
 }
 
-void JsonReporter::refused(Refusal reason, const TaskRequest& request, std::string_view fault) {
+void JsonReporter::refused(Refusal reason, const LabelledRequest& request, std::string_view fault) {
   const std::string text = refusalText(reason, request.label, fault);
   Json line = event("refused");
   line["reason"] = reasonName(reason);

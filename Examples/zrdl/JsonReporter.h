@@ -17,7 +17,7 @@ class JsonReporter final : public Reporter {
   void errored(const TaskView& task, const ZRError& error) override;
   void failure(const TaskView& task, const ZRError& error) override;
   void stalled(const TaskView& task, std::chrono::seconds silence, const std::optional<ZRError>& failure) override;
-  void refused(Refusal reason, const TaskRequest& request, std::string_view fault) override;
+  void refused(Refusal reason, const LabelledRequest& request, std::string_view fault) override;
   void removed(const TaskView& task) override;
   void listed(const TaskView& task) override;
   bool wantsEveryRecord() const override { return true; }

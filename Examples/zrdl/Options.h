@@ -8,8 +8,8 @@
 #include <variant>
 #include <vector>
 
-#include "ExitStatus.h"
-#include "TaskRequest.h"
+#include "Answers.h"
+#include "LabelledRequest.h"
 
 namespace zrdl {
 
@@ -22,22 +22,18 @@ struct Options {
   std::string bundleId;  ///< one path component
   std::string appVersion;
   std::optional<std::uint8_t> max;  ///< tasks that run at once; the library's own limit when absent
-  std::string infoBase;             ///< base of the video-information service; empty when none was named
-  std::string mkey;                 ///< playback key; empty when there is none
-  std::string cookie;               ///< sent with a playlist's request; empty when there is none
+  site::Settings site;
   std::vector<std::pair<std::string, std::string>> cdn;  ///< further query parameters of a playlist's request
   std::string decrypt;                                   ///< command that decrypts playlists; empty for plain ones
   std::string proxy;                                     ///< empty for none
   std::string caFile;                                    ///< absolute, or empty
   std::string userAgent;                                 ///< empty for the library's own
   std::int64_t limitRate = 0;                            ///< bytes a second of all downloads; 0 is no limit
-  std::string segmentBase;  ///< absolute address of relative segments; empty for the playlist's own
-  std::string mp4Info;      ///< file of metadata; empty when none was named
   std::chrono::seconds giveUp{120};
   bool json = false;
 
   Command command = Command::List;
-  TaskRequest task;                  ///< add
+  LabelledRequest task;              ///< add
   std::string batchFile;             ///< batch; "-" is standard input
   std::vector<std::string> taskIds;  ///< resume, rm, path, export
   std::string exportFile;            ///< export; absolute

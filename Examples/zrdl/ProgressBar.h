@@ -8,6 +8,8 @@
 
 namespace zrdl {
 
+using site::TaskView;
+
 /// "512 B", "1.5 KiB", "20.0 MiB", "1.00 GiB".
 std::string sizeText(std::uint64_t bytes);
 

@@ -7,12 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "LabelledRequest.h"
 #include "Refusal.h"
-#include "TaskRequest.h"
 #include "TaskView.h"
 #include "ZRDownloadKit.h"
 
 namespace zrdl {
+
+using site::TaskView;
 
 /// The level of the library's log records that tell of a failure; 0 is a trace, 1 a notable event.
 inline constexpr std::uint64_t kFailureLevel = 2;
@@ -49,7 +51,7 @@ class Reporter {
   virtual void stalled(const TaskView& task, std::chrono::seconds silence, const std::optional<ZRError>& failure) = 0;
 
   /// `fault` says what is wrong with the parameters; empty when that is not known.
-  virtual void refused(Refusal reason, const TaskRequest& request, std::string_view fault) = 0;
+  virtual void refused(Refusal reason, const LabelledRequest& request, std::string_view fault) = 0;
   virtual void removed(const TaskView& task) = 0;
 
   /// A stored task, for a list of them.

@@ -30,7 +30,7 @@ Session::~Session() {
   host_.loop().cancel(tick_);
 }
 
-std::shared_ptr<ZRDownloadTask> Session::add(const TaskRequest& request) {
+std::shared_ptr<ZRDownloadTask> Session::add(const LabelledRequest& request) {
   if (interrupted_) return nullptr;
   std::shared_ptr<ZRDownloadTask> task;
   std::string failure;
@@ -74,7 +74,7 @@ void Session::interrupt() {
   host_.loop().post([] {});  // has the loop look
 }
 
-std::nullptr_t Session::refuse(Refusal reason, const TaskRequest& request, const std::string& fault) {
+std::nullptr_t Session::refuse(Refusal reason, const LabelledRequest& request, const std::string& fault) {
   ++summary_.refused;
   reporter_.refused(reason, request, fault);
   return nullptr;

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Host.h"
+#include "LabelledRequest.h"
 #include "Reporter.h"
 #include "StallClock.h"
-#include "TaskRequest.h"
 
 namespace zrdl {
 
@@ -26,7 +26,7 @@ class Session final {
   Session& operator=(const Session&) = delete;
 
   /// Adds a new task to the store and to the run. Null when it was refused or the run has been interrupted.
-  std::shared_ptr<ZRDownloadTask> add(const TaskRequest& request);
+  std::shared_ptr<ZRDownloadTask> add(const LabelledRequest& request);
 
   /// Takes stored unfinished tasks into the run.
   void start(const ZRTaskList& tasks);
@@ -45,7 +45,7 @@ class Session final {
   };
 
   bool isOver() const { return interrupted_ || open_.empty(); }
-  std::nullptr_t refuse(Refusal reason, const TaskRequest& request, const std::string& fault = "");
+  std::nullptr_t refuse(Refusal reason, const LabelledRequest& request, const std::string& fault = "");
   void track(const std::shared_ptr<ZRDownloadTask>& task);
 
   /// Drops the task from the run; false when it is not part of it.

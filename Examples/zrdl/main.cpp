@@ -4,8 +4,10 @@
 
 #include "Commands.h"
 #include "DisplayText.h"
+#include "ExitStatus.h"
 #include "Options.h"
 #include "SignalWatch.h"
+#include "UsageError.h"
 
 namespace {
 
@@ -17,7 +19,7 @@ int runLine(int argc, char** argv) {
     if (std::cout.flush()) return result;
     std::cerr << "zrdl: cannot write the output\n";
     return result == zrdl::kExitAllFinished ? zrdl::kExitSomeNot : result;
-  } catch (const zrdl::UsageError& error) {
+  } catch (const site::UsageError& error) {
     std::cerr << "zrdl: " << zrdl::printable(error.what()) << '\n';
     return zrdl::kExitUsage;
   } catch (const std::exception& error) {

@@ -14,7 +14,7 @@ void fuzz(std::string_view input) {
   expect(SCURL::forLog(text).find('?') == std::string::npos, "no query reaches the log");
   expect(SCURL::headerLine(text, reference).find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos,
          "a field is one line");
-  (void)zrdl::resolvedUrl(text, reference);
+  (void)site::resolvedUrl(text, reference);
   const auto parsed = SCAddress::parse(text);
   const auto* const address = std::get_if<SCAddress>(&parsed);
   if (address == nullptr) return;

@@ -6,13 +6,13 @@
 
 void fuzz(std::string_view input) {
   const std::string_view base = takeLine(input);
-  const auto result = zrdl::LocalPlaylist::of(input, base);
-  const auto* const local = std::get_if<zrdl::LocalPlaylist>(&result);
+  const auto result = site::LocalPlaylist::of(input, base);
+  const auto* const local = std::get_if<site::LocalPlaylist>(&result);
   if (local == nullptr) {
     expect(!std::get<std::string>(result).empty(), "a refusal says why");
     return;
   }
-  for (const std::string& segment : local->segments) expect(zrdl::isWebAddress(segment), "a segment is on the web");
+  for (const std::string& segment : local->segments) expect(site::isWebAddress(segment), "a segment is on the web");
   std::size_t index = 0;
   for (std::string_view rest = local->text; !rest.empty();) {
     const std::string_view line = takeLine(rest);

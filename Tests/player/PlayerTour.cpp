@@ -54,7 +54,7 @@ enum Kind { kHlsKind, kMp4Kind, kShareKind };
 // The rows, as they come.
 enum Row { kMp4, kHls, kGone, kShare };
 
-ZRHostInfo hostIn(const TemporaryFolder& folder, const zrdl::DemoOrigin& origin) {
+ZRHostInfo hostIn(const TemporaryFolder& folder, const site::DemoOrigin& origin) {
   ZRHostInfo host = ZRHostInfo::defaults();
   host.bundleIdentifier = "com.example.tour";
   host.applicationSupportFolder = folder / "support";
@@ -212,14 +212,14 @@ class PlayerTour : public testing::Test {
   }
 
   TemporaryFolder folder_;
-  zrdl::DemoOrigin origin_{6};
-  player::Library library_{hostIn(folder_, origin_), zrdl::demoAnswers(origin_)};
+  site::DemoOrigin origin_{6};
+  player::Library library_{hostIn(folder_, origin_), site::demoAnswers(origin_)};
   player::DownloadModel model_{library_.manager()};
   std::vector<QUrl> played_;
   bool hasPlayer_ = true;
   player::MainWindow window_{library_.manager(),
                              model_,
-                             {zrdl::demoHls(), zrdl::demoMp4(), zrdl::demoShare(origin_)},
+                             {site::demoHls(), site::demoMp4(), site::demoShare(origin_)},
                              [this](const QUrl& file) {
                                played_.push_back(file);
                                return hasPlayer_;
@@ -298,7 +298,7 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
 
   step("the HLS video to its end, with its cover from the web");
   ASSERT_TRUE(waitFor(kHls, ZRTaskState::Finished));
-  EXPECT_TRUE(zrdl::DemoClip::isIn(at(kHls).playablePath.toStdString()));
+  EXPECT_TRUE(site::DemoClip::isIn(at(kHls).playablePath.toStdString()));
   ASSERT_TRUE(waitUntil([&] { return showsCover(kHls); }));
   EXPECT_FALSE(showsCover(kMp4));
   const player::DownloadModel atTheStart(library_.manager());
@@ -322,9 +322,9 @@ TEST_F(PlayerTour, addPauseResumeLimitPlayRemove) {
   click("resumeAll");
   EXPECT_TRUE(at(kMp4).canPause() && at(kShare).canPause());
   ASSERT_TRUE(waitFor(kMp4, ZRTaskState::Finished) && waitFor(kShare, ZRTaskState::Finished));
-  EXPECT_TRUE(zrdl::kDemoVideo.isIn(at(kMp4).playablePath.toStdString()));
-  EXPECT_TRUE(zrdl::kDemoShare.isIn(at(kShare).playablePath.toStdString()));
-  EXPECT_EQ(at(kMp4).size, zrdl::kDemoVideo.size());
+  EXPECT_TRUE(site::kDemoVideo.isIn(at(kMp4).playablePath.toStdString()));
+  EXPECT_TRUE(site::kDemoShare.isIn(at(kShare).playablePath.toStdString()));
+  EXPECT_EQ(at(kMp4).size, site::kDemoVideo.size());
 
   step("play, by the button and by the key");
   EXPECT_EQ(enabled(), "add play remove resumeAll");
