@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   ZRHostInfo host = ZRHostInfo::defaults();
   host.applicationSupportFolder = host.moviesFolder = argv[1];
   host.videoInfoBaseURL = argv[2];
-  // if (argc > 4) host.caFile = argv[4];
+  if (argc > 4) host.caFile = argv[4];
   ZRHost::setCurrent(host);
 
   const auto finished = ZRNotificationCenter::defaultCenter().addObserver(
