@@ -1,37 +1,24 @@
-#include <utility>
-
+#include "SCFailure.h"
 #include "ZR73Mp4TaskRunner.h"
 
 void ZR73Mp4TaskRunner::requestMp4VideoInfo() {
-  const std::int64_t generation = ++tag_;
-  preloadVideoInfoIfNeed([weak = _weak<ZR73Mp4TaskRunner>(), generation](const std::optional<ZRError>& error) {
-    const auto self = weak.lock();
-    if (!self || self->tag_ != generation) return;
-    if (!self->isExecuting()) {
-      self->syncStateToDB();
-    } else if (error) {
-      self->throwErr(*error);
-    } else {
-      self->_executePhase(static_cast<std::uint64_t>(ZR73Mp4Phase::Mp4PhaseDownload));
-    }
-  });
+  const auto answered = [generation = ++tag_](ZR73Mp4TaskRunner& self, const auto& metadata, const auto& error) {
+    if (metadata) self.takeMetadata(*metadata);
+    if (self.tag_ != generation) return;
+    if (!self.isExecuting()) return self.syncStateToDB();
+    if (error) return self.throwErr(*error);
+    self.executePhase(ZR73Mp4Phase::Mp4PhaseDownload);
+  };
+  ZRDownloadManager::sharedManager()->fetch73VideoInfo(metadataRequest(), hostReply(answered));
 }
 
-void ZR73Mp4TaskRunner::preloadVideoInfoIfNeed(MetadataCompletion completion) {
+void ZR73Mp4TaskRunner::preloadVideoInfoIfNeed() {
   if (phase() != ZR73Mp4Phase::Mp4PhaseRequestInfo) return;
-  ZRReplyCompletion reply = [weak = _weak<ZR73Mp4TaskRunner>(), completion = std::move(completion)](
-                                const std::optional<ZRDictionary>& metadata, const std::optional<ZRError>& error) {
-    const auto self = weak.lock();
-    if (!self) return;
-    if (metadata) self->takeMetadata(*metadata);
-    if (completion) {
-      completion(error);
-    } else {
-      self->syncStateToDB();
-    }
+  const auto answered = [](ZR73Mp4TaskRunner& self, const auto& metadata, const auto&) {
+    if (metadata) self.takeMetadata(*metadata);
+    self.syncStateToDB();
   };
-  const ZRDictionary request{{"vid", vid_}, {"version", version_}};
-  ZRDownloadManager::sharedManager()->fetch73VideoInfo(request, _onMainLoop(std::move(reply)));
+  ZRDownloadManager::sharedManager()->fetch73VideoInfo(metadataRequest(), hostReply(answered));
 }
 
 // A key that the reply lacks clears its field, the cover given by the parameters included.
@@ -44,42 +31,13 @@ void ZR73Mp4TaskRunner::takeMetadata(const ZRDictionary& metadata) {
 }
 
 void ZR73Mp4TaskRunner::downloadMp4() {
-  if (!hasEnoughDiskSpace()) {
-    throwErr(_diskFullError());
-    return;
-  }
+  if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::string* const url = vidoeUrl_.string();
-  if (url == nullptr) {
-    handleCannotFindMP4URLErr();
-    return;
-  }
-  const auto request = _makeCountedDownload(*url, videoSavePath(), &ZR73Mp4TaskRunner::downloadedBytes_,
-                                            &ZR73Mp4TaskRunner::downloadEnded);
-  request->setUseBreakpointContinuous(true);
-  _cancelCurrentReq();
-  _start(request);
-}
-
-void ZR73Mp4TaskRunner::downloadEnded(const SCNetworkApiResponseProtocol& response) {
-  if (response.err()) {
-    throwErr(*response.err());
-    return;
-  }
-  resetRetryTimes();
-  finishDownload();
+  if (url == nullptr) return handleCannotFindMP4URLErr();
+  downloadFile(*url, videoSavePath(), &ZR73Mp4TaskRunner::finishDownload);
 }
 
 void ZR73Mp4TaskRunner::handleCannotFindMP4URLErr() {
-  if (_spendRetry()) {
-    _executeNextPhase();
-  } else {
-    throwErr(
-        ZRError(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址").with(kZRErrorReasonKey, kZRReasonNoMp4Address));
-  }
-}
-
-void ZR73Mp4TaskRunner::throwErr(const ZRError& error) {
-  const ZRError own = _mappedTransportError(error);
-  _log(2, "%@", _currentUrlString());
-  invokeErrorNotifi(own);
+  if (_spendRetry()) return _executeNextPhase();
+  throwErr(ZRError(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址").with(kZRErrorReasonKey, kZRReasonNoMp4Address));
 }

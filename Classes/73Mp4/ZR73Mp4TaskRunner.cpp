@@ -1,7 +1,5 @@
 #include "ZR73Mp4TaskRunner.h"
 
-#include <algorithm>
-
 std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::taskWithParams(const ZRDictionary& params) {
   return initWithParams(params);
 }
@@ -36,14 +34,6 @@ std::optional<ZRDictionary> ZR73Mp4TaskRunner::videoInfoDic() const {
   return info;
 }
 
-void ZR73Mp4TaskRunner::preloadVideoInfoIfNeed() {
-  preloadVideoInfoIfNeed(nullptr);
-}
-
-std::uint64_t ZR73Mp4TaskRunner::expectedBytes() const {
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(fileSize_, 0));
-}
-
 std::optional<ZRTaskList> ZR73Mp4TaskRunner::filtedSameAlbumTasks(const ZRTaskList&) const {
   return std::nullopt;
 }
@@ -56,8 +46,8 @@ std::string ZR73Mp4TaskRunner::description() const {
   return "【73vid:" + std::to_string(vid_) + ",ac:" + _fixed(activeTimestamp()) + "】";
 }
 
-void ZR73Mp4TaskRunner::_startPhase(std::uint64_t phase) {
-  switch (static_cast<ZR73Mp4Phase>(phase)) {
+void ZR73Mp4TaskRunner::_startPhase() {
+  switch (phase()) {
     case ZR73Mp4Phase::Mp4PhaseRequestInfo:
       requestMp4VideoInfo();
       break;
@@ -70,8 +60,8 @@ void ZR73Mp4TaskRunner::_startPhase(std::uint64_t phase) {
   }
 }
 
-std::uint64_t ZR73Mp4TaskRunner::_finishedPhase() const {
-  return static_cast<std::uint64_t>(ZR73Mp4Phase::Mp4PhaseFinished);
+void ZR73Mp4TaskRunner::logFailure(const ZRError&) const {
+  _log(2, "%@", _currentUrlString());
 }
 
 void ZR73Mp4TaskRunner::finishDownload() {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -23,7 +22,7 @@ enum class ZR73Mp4Phase : std::uint64_t {
 /// ends.
 ///
 /// Made by `ZRDownloadTask::taskWith73Params`. Main loop's thread only.
-class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
+class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner, ZR73Mp4Phase> {
  public:
   /// A task from {"vid", "version": integers from 1, "cover": text (optional)}; null, with a log record, otherwise.
   static std::shared_ptr<ZR73Mp4TaskRunner> taskWithParams(const ZRDictionary& params);
@@ -35,8 +34,6 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
   // ZR73Mp4TaskRunner.cpp
   std::optional<ZRDictionary> videoInfoDic() const override;
   void preloadVideoInfoIfNeed() override;
-  std::uint64_t receivedBytes() const override { return downloadedBytes_; }
-  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string taskId() const override;
   std::string description() const override;
@@ -49,11 +46,8 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
   const ZRText& cover() const noexcept { return cover_; }
   std::int32_t duration() const noexcept { return duration_; }
 
-  /// Expected bytes of the file; 0 while unknown.
+  /// Bytes of the file as the host tells; 0 while unknown.
   std::int64_t fileSize() const noexcept { return fileSize_; }
-
-  /// Bytes of the file so far, those of earlier runs included.
-  std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
 
   // ZR73Mp4TaskRunner+FileManager.cpp
   std::string videoSaveDir() const override;
@@ -63,17 +57,16 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
 
   // ZR73Mp4TaskRunner+ORM.cpp
   static const ZRTaskTable& taskTable();
+  static constexpr ZR73Mp4Phase kFinishedPhase = ZR73Mp4Phase::Mp4PhaseFinished;
   static constexpr const char* kLoadedLogFormat = "73:%lu/%lu";
   std::optional<std::string> queryPrimaryKeySQL() const override;
   static std::span<const ZRField<ZR73Mp4TaskRunner>> fields();
 
  private:
-  using MetadataCompletion = std::function<void(const std::optional<ZRError>& error)>;
-
   // ZR73Mp4TaskRunner.cpp
-  void _startPhase(std::uint64_t phase) override;
-  std::uint64_t _finishedPhase() const override;
-  ZR73Mp4Phase phase() const noexcept { return static_cast<ZR73Mp4Phase>(executingPhase()); }
+  void _startPhase() override;
+  std::int64_t toldSize() const override { return fileSize_; }
+  void logFailure(const ZRError& error) const override;
   void finishDownload();
 
   // ZR73Mp4TaskRunner+FileManager.cpp
@@ -82,12 +75,10 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
 
   // ZR73Mp4TaskRunner+Network.cpp
   void requestMp4VideoInfo();
-  void preloadVideoInfoIfNeed(MetadataCompletion completion);
+  ZRDictionary metadataRequest() const { return {{"vid", vid_}, {"version", version_}}; }
   void takeMetadata(const ZRDictionary& metadata);
   void downloadMp4();
-  void downloadEnded(const SCNetworkApiResponseProtocol& response);
   void handleCannotFindMP4URLErr();
-  void throwErr(const ZRError& error);
 
   std::int64_t vid_ = 0;
   std::int32_t version_ = 0;
@@ -96,7 +87,6 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner> {
   ZRText cover_;
   std::int32_t duration_ = 0;
   std::int64_t fileSize_ = 0;
-  double stamp_ = 0;  // a column that this runner only keeps
-  std::uint64_t downloadedBytes_ = 0;
+  double stamp_ = 0;      // a column that this runner only keeps
   std::int64_t tag_ = 0;  // counts metadata requests; only the newest one's reply is taken
 };

@@ -2,6 +2,7 @@
 #include <system_error>
 #include <utility>
 
+#include "SCFailure.h"
 #include "ZRClock.h"
 #include "ZRHost.h"
 #include "ZRM3u8Rules.h"
@@ -23,6 +24,10 @@ const std::string* usable(const std::optional<std::string>& url) {
   return url && !url->empty() ? &*url : nullptr;
 }
 
+ZRError unusableError(const char* text, const char* reason) {
+  return ZRError(ZRErrorCode::ResourceUnusable, text).with(kZRErrorReasonKey, reason);
+}
+
 /// The addresses in a decryption reply, in playlist order; an entry that is no text counts as an empty one.
 std::vector<std::string> segmentUrls(const ZRDictionary& reply) {
   std::vector<std::string> urls;
@@ -37,10 +42,7 @@ std::vector<std::string> segmentUrls(const ZRDictionary& reply) {
 
 void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
   ZRDownloadVideoInfo::registerModel();
-  auto parser = std::make_shared<SCNetworkModelResponseParser>();
-  parser->setCheckKeyPath("status");
-  parser->setOkValue("200");
-  parser->setTargetKeyPath("data");
+  auto parser = ZRRequests::makeParser<SCNetworkModelResponseParser>("data");
   parser->setModelName("ZRDownloadVideoInfo");
   parser->setRefObj(version());
 
@@ -48,17 +50,16 @@ void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
   query.set("sver", ZRValue::orAbsent(applicationVersion()));
   query.set("ssl", "1");
 
-  const auto request = std::make_shared<SCNetworkBaseApi>();
-  request->setUrlString(ZRHost::current().videoInfoBaseURL + "/" + std::to_string(vid()) + ".json");
-  request->setMethod(0);
+  const std::string url = ZRHost::current().videoInfoBaseURL + "/" + std::to_string(vid()) + ".json";
+  const auto request = ZRRequests::makeRequest(url, std::move(parser));
   request->setQueryParameters(std::move(query));
-  request->setResponseParser(std::move(parser));
-  request->setResponseHandler([completion = std::move(completion)](const auto&, const auto& response) {
-    completion(response.err(), response.template parserModel<ZRDownloadVideoInfo>());
+  request->setResponseHandler([weak = weak(), completion](const auto&, const auto& response) {
+    const auto self = weak.lock();
+    if (self) (self.get()->*completion)(response.err(), response.template parserModel<ZRDownloadVideoInfo>());
   });
   _log(0, "step1:%@", request);
   _cancelCurrentReq();
-  startM3u8Request(request);
+  _start(request);
 }
 
 ZRDictionary ZRM3u8TaskRunner::cdnDefaultParams() {
@@ -68,52 +69,37 @@ ZRDictionary ZRM3u8TaskRunner::cdnDefaultParams() {
 }
 
 void ZRM3u8TaskRunner::downloadM3u8File() {
-  if (const std::optional<ZRError> error = checkErrorBeforeDownloadM3u8File()) {
-    handleErr(*error);
-    return;
-  }
+  if (const std::optional<ZRError> error = checkErrorBeforeDownloadM3u8File()) return throwErr(*error);
   const std::string* const url = videoInfo_ ? usable(videoInfo_->m3u8Url()) : nullptr;
-  if (url == nullptr) {
-    handleCannotFindM3u8URLErr();
-    return;
-  }
-  ZRReplyCompletion reply = [weak = _weak<ZRM3u8TaskRunner>(), url = *url](const std::optional<ZRDictionary>& key,
-                                                                           const std::optional<ZRError>& error) {
-    const auto self = weak.lock();
-    if (!self || !self->isAwaitingPlaylist()) return;
-    if (error) {
-      self->handleErr(*error);
-    } else {
-      self->downloadM3u8FileWithMkey(key.value_or(ZRDictionary()), url);
-    }
+  if (url == nullptr) return handleCannotFindM3u8URLErr();
+  const auto answered = [url = *url](ZRM3u8TaskRunner& self, const auto& key, const auto& error) {
+    if (!self.isAwaitingPlaylist()) return;
+    if (error) return self.throwErr(*error);
+    self.downloadM3u8FileWithMkey(key.value_or(ZRDictionary()), url);
   };
-  ZRDownloadManager::sharedManager()->fetchMkey({{"aid", aid()}, {"vid", vid()}}, _onMainLoop(std::move(reply)));
+  ZRDownloadManager::sharedManager()->fetchMkey({{"aid", aid()}, {"vid", vid()}}, hostReply(answered));
 }
 
 void ZRM3u8TaskRunner::downloadM3u8FileWithMkey(const ZRDictionary& keyReply, const std::string& m3u8URL) {
   const std::string* const mkey = keyReply["mkey"].asText();
-  const auto request =
-      _makeDownload(mkey != nullptr ? ZRM3u8Rules::urlWithMkey(m3u8URL, *mkey) : m3u8URL, netM3U8FilePath());
+  const std::string url = mkey != nullptr ? ZRM3u8Rules::urlWithMkey(m3u8URL, *mkey) : m3u8URL;
+  const auto request = ZRRequests::makeDownload(url, netM3U8FilePath());
   request->setQueryParameters(cdnDefaultParams());
   if (const std::string* const cookie = keyReply["cookie"].asText()) request->setHeader({{"Cookie", *cookie}});
-  request->setResponseHandler(_whileExecuting(&ZRM3u8TaskRunner::playlistEnded));
+  request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::playlistEnded));
   _log(0, "step2:%@", request);
   if (const auto older = playlistRequest_.lock()) older->cancel();  // not the current one, which may be the thumbnail's
-  startM3u8Request(request);
+  _start(request);
   playlistRequest_ = request;
 }
 
 // The encrypted playlist is deleted before its outcome is looked at: a retry downloads to the same path.
 void ZRM3u8TaskRunner::playlistEnded(const SCNetworkApiResponseProtocol& response) {
-  if (response.err()) {
-    handleErr(*response.err());
-    return;
-  }
+  if (response.err()) return throwErr(*response.err());
   const ZRDecryptionHandler decrypt = ZRDownloadManager::sharedManager()->decryptionHandler();
   if (!decrypt) return;
   const std::string contentPath = netM3U8FilePath();
-  ZRReplyCompletion decrypted = [weak = _weak<ZRM3u8TaskRunner>(), contentPath](
-                                    const std::optional<ZRDictionary>& reply, const std::optional<ZRError>& error) {
+  const auto decrypted = [weak = weak(), contentPath](const auto& reply, const auto& error) {
     std::error_code ignored;
     std::filesystem::remove(contentPath, ignored);
     const auto self = weak.lock();
@@ -121,30 +107,25 @@ void ZRM3u8TaskRunner::playlistEnded(const SCNetworkApiResponseProtocol& respons
   };
   ZRDictionary request{{"contentPath", contentPath}, {"localPath", _localFullM3U8FilePath()}};
   if (videoInfo_) request.set("m3u8Url", ZRValue::orAbsent(videoInfo_->m3u8Url()));
-  decrypt(request, _onMainLoop(std::move(decrypted)));
+  decrypt(request, ZRHostReply(decrypted));
 }
 
 // `currentSegment` stays: a playlist that is fetched again goes on where the one before ended.
 void ZRM3u8TaskRunner::afterDecryption(const ZRDictionary& reply, const std::optional<ZRError>& error) {
-  if (error) {
-    decryptionFailed(*error);
-    return;
-  }
+  if (error) return decryptionFailed(*error);
   const std::vector<std::string> urls = segmentUrls(reply);
   totalSegment_ = static_cast<std::int64_t>(urls.size());
   _log(1, "store ts(%ld)(%ld-%ld)", totalSegment_, aid(), vid());
   updateAllTsURL(urls);
   stamp_ = ZRClock::secondsSince1970();
   syncStateToDB();
-  _executePhase(ZRM3u8Phase::PhaseDownloadSegments);
+  executePhase(ZRM3u8Phase::PhaseDownloadSegments);
 }
 
 void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
   if (!_spendRetry()) {
-    handleErr(ZRError(ZRErrorCode::ResourceUnusable, "m3u8文件解密失败")
-                  .with(kZRErrorReasonKey, kZRReasonPlaylistDecryption)
-                  .with(kZRErrorCauseKey, error.localizedDescription()));
-    return;
+    return throwErr(unusableError("m3u8文件解密失败", kZRReasonPlaylistDecryption)
+                        .with(kZRErrorCauseKey, error.localizedDescription()));
   }
   _log(2, "decodeError:%@", error);
   if (!hasRetryTimes()) setPhase(ZRM3u8Phase::PhaseLoadVideoInfo);
@@ -152,39 +133,16 @@ void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
 }
 
 void ZRM3u8TaskRunner::handleCannotFindM3u8URLErr() {
-  if (!_spendRetry()) {
-    handleErr(
-        ZRError(ZRErrorCode::ResourceUnusable, "找不到M3U8地址").with(kZRErrorReasonKey, kZRReasonNoPlaylistAddress));
-    return;
-  }
+  if (!_spendRetry()) return throwErr(unusableError("找不到M3U8地址", kZRReasonNoPlaylistAddress));
   _log(1, "roll back setp 1.");
-  _executePhase(ZRM3u8Phase::PhaseLoadVideoInfo);
+  executePhase(ZRM3u8Phase::PhaseLoadVideoInfo);
 }
 
 void ZRM3u8TaskRunner::downloadMp4() {
-  if (!hasEnoughDiskSpace()) {
-    handleErr(_diskFullError());
-    return;
-  }
+  if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::string* const url = videoInfo_ ? usable(videoInfo_->mp4Url()) : nullptr;
-  if (url == nullptr) {
-    handleCannotFindM3u8URLErr();
-    return;
-  }
-  const auto request =
-      _makeCountedDownload(*url, mp4VideoSavePath(), &ZRM3u8TaskRunner::downloadedBytes_, &ZRM3u8TaskRunner::mp4Ended);
-  request->setUseBreakpointContinuous(true);
-  _cancelCurrentReq();
-  startM3u8Request(request);
-}
-
-void ZRM3u8TaskRunner::mp4Ended(const SCNetworkApiResponseProtocol& response) {
-  if (response.err()) {
-    handleErr(*response.err());
-    return;
-  }
-  resetRetryTimes();
-  finishDownloadTS();
+  if (url == nullptr) return handleCannotFindM3u8URLErr();
+  downloadFile(*url, mp4VideoSavePath(), &ZRM3u8TaskRunner::finishDownloadTS);
 }
 
 // Nothing waits for the thumbnail, and its failure changes nothing.
@@ -193,42 +151,28 @@ void ZRM3u8TaskRunner::downloadThumImgFile() {
   if (url == nullptr) return;
   const std::string path = thumbImgPath();
   if (ZRPath::exists(path)) return;
-  const auto request = _makeDownload(*url, path);
+  const auto request = ZRRequests::makeDownload(*url, path);
   _log(1, "downloadThumImg:%@", request);
   _cancelCurrentReq();
-  startM3u8Request(request);
+  _start(request);
 }
 
 // The segments. Client and server take turns, so the time between two of them counts in full.
 
 void ZRM3u8TaskRunner::goOnWithSegments() {
-  if (!_filesAreKnown()) {
-    _setFilesAreKnown();
-    if (rewindToWholeSegments()) {
-      updateAllTsURL({});
-      _executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
-      return;
-    }
-  }
-  downloadNextTS();
+  const bool areKnown = std::exchange(filesAreKnown_, true);
+  if (areKnown || !rewindToWholeSegments()) return downloadNextTS();
+  updateAllTsURL({});
+  executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
 }
 
 void ZRM3u8TaskRunner::downloadNextTS() {
   if (!isExecuting()) return;
   syncStateToDB();
-  if (currentSegment_ >= totalSegment_) {
-    finishDownloadTS();
-    return;
-  }
-  if (!hasEnoughDiskSpace()) {
-    handleErr(_diskFullError());
-    return;
-  }
+  if (currentSegment_ >= totalSegment_) return finishDownloadTS();
+  if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::optional<std::string> url = currentTSURL();
-  if (!url) {
-    handleCannotFindTSURLErr();
-    return;
-  }
+  if (!url) return handleCannotFindTSURLErr();
   _log(1, "ts:%ld/%ld;%ld-%ld-%d", currentSegment_, totalSegment_, aid(), vid(), version());
   requestSegment(*url);
 }
@@ -247,24 +191,21 @@ std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
 }
 
 void ZRM3u8TaskRunner::requestSegment(const std::string& url) {
-  const auto request = _makeCountedDownload(url, currentDownloadSegmentPath(), &ZRM3u8TaskRunner::currentSegmentBytes_,
-                                            &ZRM3u8TaskRunner::segmentEnded);
+  const auto request = ZRRequests::makeDownload(url, currentDownloadSegmentPath());
+  request->setProgressHandler(counting(
+      [](ZRM3u8TaskRunner& self, std::uint64_t received, std::uint64_t) { self.currentSegmentBytes_ = received; }));
+  request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::segmentEnded));
   segmentStart_ = ZRClock::secondsSince1970();
   currentSegmentBytes_ = 0;
   _cancelCurrentReq();  // a task that is resumed while it executes must not fetch twice
-  startM3u8Request(request);
+  _start(request);
 }
 
 void ZRM3u8TaskRunner::segmentEnded(const SCNetworkApiResponseProtocol& response) {
-  if (response.err()) {
-    handleErr(*response.err());
-  } else if (validateCurrentDownloadSegment()) {
-    segmentCompleted();
-  } else if (_spendRetry()) {
-    downloadNextTS();
-  } else {
-    handleErr(ZRError(ZRErrorCode::ResourceUnusable, "TS文件校验失败").with(kZRErrorReasonKey, kZRReasonSegmentCheck));
-  }
+  if (response.err()) return throwErr(*response.err());
+  if (validateCurrentDownloadSegment()) return segmentCompleted();
+  if (!_spendRetry()) return throwErr(unusableError("TS文件校验失败", kZRReasonSegmentCheck));
+  downloadNextTS();
 }
 
 void ZRM3u8TaskRunner::segmentCompleted() {
@@ -278,11 +219,7 @@ void ZRM3u8TaskRunner::segmentCompleted() {
 }
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {
-  if (!_spendRetry()) {
-    handleErr(
-        ZRError(ZRErrorCode::ResourceUnusable, "找不到TS地址").with(kZRErrorReasonKey, kZRReasonNoSegmentAddress));
-    return;
-  }
+  if (!_spendRetry()) return throwErr(unusableError("找不到TS地址", kZRReasonNoSegmentAddress));
   _log(1, "roll back setp 2.");
-  _executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
+  executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
 }

@@ -1,5 +1,4 @@
-#include "ZRBase64.h"
-#include "ZRKeyedArchive.h"
+#include "ZRArchivedText.h"
 #include "ZRM3u8TaskRunner.h"
 
 namespace {
@@ -27,7 +26,7 @@ std::span<const ZRField<ZRM3u8TaskRunner>> ZRM3u8TaskRunner::fields() {
       zrField<Self, &Self::totalSegment_>("totalSegment", Integer),
       zrField<Self, &Self::allDownloadedSegmentsBytes_>("allDownloadedSegmentsBytes", Integer),
       {"videoInfo", [](const Self& task) { return ZRValue(task.archivedVideoInfo()); },
-       [](Self& task, const ZRValue& value) { task.unarchiveVideoInfo(value); }, Text},
+       [](Self& task, const ZRValue& text) { task.setVideoInfo(zrUnarchivedRecord<ZRDownloadVideoInfo>(text)); }, Text},
       zrField<Self, &Self::stamp_>("stamp", Double),
       zrField<Self, &Self::timestamp_>("timestamp", Double),
       zrField<Self, &Self::activeTimestamp_>("activeTimestamp", Double),
@@ -59,16 +58,9 @@ bool ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
   return ZRTaskRunner::_cleanTSAndTaskInDB();
 }
 
-std::string ZRM3u8TaskRunner::archivedVideoInfo() const {
-  if (videoInfo_ && archivedVideoInfo_.empty()) {
-    archivedVideoInfo_ = ZRBase64::encodeInLines(ZRKeyedArchive::archive(*videoInfo_));
-  }
+const std::string& ZRM3u8TaskRunner::archivedVideoInfo() const {
+  if (archivedVideoInfo_.empty()) archivedVideoInfo_ = zrArchivedText(videoInfo_.get());
   return archivedVideoInfo_;
-}
-
-void ZRM3u8TaskRunner::unarchiveVideoInfo(const ZRValue& text) {
-  const std::vector<std::uint8_t> archive = ZRBase64::decode(text.textValue().value_or(""));
-  setVideoInfo(archive.empty() ? nullptr : ZRKeyedArchive::unarchive<ZRDownloadVideoInfo>(archive));
 }
 
 const ZRTaskTable& ZRM3u8TaskRunner::tsInfoTable() {

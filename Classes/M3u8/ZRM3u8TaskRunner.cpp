@@ -1,6 +1,5 @@
 #include "ZRM3u8TaskRunner.h"
 
-#include <algorithm>
 #include <utility>
 
 std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::taskWithParams(const ZRDictionary& params) {
@@ -41,24 +40,13 @@ std::optional<ZRDictionary> ZRM3u8TaskRunner::videoInfoDic() const {
   return dic;
 }
 
-// A video that is one MP4 file goes to the playlist's phase too: it has no playlist, so it asks for its record again.
 void ZRM3u8TaskRunner::preloadVideoInfoIfNeed() {
   if (phase() != ZRM3u8Phase::PhaseLoadVideoInfo) return;
-  loadVideoInfoIfNeed([weak = _weak<ZRM3u8TaskRunner>()](const auto&, const auto& videoInfo) {
-    const auto self = weak.lock();
-    if (!self || !videoInfo) return;
-    self->takeVideoInfo(videoInfo);
-    self->setPhase(ZRM3u8Phase::PhaseFetchPlaylist);
-    self->syncStateToDB();
-  });
+  requestM3u8VideoInfo(&ZRM3u8TaskRunner::videoInfoPreloaded);
 }
 
 std::uint64_t ZRM3u8TaskRunner::receivedBytes() const {
   return isShafa() ? downloadedBytes_ : allDownloadedSegmentsBytes_ + currentSegmentBytes_;
-}
-
-std::uint64_t ZRM3u8TaskRunner::expectedBytes() const {
-  return videoInfo_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(videoInfo_->totalSize(), 0)) : 0;
 }
 
 std::optional<ZRTaskList> ZRM3u8TaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {
@@ -83,10 +71,10 @@ std::string ZRM3u8TaskRunner::debugDescription() const {
          ",name:" + info["title"].textValue().value_or("(null)") + "】";
 }
 
-void ZRM3u8TaskRunner::_startPhase(std::uint64_t phase) {
-  switch (static_cast<ZRM3u8Phase>(phase)) {
+void ZRM3u8TaskRunner::_startPhase() {
+  switch (phase()) {
     case ZRM3u8Phase::PhaseLoadVideoInfo:
-      loadVideoInfoIfNeed(nullptr);
+      requestM3u8VideoInfo(&ZRM3u8TaskRunner::videoInfoLoaded);
       break;
     case ZRM3u8Phase::PhaseFetchPlaylist:
       downloadThumImgFile();
@@ -102,10 +90,6 @@ void ZRM3u8TaskRunner::_startPhase(std::uint64_t phase) {
       downloadMp4();
       break;
   }
-}
-
-std::uint64_t ZRM3u8TaskRunner::_finishedPhase() const {
-  return static_cast<std::uint64_t>(ZRM3u8Phase::PhaseFinished);
 }
 
 /// The table has no column for the state: it follows from the phase.
@@ -128,26 +112,21 @@ void ZRM3u8TaskRunner::takeVideoInfo(const std::shared_ptr<ZRDownloadVideoInfo>&
   setVideoInfo(received);
 }
 
-void ZRM3u8TaskRunner::loadVideoInfoIfNeed(VideoInfoCompletion completion) {
-  requestM3u8VideoInfo(
-      [weak = _weak<ZRM3u8TaskRunner>(), completion = std::move(completion)](const auto& error, const auto& videoInfo) {
-        const auto self = weak.lock();
-        if (completion) {
-          completion(error, videoInfo);
-        } else if (self && self->isExecuting()) {
-          self->videoInfoLoaded(error, videoInfo);
-        }
-      });
-}
-
 void ZRM3u8TaskRunner::videoInfoLoaded(const std::optional<ZRError>& error,
                                        const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo) {
-  if (error) {
-    handleErr(*error);
-    return;
-  }
+  if (!isExecuting()) return;
+  if (error) return throwErr(*error);
   takeVideoInfo(videoInfo);
-  _executePhase(isShafa() ? ZRM3u8Phase::PhaseDownloadMp4 : ZRM3u8Phase::PhaseFetchPlaylist);
+  executePhase(isShafa() ? ZRM3u8Phase::PhaseDownloadMp4 : ZRM3u8Phase::PhaseFetchPlaylist);
+}
+
+// A video that is one MP4 file goes to the playlist's phase too: it has no playlist, so it asks for its record again.
+void ZRM3u8TaskRunner::videoInfoPreloaded(const std::optional<ZRError>&,
+                                          const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo) {
+  if (!videoInfo) return;
+  takeVideoInfo(videoInfo);
+  setPhase(ZRM3u8Phase::PhaseFetchPlaylist);
+  syncStateToDB();
 }
 
 void ZRM3u8TaskRunner::finishDownloadTS() {
@@ -156,8 +135,6 @@ void ZRM3u8TaskRunner::finishDownloadTS() {
   _finishWhenDurable(isShafa() ? mp4VideoSavePath() : std::string());
 }
 
-void ZRM3u8TaskRunner::handleErr(const ZRError& error) {
-  const ZRError own = _mappedTransportError(error);
-  _log(2, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, own, _currentUrlString());
-  invokeErrorNotifi(own);
+void ZRM3u8TaskRunner::logFailure(const ZRError& error) const {
+  _log(2, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, error, _currentUrlString());
 }

@@ -28,7 +28,7 @@ enum class ZRM3u8Phase : std::uint64_t {
 /// place of a playlist.
 ///
 /// Made by `ZRDownloadTask::taskWithParams`. Main loop's thread only.
-class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
+class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u8Phase> {
  public:
   /// A task from {"aid", "vid", "site", "version": integers, the last three from 1, "albumPic": text (optional)}; null,
   /// with a log record, otherwise.
@@ -45,7 +45,6 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   std::optional<ZRDictionary> videoInfoDic() const override;
   void preloadVideoInfoIfNeed() override;
   std::uint64_t receivedBytes() const override;
-  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string description() const override;
   std::string debugDescription() const override;
@@ -68,10 +67,9 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   std::int64_t currentSegment() const noexcept { return currentSegment_; }
   std::int64_t totalSegment() const noexcept { return totalSegment_; }
 
-  /// Bytes of the complete segments, of the one in flight, and of the one MP4 file.
+  /// Bytes of the complete segments and of the one in flight.
   std::uint64_t allDownloadedSegmentsBytes() const noexcept { return allDownloadedSegmentsBytes_; }
   std::uint64_t currentSegmentBytes() const noexcept { return currentSegmentBytes_; }
-  std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
 
   // ZRM3u8TaskRunner+FileManager.cpp
 
@@ -91,6 +89,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
 
   // ZRM3u8TaskRunner+ORM.cpp: the task's row.
   static const ZRTaskTable& taskTable();
+  static constexpr ZRM3u8Phase kFinishedPhase = ZRM3u8Phase::PhaseFinished;
   static constexpr const char* kLoadedLogFormat = "m3:%lu/%lu";
   static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
   std::optional<std::string> queryPrimaryKeySQL() const override;
@@ -117,22 +116,19 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   std::optional<std::string> queryCurrentDownloadSegmentUrl() const;
 
  private:
-  using VideoInfoCompletion =
-      std::function<void(const std::optional<ZRError>& error, const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo)>;
+  using VideoInfoCompletion = void (ZRM3u8TaskRunner::*)(const std::optional<ZRError>& error,
+                                                         const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo);
 
   // ZRM3u8TaskRunner.cpp
-  void _startPhase(std::uint64_t phase) override;
-  std::uint64_t _finishedPhase() const override;
+  void _startPhase() override;
+  std::int64_t toldSize() const override { return videoInfo_ ? videoInfo_->totalSize() : 0; }
+  void logFailure(const ZRError& error) const override;
   void _rowLoaded() override;
-  ZRM3u8Phase phase() const noexcept { return static_cast<ZRM3u8Phase>(executingPhase()); }
-  void setPhase(ZRM3u8Phase phase) noexcept { setExecutingPhase(static_cast<std::uint64_t>(phase)); }
-  void _executePhase(ZRM3u8Phase phase) { ZRTaskRunner::_executePhase(static_cast<std::uint64_t>(phase)); }
   void setVideoInfo(std::shared_ptr<const ZRDownloadVideoInfo> videoInfo);
   void takeVideoInfo(const std::shared_ptr<ZRDownloadVideoInfo>& received);
-  void loadVideoInfoIfNeed(VideoInfoCompletion completion);
   void videoInfoLoaded(const std::optional<ZRError>& error, const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo);
+  void videoInfoPreloaded(const std::optional<ZRError>& error, const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo);
   void finishDownloadTS();
-  void handleErr(const ZRError& error);
 
   // ZRM3u8TaskRunner+FileManager.cpp
   std::string _fileDir() const;
@@ -146,7 +142,6 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   bool rewindToWholeSegments();
 
   // ZRM3u8TaskRunner+Network.cpp: the record and the playlist.
-  void startM3u8Request(const std::shared_ptr<SCNetworkBaseApi>& request) { _start(request); }
   void requestM3u8VideoInfo(VideoInfoCompletion completion);
   static ZRDictionary cdnDefaultParams();
   static std::optional<ZRError> checkErrorBeforeDownloadM3u8File() { return std::nullopt; }
@@ -157,7 +152,6 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   void decryptionFailed(const ZRError& error);
   void handleCannotFindM3u8URLErr();
   void downloadMp4();
-  void mp4Ended(const SCNetworkApiResponseProtocol& response);
   void downloadThumImgFile();
   bool isAwaitingPlaylist() const noexcept { return isExecuting() && phase() == ZRM3u8Phase::PhaseFetchPlaylist; }
 
@@ -173,15 +167,13 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner> {
   // ZRM3u8TaskRunner+ORM.cpp
   bool _cleanTSAndTaskInDB() override;
   void deleteTSSQLWithIdx(std::int64_t idx);
-  std::string archivedVideoInfo() const;
-  void unarchiveVideoInfo(const ZRValue& text);
+  const std::string& archivedVideoInfo() const;
 
   double stamp_ = 0;
   std::int64_t currentSegment_ = 0;
   std::int64_t totalSegment_ = 0;
   std::uint64_t allDownloadedSegmentsBytes_ = 0;
   std::uint64_t currentSegmentBytes_ = 0;
-  std::uint64_t downloadedBytes_ = 0;
   std::shared_ptr<const ZRDownloadVideoInfo> videoInfo_;
   mutable std::string archivedVideoInfo_;  // what the row holds of videoInfo_; empty until it is asked for
   ZRText albumPic_;

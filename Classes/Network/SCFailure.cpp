@@ -71,10 +71,12 @@ ZRError SCFailure::want(const char* reason) {
       .with(kZRErrorReasonKey, reason);
 }
 
+ZRError SCFailure::diskFull() {
+  return ZRError(ZRErrorCode::DiskFull, "磁盘空间不足").with(kZRErrorReasonKey, kZRReasonDiskFull);
+}
+
 ZRError SCFailure::file(std::string_view operation, int systemError, const char* reason) {
-  if (systemError == ENOSPC || systemError == EDQUOT) {
-    return ZRError(ZRErrorCode::DiskFull, "磁盘空间不足").with(kZRErrorReasonKey, kZRReasonDiskFull);
-  }
+  if (systemError == ENOSPC || systemError == EDQUOT) return diskFull();
   return withCause({ZRErrorCode::ResourceUnusable, "the file cannot be written"}, reason,
                    std::string(operation) + ": " + std::generic_category().message(systemError));
 }

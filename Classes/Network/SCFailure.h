@@ -19,8 +19,11 @@ class SCFailure final {
   /// it. Code 103 of the library's domain, so that a task's slot goes to the next one.
   static ZRError want(const char* reason);
 
-  /// A failed operation on a file: code 100 when the disk is full, else code 103 with the reason and the cause, such as
-  /// "open: Input/output error".
+  /// No room for what is to be written: code 100.
+  static ZRError diskFull();
+
+  /// A failed operation on a file: `diskFull`, code 100, when the disk is full, else code 103 with the reason and the
+  /// cause, such as "open: Input/output error".
   static ZRError file(std::string_view operation, int systemError, const char* reason = kZRReasonFileFailure);
 
   /// Another download, mostly another process's, writes the file: code 103 with the reason "fileBusy".

@@ -10,7 +10,7 @@
 ///
 /// Done once, at a task's end, for everything at once: to wait for the disk between two segments would cost more than
 /// to fetch them. Rows of tasks that are under way may therefore be ahead of their files; a task that is loaded
-/// measures its files before it goes on (`ZRTaskRunner::_filesAreKnown`).
+/// measures its files before it goes on (`ZRTaskRunner::filesAreKnown_`).
 ///
 /// Any thread; the calls wait for the disk, so the host's loop leaves them to `ZRBackgroundQueue::disk`.
 class ZRFolderSync final {

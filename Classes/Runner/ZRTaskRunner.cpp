@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "SCNetworkDownloadApi.h"
 #include "SCNetworkErrors.h"
 #include "ZRBackgroundQueue.h"
 #include "ZRFolderSync.h"
@@ -16,6 +17,28 @@ namespace {
 /// The library's own error in place of the transport's, whose text it keeps as the cause.
 ZRError asOwn(const ZRError& own, const char* reason, const ZRError& error) {
   return own.with(kZRErrorReasonKey, reason).with(kZRErrorCauseKey, error.localizedDescription());
+}
+
+ZRError ownError(const ZRError& error) {
+  switch (static_cast<SCURLErrorCode>(error.code())) {
+    case SCURLErrorCode::NetworkConnectionLost:
+      return asOwn({ZRErrorCode::ConnectionLost, "失去网络连接"}, kZRReasonConnectionLost, error);
+    case SCURLErrorCode::CannotConnectToHost:
+      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonCannotConnect, error);
+    case SCURLErrorCode::NotConnectedToInternet:
+      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonNoNetwork, error);
+    case SCURLErrorCode::Cancelled:
+    case SCURLErrorCode::BadURL:
+    case SCURLErrorCode::TimedOut:
+    case SCURLErrorCode::UnsupportedURL:
+    case SCURLErrorCode::TooManyRedirects:
+    case SCURLErrorCode::BadServerResponse:
+    case SCURLErrorCode::CannotParseResponse:
+    case SCURLErrorCode::DataLengthExceedsMaximum:
+    case SCURLErrorCode::SecureConnectionFailed:
+      break;
+  }
+  return error;
 }
 
 }  // namespace
@@ -37,21 +60,21 @@ void ZRTaskRunner::switch2Wait() {
   setTaskState(ZRTaskState::Waiting);
 }
 
-void ZRTaskRunner::switch2Finish() {
-  setExecutingPhase(_finishedPhase());
-  setTaskState(ZRTaskState::Finished);
-}
-
 void ZRTaskRunner::forceError(const ZRError& error) {
   setErr(error);
   _cancel();
   setTaskState(ZRTaskState::Errored);
 }
 
+std::uint64_t ZRTaskRunner::expectedBytes() const {
+  const std::int64_t size = toldSize();
+  return size < 1 ? fileLength_ : static_cast<std::uint64_t>(size);
+}
+
 float ZRTaskRunner::currentDownloadProgress() const {
-  const std::uint64_t expected = expectedBytes();
-  if (expected == 0) return 0;
-  return static_cast<float>(static_cast<double>(receivedBytes()) / static_cast<double>(expected));
+  const std::int64_t size = toldSize();
+  if (size < 1) return 0;
+  return static_cast<float>(static_cast<double>(receivedBytes()) / static_cast<double>(size));
 }
 
 void ZRTaskRunner::cleanDownloadFiles() {
@@ -79,18 +102,13 @@ void ZRTaskRunner::justDelayRetry() {
 
 void ZRTaskRunner::_executeNextPhase() {
   syncStateToDB();
-  if (isExecuting() && !finish_) _startPhase(executingPhase_);
-}
-
-void ZRTaskRunner::_executePhase(std::uint64_t phase) {
-  setExecutingPhase(phase);
-  _executeNextPhase();
+  if (isExecuting() && !finish_) _startPhase();
 }
 
 void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
   finish_ = std::make_shared<Finish>();
-  ZRBackgroundQueue::disk().post([finish = std::weak_ptr(finish_), task = _weak<ZRTaskRunner>(),
-                                  folder = videoSaveDir(), continued, loop = ZRRunLoop::main()] {
+  ZRBackgroundQueue::disk().post([finish = std::weak_ptr(finish_), task = weak_from_this(), folder = videoSaveDir(),
+                                  continued, loop = ZRRunLoop::main()] {
     if (finish.expired()) return;
     const std::optional<ZRError> failure = ZRFolderSync::makeDurable(folder);
     if (finish.expired()) return;  // another download may already use what lies beside the file
@@ -99,7 +117,7 @@ void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
       ZRFolderSync::syncNames(folder);
     }
     loop->post([finish, task, failure] {
-      const auto self = task.lock();
+      const auto self = std::static_pointer_cast<ZRTaskRunner>(task.lock());
       if (self && !finish.expired()) self->_folderSynced(failure);
     });
   });
@@ -110,8 +128,8 @@ void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
   if (!failure) return invokeCompletionNotifi();
   _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()[kZRErrorCauseKey].textValue());
   filesAreKnown_ = false;
-  setValueForKey(0, "downloadedBytes");  // of the kinds that count them: the row says no more than is there
-  setExecutingPhase(0);                  // from the beginning: what was lost is found and fetched again
+  downloadedBytes_ = 0;  // the row says no more than is there
+  setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
   invokeErrorNotifi(*failure);
 }
 
@@ -126,58 +144,14 @@ void ZRTaskRunner::setTaskState(ZRTaskState state) {
   slot_.dropRetry();
 }
 
-ZRError ZRTaskRunner::_mappedTransportError(const ZRError& error) {
-  switch (static_cast<SCURLErrorCode>(error.code())) {
-    case SCURLErrorCode::NetworkConnectionLost:
-      return asOwn({ZRErrorCode::ConnectionLost, "失去网络连接"}, kZRReasonConnectionLost, error);
-    case SCURLErrorCode::CannotConnectToHost:
-      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonCannotConnect, error);
-    case SCURLErrorCode::NotConnectedToInternet:
-      return asOwn({ZRErrorCode::CannotReachServer, "无法连接到服务器"}, kZRReasonNoNetwork, error);
-    case SCURLErrorCode::Cancelled:
-    case SCURLErrorCode::BadURL:
-    case SCURLErrorCode::TimedOut:
-    case SCURLErrorCode::UnsupportedURL:
-    case SCURLErrorCode::TooManyRedirects:
-    case SCURLErrorCode::BadServerResponse:
-    case SCURLErrorCode::CannotParseResponse:
-    case SCURLErrorCode::DataLengthExceedsMaximum:
-    case SCURLErrorCode::SecureConnectionFailed:
-      break;
-  }
-  return error;
-}
-
-ZRError ZRTaskRunner::_diskFullError() {
-  return ZRError(ZRErrorCode::DiskFull, "磁盘空间不足").with(kZRErrorReasonKey, kZRReasonDiskFull);
-}
-
-std::shared_ptr<SCNetworkDownloadApi> ZRTaskRunner::_makeDownload(std::string url, std::string path) {
-  auto download = std::make_shared<SCNetworkDownloadApi>();
-  download->setUrlString(std::move(url));
-  download->setMethod(0);
-  download->setDownloadFilePath(std::move(path));
-  return download;
+void ZRTaskRunner::throwErr(const ZRError& error) {
+  const ZRError own = ownError(error);
+  logFailure(own);
+  invokeErrorNotifi(own);
 }
 
 std::string ZRTaskRunner::_fixed(double number) {
   std::array<char, std::numeric_limits<double>::max_exponent10 + 10> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6).ptr;
   return {text.data(), end};
-}
-
-ZRReplyCompletion ZRTaskRunner::_onMainLoop(ZRReplyCompletion completion) {
-  const auto answerOnce = [pending = std::make_shared<ZRReplyCompletion>(std::move(completion))](
-                              const std::optional<ZRDictionary>& reply, const std::optional<ZRError>& error) {
-    const ZRReplyCompletion answer = std::exchange(*pending, nullptr);
-    if (answer) answer(reply, error);
-  };
-  return [answerOnce, loop = ZRRunLoop::main()](const std::optional<ZRDictionary>& reply,
-                                                const std::optional<ZRError>& error) {
-    if (loop->isLoopThread()) {
-      answerOnce(reply, error);
-    } else {
-      loop->post([answerOnce, reply, error] { answerOnce(reply, error); });
-    }
-  };
 }

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "SCNetworkBaseApi.h"
-#include "SCNetworkDownloadApi.h"
 #include "ZRDownloadManager.h"
 #include "ZRDownloadTask.h"
 #include "ZRRequestSlot.h"
@@ -28,9 +27,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   void resume() override;
   void switch2Pause() override;
   void switch2Wait() override;
-  void switch2Finish() override;
   void forceError(const ZRError& error) override;
-  float currentDownloadProgress() const override;
   void cleanDownloadFiles() override;
 
   /// Frees the folder's path at once and deletes the files in the background.
@@ -44,6 +41,16 @@ class ZRTaskRunner : public ZRDownloadTask {
   bool hasRetryTimes() const noexcept { return retryBudget_.hasRetryTimes(); }
   void resetRetryTimes() noexcept { retryBudget_.reset(); }
   std::int64_t remainedFailedRetryTimes() const noexcept { return retryBudget_.remained(); }
+
+  // ZRTaskRunner.cpp: how far the download is.
+
+  /// Of the one file, those of earlier runs included.
+  std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
+  std::uint64_t receivedBytes() const override { return downloadedBytes_; }
+
+  /// As the metadata tell, else as the server tells of the file in flight; the progress is of the former alone.
+  std::uint64_t expectedBytes() const final;
+  float currentDownloadProgress() const final;
 
   // ZRTaskRunner+ORM.cpp: the row.
   void syncStateToDB() override;
@@ -62,11 +69,14 @@ class ZRTaskRunner : public ZRDownloadTask {
  protected:
   // Hooks.
 
-  /// Starts the work of `phase`; a number that is no phase starts nothing.
-  virtual void _startPhase(std::uint64_t phase) = 0;
+  /// Starts the work of the current phase; a number that is no phase starts nothing.
+  virtual void _startPhase() = 0;
 
-  /// The phase of a task that is done.
-  virtual std::uint64_t _finishedPhase() const = 0;
+  /// Bytes of the video as its metadata tell; below 1 while they do not.
+  virtual std::int64_t toldSize() const = 0;
+
+  /// The record of an error that is about to be reported.
+  virtual void logFailure(const ZRError&) const {}
 
   /// The task's own folder; it exists on return. Empty for a task that can have none: nothing of it is stored.
   virtual std::string videoSaveDir() const = 0;
@@ -86,18 +96,12 @@ class ZRTaskRunner : public ZRDownloadTask {
 
   /// Writes the row, then starts the current phase if the task is executing.
   void _executeNextPhase();
-  void _executePhase(std::uint64_t phase);
   void setExecutingPhase(std::uint64_t phase) noexcept { executingPhase_ = phase; }
 
   /// The work is done: brings the task's folder to the disk, without a wait, and then reports the completion. Until
   /// then the task is executing and its row says what is true. Whatever stops the task before drops the report.
   /// `continued` is a file that a download may have continued: what is kept beside it goes once its data is durable.
   void _finishWhenDurable(const std::string& continued = {});
-
-  /// False until the runner has seen in this process that its files are as long as its row says, and again once a file
-  /// was lost: a row may reach the disk before the files that it counts.
-  bool _filesAreKnown() const noexcept { return filesAreKnown_; }
-  void _setFilesAreKnown() noexcept { filesAreKnown_ = true; }
 
   /// Stops the current request, a pending delayed retry and an end that waits for the disk.
   void _cancel();
@@ -108,15 +112,9 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// Takes one retry; false when none is left.
   [[nodiscard]] bool _spendRetry() noexcept { return retryBudget_.spend(); }
 
-  /// A transport error as the task's own: -1005 becomes 101, -1004 and -1009 become 102; every other error stays. The
-  /// code alone counts.
-  static ZRError _mappedTransportError(const ZRError& error);
-
-  /// The error of a disk that is too full.
-  static ZRError _diskFullError();
-
-  /// A download of `url` into the file at `path`, without handlers and without resume.
-  static std::shared_ptr<SCNetworkDownloadApi> _makeDownload(std::string url, std::string path);
+  /// Reports an error. A transport's becomes the task's own: -1005 code 101, -1004 and -1009 code 102, whatever its
+  /// domain; every other error stays. The receiver decides the task's state.
+  void throwErr(const ZRError& error);
 
   /// Executes a request as the current one.
   void _start(const std::shared_ptr<SCNetworkBaseApi>& request) { slot_.start(networkAgent(), request); }
@@ -131,46 +129,6 @@ class ZRTaskRunner : public ZRDownloadTask {
 
   /// A number with six decimals, whatever the host's locale.
   static std::string _fixed(double number);
-
-  /// A reply for the host to call on any thread: it arrives on the main loop, the first call alone.
-  static ZRReplyCompletion _onMainLoop(ZRReplyCompletion completion);
-
-  /// This task as a reply holds it.
-  template <class Runner>
-  std::weak_ptr<Runner> _weak() {
-    return std::static_pointer_cast<Runner>(weak_from_this().lock());
-  }
-
-  /// Keeps the bytes of a download so far in `bytes` and feeds the speed.
-  template <class Runner>
-  SCNetworkDownloadApi::ProgressHandler _countInto(std::uint64_t Runner::*bytes) {
-    return [weak = _weak<Runner>(), bytes](const auto&, std::int64_t chunk, std::int64_t received, std::int64_t) {
-      const auto self = weak.lock();
-      if (!self) return;
-      self.get()->*bytes = static_cast<std::uint64_t>(received);
-      self->setTransferedPerSecond(self->transferedPerSecond() + chunk);
-    };
-  }
-
-  /// Calls `ended` at a request's end, unless the task stopped executing.
-  template <class Runner>
-  SCNetworkBaseApi::ResponseHandler _whileExecuting(void (Runner::*ended)(const SCNetworkApiResponseProtocol&)) {
-    return [weak = _weak<Runner>(), ended](const auto&, const auto& response) {
-      const auto self = weak.lock();
-      if (self && self->isExecuting()) (self.get()->*ended)(response);
-    };
-  }
-
-  /// A download that counts into `bytes` and calls `ended` at its end, unless the task stopped executing.
-  template <class Runner>
-  std::shared_ptr<SCNetworkDownloadApi> _makeCountedDownload(
-      std::string url, std::string path, std::uint64_t Runner::*bytes,
-      void (Runner::*ended)(const SCNetworkApiResponseProtocol&)) {
-    auto download = _makeDownload(std::move(url), std::move(path));
-    download->setProgressHandler(_countInto(bytes));
-    download->setResponseHandler(_whileExecuting(ended));
-    return download;
-  }
 
   // ZRTaskRunner+ORM.cpp
 
@@ -195,6 +153,13 @@ class ZRTaskRunner : public ZRDownloadTask {
   static void _loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
                          MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr, ZRTaskList& unFinished);
 
+  std::uint64_t downloadedBytes_ = 0;
+  std::uint64_t fileLength_ = 0;  // as the server tells of the one file, in this life of the task; 0 while unknown
+
+  /// False until the runner has seen in this process that its files are as long as its row says, and again once a file
+  /// was lost: a row may reach the disk before the files that it counts.
+  bool filesAreKnown_ = false;
+
  private:
   /// One way to the end. Whoever waits for the disk holds it weakly.
   struct Finish {};
@@ -203,7 +168,6 @@ class ZRTaskRunner : public ZRDownloadTask {
   bool _writeRow();
 
   std::uint64_t executingPhase_ = 0;
-  bool filesAreKnown_ = false;
   bool rowIsLost_ = false;          // the store did not take it when it was last written
   std::shared_ptr<Finish> finish_;  // null unless the end waits for the disk
   ZRRetryBudget retryBudget_;

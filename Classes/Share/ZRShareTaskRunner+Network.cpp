@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "SCAddress.h"
+#include "SCFailure.h"
 #include "SCNetworkAgent.h"
-#include "SCNetworkResponseParser.h"
 #include "ZRBackgroundQueue.h"
 #include "ZRFolderSync.h"
 #include "ZRPath.h"
@@ -14,24 +14,6 @@
 namespace {
 
 constexpr int kPingTimeout = 1;  // seconds
-
-/// The device and the share service both put their answer under "data" and its outcome under "status".
-template <class Parser>
-std::shared_ptr<Parser> makeParser(std::string targetKeyPath) {
-  auto parser = std::make_shared<Parser>();
-  parser->setCheckKeyPath("status");
-  parser->setOkValue("200");
-  parser->setTargetKeyPath(std::move(targetKeyPath));
-  return parser;
-}
-
-std::shared_ptr<SCNetworkBaseApi> makeRequest(std::string url, std::shared_ptr<const SCNetworkResponseParser> parser) {
-  auto request = std::make_shared<SCNetworkBaseApi>();
-  request->setUrlString(std::move(url));
-  request->setMethod(0);
-  request->setResponseParser(std::move(parser));
-  return request;
-}
 
 std::optional<std::string> textIn(const ZRValue& value) {
   return value.asText() != nullptr ? std::optional(*value.asText()) : std::nullopt;
@@ -59,7 +41,7 @@ void ZRShareTaskRunner::requestShareVideoInfo() {
   if (model().lanOnly()) return requestShareVideoDetail();
   const std::string shareUrl = model().shareUrl().value_or("");
   if (!shareUrl.empty()) return requestShareVideoWithShareUrl(shareUrl);
-  fetchShareUrl([self = _weak<ZRShareTaskRunner>().lock()](const std::string& found) {
+  fetchShareUrl([self = weak().lock()](const std::string& found) {
     if (self->shareDownloadModel_) self->shareDownloadModel_->setShareUrl(found);
     self->requestShareVideoWithShareUrl(found);
   });
@@ -67,22 +49,22 @@ void ZRShareTaskRunner::requestShareVideoInfo() {
 
 // The look-up keeps its task: what it finds is stored even if nobody else holds the task any more.
 void ZRShareTaskRunner::fetchShareUrl(std::function<void(const std::string&)> completion) {
-  const auto request = makeRequest(ZRShareRules::albumDetailURL(model().host().value_or("")),
-                                   makeParser<SCNetworkJsonResponseParser>("data/shareUrl"));
+  const auto request = ZRRequests::makeRequest(ZRShareRules::albumDetailURL(model().host().value_or("")),
+                                               ZRRequests::makeParser("data/shareUrl"));
   ZRDictionary query;
   query.set("albumId", ZRValue::orAbsent(aid()));
   request->setQueryParameters(std::move(query));
-  request->setResponseHandler([self = _weak<ZRShareTaskRunner>().lock(), completion = std::move(completion)](
-                                  const auto&, const auto& response) {
-    const std::string* const found = response.err() ? nullptr : response.parserResult().value.asText();
-    if (found == nullptr || !isAddress(*found)) return self->throwErr(ZRShareRules::hostOfflineError());
-    completion(*found);
-  });
+  request->setResponseHandler(
+      [self = weak().lock(), completion = std::move(completion)](const auto&, const auto& response) {
+        const std::string* const found = response.err() ? nullptr : response.parserResult().value.asText();
+        if (found == nullptr || !isAddress(*found)) return self->throwErr(ZRShareRules::hostOfflineError());
+        completion(*found);
+      });
   _startUnrecorded(request);
 }
 
 void ZRShareTaskRunner::requestShareVideoWithShareUrl(const std::string& shareUrl) {
-  fetchHostWithShareUrl(shareUrl, [weak = _weak<ZRShareTaskRunner>()](const std::optional<std::string>& host) {
+  fetchHostWithShareUrl(shareUrl, [weak = weak()](const std::optional<std::string>& host) {
     const auto self = weak.lock();
     if (!self) return;
     if (host && self->shareDownloadModel_) self->shareDownloadModel_->setHost(*host);
@@ -91,31 +73,27 @@ void ZRShareTaskRunner::requestShareVideoWithShareUrl(const std::string& shareUr
 }
 
 void ZRShareTaskRunner::fetchHostWithShareUrl(const std::string& shareUrl, TextCompletion completion) {
-  auto parser = makeParser<SCNetworkJsonResponseParser>("data");
+  auto parser = ZRRequests::makeParser("data");
   parser->setErrorMsgKeyPath("error");
-  const auto request = makeRequest(shareUrl, std::move(parser));
+  const auto request = ZRRequests::makeRequest(shareUrl, std::move(parser));
   request->setQueryParameters({{"from", "mac"}});
-  request->setResponseHandler(
-      [weak = _weak<ZRShareTaskRunner>(), completion = std::move(completion)](const auto&, const auto& response) {
-        const auto self = weak.lock();
-        if (!self) return;
-        if (response.err()) {
-          self->throwErr(*response.err());
-          return;
-        }
-        const ZRDictionary* const found = response.parserResult().value.asDictionary();
-        const ZRDictionary addresses = found != nullptr ? *found : ZRDictionary();
-        self->pingLanHost(textIn(addresses["lan"]),
-                          [completion, relay = textIn(addresses["url"])](const std::optional<std::string>& lan) {
-                            completion(lan ? lan : relay);
-                          });
-      });
+  request->setResponseHandler([weak = weak(), completion = std::move(completion)](const auto&, const auto& response) {
+    const auto self = weak.lock();
+    if (!self) return;
+    if (response.err()) return self->throwErr(*response.err());
+    const ZRDictionary* const found = response.parserResult().value.asDictionary();
+    const ZRDictionary addresses = found != nullptr ? *found : ZRDictionary();
+    self->pingLanHost(textIn(addresses["lan"]),
+                      [completion, relay = textIn(addresses["url"])](const std::optional<std::string>& lan) {
+                        completion(lan ? lan : relay);
+                      });
+  });
   _startUnrecorded(request);
 }
 
 void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, TextCompletion completion) {
   if (!baseUrl) return completion(std::nullopt);
-  const auto request = makeRequest(ZRShareRules::pingURL(*baseUrl), makeParser<SCNetworkJsonResponseParser>("data"));
+  const auto request = ZRRequests::makeRequest(ZRShareRules::pingURL(*baseUrl), ZRRequests::makeParser("data"));
   request->setTimeout(kPingTimeout);
   request->setResponseHandler([baseUrl, completion = std::move(completion)](const auto&, const auto& response) {
     completion(response.err() ? std::nullopt : baseUrl);
@@ -124,43 +102,36 @@ void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, T
 }
 
 void ZRShareTaskRunner::requestShareVideoDetail() {
-  if (executingPhase() != static_cast<std::uint64_t>(ZRSharePhase::SharePhaseRequestInfo)) return;
+  if (phase() != ZRSharePhase::SharePhaseRequestInfo) return;
   std::string host = model().host().value_or("");
   if (!host.ends_with('/')) {
     host += '/';
     if (shareDownloadModel_) shareDownloadModel_->setHost(host);
   }
   ZRShareVideoDetail::registerModels();
-  auto parser = makeParser<SCNetworkModelResponseParser>("data");
+  auto parser = ZRRequests::makeParser<SCNetworkModelResponseParser>("data");
   parser->setModelName("ZRShareVideoDetail");
-  const auto request = makeRequest(host + "video.action?videoId=" + vid().value_or(""), std::move(parser));
-  request->setResponseHandler([weak = _weak<ZRShareTaskRunner>()](const auto&, const auto& response) {
+  const auto request = ZRRequests::makeRequest(host + "video.action?videoId=" + vid().value_or(""), std::move(parser));
+  request->setResponseHandler([weak = weak()](const auto&, const auto& response) {
     const auto self = weak.lock();
     if (self) self->detailEnded(response);
   });
   _log(0, "shareDownloadVideo:%@", request);
-  startShareRequest(request);
+  _start(request);
 }
 
 void ZRShareTaskRunner::detailEnded(const SCNetworkApiResponseProtocol& response) {
-  if (response.err()) {
-    detailFailed(*response.err(), response.statusCode());
-    return;
-  }
+  if (response.err()) return detailFailed(*response.err(), response.statusCode());
   resetRetryTimes();  // also when a failed download led back here
   videoDetail_ = response.parserModel<ZRShareVideoDetail>();
-  _executePhase(ZRSharePhase::SharePhaseSubtitles);
+  executePhase(ZRSharePhase::SharePhaseSubtitles);
 }
 
 void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
   constexpr int kAnswered = 200;
-  if (const std::optional<ZRError> verdict = ZRShareRules::finalDetailError(error, httpStatus)) {
-    throwErr(*verdict);
-  } else if (_spendRetry()) {
-    _executeNextPhase();
-  } else {
-    throwErr(httpStatus == kAnswered ? ZRShareRules::hostOfflineError() : error);
-  }
+  if (const auto verdict = ZRShareRules::finalDetailError(error, httpStatus)) return throwErr(*verdict);
+  if (_spendRetry()) return _executeNextPhase();
+  throwErr(httpStatus == kAnswered ? ZRShareRules::hostOfflineError() : error);
 }
 
 // The downloads.
@@ -171,7 +142,7 @@ void ZRShareTaskRunner::downloadCoverImg() {
   const bool isThere = path && ZRPath::exists(*path) && !isEmptyFile(*path);
   if (!coverReq_.expired() || !path || isThere || !_makeRoomForFile(*path)) return;
   const auto request =
-      _makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
+      ZRRequests::makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end
     if (!response.err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
   });
@@ -181,13 +152,10 @@ void ZRShareTaskRunner::downloadCoverImg() {
 }
 
 void ZRShareTaskRunner::downloadSubtitles() {
-  if (!videoDetail_ || videoDetail_->subtitles().empty()) {
-    _executePhase(ZRSharePhase::SharePhaseVideo);
-    return;
-  }
+  if (!videoDetail_ || videoDetail_->subtitles().empty()) return executePhase(ZRSharePhase::SharePhaseVideo);
   const auto last = static_cast<std::int64_t>(videoDetail_->subtitles().size()) - 1;
-  downloadSubtitlesWithIndex(std::min(last, subtitlesGivenUpFrom_ - 1), [weak = _weak<ZRShareTaskRunner>()] {
-    if (const auto self = weak.lock()) self->_executePhase(ZRSharePhase::SharePhaseVideo);
+  downloadSubtitlesWithIndex(std::min(last, subtitlesGivenUpFrom_ - 1), [weak = weak()] {
+    if (const auto self = weak.lock()) self->executePhase(ZRSharePhase::SharePhaseVideo);
   });
 }
 
@@ -198,7 +166,7 @@ void ZRShareTaskRunner::downloadSubtitlesWithIndex(std::int64_t index, Subtitles
   const std::optional<std::string> path = savePathWithName(subtitle->name());
   if (!path) return refuseName();
   if (ZRPath::exists(*path)) return;  // a chain that meets a subtitle already on disk ends there
-  if (!hasEnoughDiskSpace()) return throwErr(_diskFullError());
+  if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   if (!subtitle->url()) return handleCannotFindShareURLErr();
   if (!_makeRoomForFile(*path)) return refuseName();
   requestSubtitle(*subtitle->url(), *path, index, std::move(completion));
@@ -223,14 +191,14 @@ std::int64_t ZRShareTaskRunner::_subtitleFrom(std::int64_t index) const {
 void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::string& path, std::int64_t index,
                                         SubtitlesCompletion completion) {
   _cancelCurrentReq();
-  const auto request = _makeDownload(url, path);
-  request->setResponseHandler([weak = _weak<ZRShareTaskRunner>(), index, completion = std::move(completion)](
-                                  const auto&, const auto& response) {
-    const auto self = weak.lock();
-    if (self && self->isExecuting()) self->subtitleEnded(response, index, completion);
-  });
+  const auto request = ZRRequests::makeDownload(url, path);
+  request->setResponseHandler(
+      whileExecuting([index, completion = std::move(completion)](ZRShareTaskRunner& self,
+                                                                 const SCNetworkApiResponseProtocol& response) {
+        self.subtitleEnded(response, index, completion);
+      }));
   _log(0, "shareDownloadSubtitle:%@", request);
-  startShareRequest(request);
+  _start(request);
 }
 
 // A subtitle that still fails after its retries is given up, so that a retry of an earlier one does not begin with it.
@@ -238,7 +206,7 @@ void ZRShareTaskRunner::subtitleEnded(const SCNetworkApiResponseProtocol& respon
                                       const SubtitlesCompletion& completion) {
   if (!response.err()) {
     detailReturns_.reset();
-  } else if (*response.err() == _diskFullError()) {
+  } else if (*response.err() == SCFailure::diskFull()) {
     return throwErr(*response.err());
   } else if (_spendRetry()) {
     return _executeNextPhase();
@@ -250,7 +218,7 @@ void ZRShareTaskRunner::subtitleEnded(const SCNetworkApiResponseProtocol& respon
 }
 
 void ZRShareTaskRunner::downloadShareVideo() {
-  if (!hasEnoughDiskSpace()) return throwErr(_diskFullError());
+  if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   if (!videoDetail_ || !videoDetail_->url()) return handleCannotFindShareURLErr();
   const std::optional<std::string> path = videoSavePath();
   if (!path || !_makeRoomForFile(*path)) return refuseName();
@@ -259,21 +227,17 @@ void ZRShareTaskRunner::downloadShareVideo() {
 }
 
 void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& path) {
-  const auto request = _makeDownload(url, path);
+  const auto request = ZRRequests::makeDownload(url, path);
   request->setUseBreakpointContinuous(true);
-  request->setProgressHandler(
-      [weak = _weak<ZRShareTaskRunner>(), count = _countInto(&ZRShareTaskRunner::downloadedBytes_)](
-          const auto& api, std::int64_t chunk, std::int64_t received, std::int64_t expected) {
-        const auto self = weak.lock();
-        if (!self) return;
-        count(api, chunk, received, expected);
-        if (received > self->furthestByte_) self->detailReturns_.reset();
-        self->furthestByte_ = std::max(self->furthestByte_, received);
-        ZRShareDownloadModel& share = *self->shareDownloadModel_;  // without one there is no path to download to
-        if (share.fileSize() == 0) share.setFileSize(expected);
-      });
-  request->setResponseHandler(_whileExecuting(&ZRShareTaskRunner::videoEnded));
-  startShareRequest(request);
+  request->setProgressHandler(counting([](ZRShareTaskRunner& self, std::uint64_t received, std::uint64_t expected) {
+    self.downloadedBytes_ = received;
+    if (received > self.furthestByte_) self.detailReturns_.reset();
+    self.furthestByte_ = std::max(self.furthestByte_, received);
+    ZRShareDownloadModel& share = *self.shareDownloadModel_;  // without one there is no path to download to
+    if (share.fileSize() == 0) share.setFileSize(static_cast<std::int64_t>(expected));
+  }));
+  request->setResponseHandler(whileExecuting(&ZRShareTaskRunner::videoEnded));
+  _start(request);
 }
 
 void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response) {
@@ -281,7 +245,7 @@ void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response)
     resetRetryTimes();
     return finishDownload();
   }
-  if (*response.err() == _diskFullError() || !_returnToDetail()) throwErr(*response.err());
+  if (*response.err() == SCFailure::diskFull() || !_returnToDetail()) throwErr(*response.err());
 }
 
 // Requests and errors.
@@ -298,15 +262,11 @@ void ZRShareTaskRunner::handleCannotFindShareURLErr() {
 // asked for ever.
 bool ZRShareTaskRunner::_returnToDetail() {
   if (!detailReturns_.spend() || !_spendRetry()) return false;
-  _executePhase(ZRSharePhase::SharePhaseRequestInfo);
+  executePhase(ZRSharePhase::SharePhaseRequestInfo);
   return true;
 }
 
 /// A name that leads to no place in the task's folder; no retry, for the device would send it again.
 void ZRShareTaskRunner::refuseName() {
   throwErr(cannotFindShareURLError(kZRReasonBadName));
-}
-
-void ZRShareTaskRunner::throwErr(const ZRError& error) {
-  invokeErrorNotifi(_mappedTransportError(error));
 }

@@ -1,5 +1,4 @@
-#include "ZRBase64.h"
-#include "ZRKeyedArchive.h"
+#include "ZRArchivedText.h"
 #include "ZRShareTaskRunner.h"
 
 std::span<const ZRField<ZRShareTaskRunner>> ZRShareTaskRunner::fields() {
@@ -13,8 +12,11 @@ std::span<const ZRField<ZRShareTaskRunner>> ZRShareTaskRunner::fields() {
       zrField<Self, &Self::timestamp_>("timestamp", Double),
       zrField<Self, &Self::activeTimestamp_>("activeTimestamp", Double),
       _taskStateField(),
-      {"shareDownloadModel", [](const Self& task) { return ZRValue(task.archivedModel()); },
-       [](Self& task, const ZRValue& value) { task.unarchiveModel(value); }, Text},
+      {"shareDownloadModel", [](const Self& task) { return ZRValue(zrArchivedText(task.shareDownloadModel_.get())); },
+       [](Self& task, const ZRValue& text) {
+         task.shareDownloadModel_ = zrUnarchivedRecord<ZRShareDownloadModel>(text);
+       },
+       Text},
   };
   return kFields;
 }
@@ -28,14 +30,4 @@ std::optional<std::string> ZRShareTaskRunner::queryPrimaryKeySQL() const {
   if (!vid() || !aid() || !ZRTaskTable::isQuotable(*vid()) || !ZRTaskTable::isQuotable(*aid())) return std::nullopt;
   return "SELECT pkid from " + std::string(taskTable().name()) + " WHERE vid = '" + *vid() + "' and aid = '" + *aid() +
          "' ";
-}
-
-std::string ZRShareTaskRunner::archivedModel() const {
-  if (!shareDownloadModel_) return {};
-  return ZRBase64::encodeInLines(ZRKeyedArchive::archive(*shareDownloadModel_));
-}
-
-void ZRShareTaskRunner::unarchiveModel(const ZRValue& text) {
-  const std::vector<std::uint8_t> archive = ZRBase64::decode(text.textValue().value_or(""));
-  shareDownloadModel_ = archive.empty() ? nullptr : ZRKeyedArchive::unarchive<ZRShareDownloadModel>(archive);
 }

@@ -1,6 +1,5 @@
 #include "ZRShareTaskRunner.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "ZRPath.h"
@@ -42,10 +41,6 @@ std::optional<ZRDictionary> ZRShareTaskRunner::videoInfoDic() const {
   return info;
 }
 
-std::uint64_t ZRShareTaskRunner::expectedBytes() const {
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(model().fileSize(), 0));
-}
-
 std::optional<ZRTaskList> ZRShareTaskRunner::filtedSameAlbumTasks(const ZRTaskList& tasks) const {
   ZRTaskList same;
   for (const auto& task : tasks) {
@@ -60,16 +55,13 @@ std::string ZRShareTaskRunner::taskId() const {
 }
 
 // A video that could not be stored is refused before anything of it is.
-void ZRShareTaskRunner::_startPhase(std::uint64_t phase) {
-  switch (static_cast<ZRSharePhase>(phase)) {
+void ZRShareTaskRunner::_startPhase() {
+  switch (phase()) {
     case ZRSharePhase::SharePhaseRequestInfo:
       requestShareVideoInfo();
       break;
     case ZRSharePhase::SharePhaseSubtitles:
-      if (!videoSavePath()) {
-        refuseName();
-        break;
-      }
+      if (!videoSavePath()) return refuseName();
       downloadSubtitles();
       downloadCoverImg();
       break;
@@ -81,10 +73,6 @@ void ZRShareTaskRunner::_startPhase(std::uint64_t phase) {
       finishDownload();
       break;
   }
-}
-
-std::uint64_t ZRShareTaskRunner::_finishedPhase() const {
-  return static_cast<std::uint64_t>(ZRSharePhase::SharePhaseFinished);
 }
 
 const ZRShareDownloadModel& ZRShareTaskRunner::model() const noexcept {

@@ -28,7 +28,7 @@ enum class ZRSharePhase : std::uint64_t {
 /// continues where a partial file ends.
 ///
 /// Made by `ZRDownloadTask::taskWithShareParams`. Main loop's thread only.
-class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
+class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner, ZRSharePhase> {
  public:
   /// A task from {"vid", "albumId", "videoName", "shareUrl", "host", "albumName", "deviceName": texts, "fileSize":
   /// bytes, "duration": integer, "lanOnly": boolean}. Never null; what is missing shows when it is needed.
@@ -45,8 +45,6 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   void resume() override;
   void syncToDBWithShareParams(const ZRDictionary& params) override;
   std::optional<ZRDictionary> videoInfoDic() const override;
-  std::uint64_t receivedBytes() const override { return downloadedBytes_; }
-  std::uint64_t expectedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string taskId() const override;
 
@@ -58,9 +56,6 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
 
   /// The device's latest answer; null before the first one.
   const std::shared_ptr<const ZRShareVideoDetail>& videoDetail() const noexcept { return videoDetail_; }
-
-  /// Bytes of the video so far, those of earlier runs included.
-  std::uint64_t downloadedBytes() const noexcept { return downloadedBytes_; }
 
   // ZRShareTaskRunner+FileManager.cpp: paths. There is none for a name that leads out of the task's folder, nor for a
   // cover that would meet the video.
@@ -77,6 +72,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
 
   // ZRShareTaskRunner+ORM.cpp
   static const ZRTaskTable& taskTable();
+  static constexpr ZRSharePhase kFinishedPhase = ZRSharePhase::SharePhaseFinished;
   static constexpr const char* kLoadedLogFormat = "share:%lu/%lu";
 
   /// Nothing also for a task that lacks one of its ids: no row could be found by them.
@@ -91,10 +87,8 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   static constexpr std::int64_t kNoSubtitle = std::numeric_limits<std::int64_t>::max();
 
   // ZRShareTaskRunner.cpp
-  void _startPhase(std::uint64_t phase) override;
-  std::uint64_t _finishedPhase() const override;
-  void setPhase(ZRSharePhase phase) noexcept { setExecutingPhase(static_cast<std::uint64_t>(phase)); }
-  void _executePhase(ZRSharePhase phase) { ZRTaskRunner::_executePhase(static_cast<std::uint64_t>(phase)); }
+  void _startPhase() override;
+  std::int64_t toldSize() const override { return model().fileSize(); }
   const ZRShareDownloadModel& model() const noexcept;
   void finishDownload();
 
@@ -128,24 +122,16 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner> {
   void videoEnded(const SCNetworkApiResponseProtocol& response);
 
   // ZRShareTaskRunner+Network.cpp: requests and errors.
-  void startShareRequest(const std::shared_ptr<SCNetworkBaseApi>& request) { _start(request); }
   void _startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request);
   void handleCannotFindShareURLErr();
 
   /// Asks for the detail again, which is a retry; false when none is left, or too many returns brought nothing new.
   [[nodiscard]] bool _returnToDetail();
   void refuseName();
-  void throwErr(const ZRError& error);
-
-  // ZRShareTaskRunner+ORM.cpp
-  std::string archivedModel() const;
-  void unarchiveModel(const ZRValue& text);
-
-  std::uint64_t downloadedBytes_ = 0;
 
   // What bounds the tries; filled again when the task is resumed.
-  ZRRetryBudget detailReturns_;    // to the detail, since a new byte of the video or another subtitle came
-  std::int64_t furthestByte_ = 0;  // of the video, in this life of the task
+  ZRRetryBudget detailReturns_;     // to the detail, since a new byte of the video or another subtitle came
+  std::uint64_t furthestByte_ = 0;  // of the video, in this life of the task
   std::int64_t subtitlesGivenUpFrom_ = kNoSubtitle;
 
   std::weak_ptr<SCNetworkBaseApi> coverReq_;  // expires when the cover's request has ended
