@@ -11,11 +11,12 @@ class ZR73Mp4TaskRunnerNetworkTest : public RunnerFixture {
   ZR73Mp4TaskRunnerNetworkTest() { manager()->setup(host()); }
 
   ZRDictionary host() {
-    return options({{"fetch_73Info_Handler",
-                     ZRFetch73InfoHandler([this](const ZRDictionary& request, const ZRReplyCompletion& reply) {
-                       const std::string path = "/" + std::to_string(request["vid"].int64Value());
-                       reply(ZRDictionary{{"url", url_.value_or(origin_.url(path))}, {"fileSize", 5000}}, std::nullopt);
-                     })}});
+    return options(
+        {{"fetch_73Info_Handler",
+          ZRFetch73InfoHandler([this](const ZRDictionary& request, const ZRReplyCompletion& reply) {
+            const std::string path = "/" + std::to_string(request["vid"].int64Value());
+            reply(ZRDictionary{{"url", url_.value_or(origin_.url(path))}, {"fileSize", fileSize_}}, std::nullopt);
+          })}});
   }
 
   static auto add(std::int64_t vid = 1) { return addTaskOf<ZR73Mp4TaskRunner>({{"vid", vid}, {"version", 2}}); }
@@ -44,6 +45,7 @@ class ZR73Mp4TaskRunnerNetworkTest : public RunnerFixture {
   const std::string bytes_ = patternBytes(5000);
   std::atomic<int> ended_ = 0;
   LoopbackOrigin origin_;
+  std::int64_t fileSize_ = 5000;    // as the host tells
   std::optional<std::string> url_;  // in place of the origin's
 };
 
@@ -103,6 +105,16 @@ TEST_F(ZR73Mp4TaskRunnerNetworkTest, transportFailuresReachTheHostAsTheLibrarysO
   const auto task = add();
   ASSERT_TRUE(runUntil([&] { return logged(2, ""); }));
   EXPECT_TRUE(task->isExecuting());
+}
+
+TEST_F(ZR73Mp4TaskRunnerNetworkTest, sizeThatTheHostDoesNotTellIsExpectedAsTheServerTells) {
+  fileSize_ = 0;
+  serve();
+  const auto task = add();
+  EXPECT_EQ(task->expectedBytes(), 0U);
+  finished(task);
+  EXPECT_EQ(std::tuple(task->expectedBytes(), task->currentDownloadProgress()), std::tuple(5000U, 0.0F));
+  EXPECT_EQ(queried("SELECT fileSize FROM task_73_meta_tb"), "0");
 }
 
 TEST_F(ZR73Mp4TaskRunnerNetworkTest, taskAddedAgainAtOnceKeepsItsNewFile) {
