@@ -9,6 +9,7 @@
 #include "ZRClock.h"
 #include "ZRDownloadDataBase.h"
 #include "ZRNotificationCenter.h"
+#include "ZRPath.h"
 #include "ZRRemovedFolders.h"
 #include "ZRRunLoop.h"
 #include "ZRThreadCheck.h"
@@ -66,6 +67,15 @@ double listTimestamp(const ZRDownloadTask& task, const ZRTaskList& tasks) {
   const std::optional<ZRTaskList> siblings = task.filtedSameAlbumTasks(tasks);
   if (siblings && !siblings->empty()) return siblings->front()->timestamp();
   return ZRClock::secondsSinceReferenceDate();
+}
+
+/// Whether one of the tasks lies in the folder, or does not tell where it lies.
+bool mayHaveFilesIn(const std::string& folder, const ZRTaskList& tasks) {
+  return std::ranges::any_of(tasks, [&](const auto& task) {
+    const std::optional<std::string> file = task->localRelativeFilePath();
+    return !file || ZRPath::isBelow(ZRPath::append(ZRDownloadManager::downloadBasePath(), *file), folder) ||
+           ZRPath::isBelow(ZRPath::append(ZRDownloadManager::downloadShareBasePath(), *file), folder);
+  });
 }
 
 }  // namespace
@@ -134,7 +144,15 @@ void ZRDownloadManager::setOpts(ZRDictionary opts) {
 void ZRDownloadManager::loadTasks() {
   ZRTaskList finished;
   ZRTaskList unFinished;
+  const auto notes = ZRRemovedFolders::notes();
+  const bool alone = !notes.empty() && db_->executeUpdate("BEGIN IMMEDIATE");  // no other process adds a task meanwhile
   ZRDownloadTask::loadTasksFromDB(db_, finished, unFinished);
+  if (alone) {
+    ZRRemovedFolders::settle(notes, [&](const std::string& folder) {
+      return mayHaveFilesIn(folder, finished) || mayHaveFilesIn(folder, unFinished);
+    });
+    (void)db_->executeUpdate("COMMIT");
+  }
   for (const auto& task : unFinished) {
     task->setNetworkAgent(networkAgent());
     setUpTaskHandlers(task);

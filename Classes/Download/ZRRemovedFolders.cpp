@@ -5,6 +5,8 @@
 #include <random>
 #include <system_error>
 
+#include <sys/stat.h>
+
 #include "ZRBackgroundQueue.h"
 #include "ZRDownloadDataBase.h"
 #include "ZRDownloadManager.h"
@@ -26,8 +28,24 @@ void removeAll(const fs::path& folder) {
   fs::remove_all(folder, ignored);
 }
 
-/// Deletes what is on its way out, at any depth; symbolic links are not followed.
-void sweepFolder(const fs::path& parent) {
+std::string downloadsFolder() {
+  const ZRHostInfo& host = ZRHost::current();
+  return ZRPath::append(ZRPath::append(host.applicationSupportFolder, host.bundleIdentifier), kDownloadDir);
+}
+
+std::string sharesFolder() {
+  return ZRPath::append(ZRHost::current().moviesFolder, kShareDownloadDir);
+}
+
+/// Empty when `folder` is none, or a link to one.
+std::string noteName(const std::string& folder) {
+  struct stat found {};
+  if (::lstat(folder.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) return {};
+  return std::string(ZRRemovedFolders::kPrefix) + std::to_string(found.st_ino);
+}
+
+/// What is on its way out below `parent`, at any depth; symbolic links are not followed.
+void findRemoved(const fs::path& parent, std::vector<fs::path>& removed) {
   std::error_code error;
   for (fs::recursive_directory_iterator it(parent, error), end; !error && it != end; it.increment(error)) {
     std::error_code ignored;
@@ -36,33 +54,71 @@ void sweepFolder(const fs::path& parent) {
       continue;
     }
     it.disable_recursion_pending();
-    removeAll(it->path());
+    removed.push_back(it->path());
   }
 }
 
+void deleteOnceRowsAreDurable(const std::vector<fs::path>& removed, const std::string& rows) {
+  if (removed.empty()) return;
+  ZRDownloadDataBase::makeDurable(rows);
+  for (const fs::path& folder : removed) removeAll(folder);
+}
+
 }  // namespace
+
+ZRRemovedFolders::Note::Note(const std::string& folder) {
+  const std::string name = noteName(folder);
+  if (name.empty()) return;
+  link_ = ZRPath::append(downloadsFolder(), name);
+  std::error_code ignored;
+  fs::create_directory_symlink(folder, link_, ignored);
+}
+
+ZRRemovedFolders::Note::~Note() {
+  std::error_code ignored;
+  if (!link_.empty()) fs::remove(link_, ignored);
+}
 
 void ZRRemovedFolders::remove(const std::string& folder) {
   const fs::path aside = fs::path(folder).parent_path() / asideName();
   std::error_code error;
   fs::rename(folder, aside, error);
+  if (error == std::errc::no_such_file_or_directory) return;  // another process was first
   if (error) {
     removeAll(folder);  // at once: later it could be another task's folder
     return;
   }
-  ZRBackgroundQueue::shared().post([aside, rows = ZRDownloadDataBase::filePath()] {
-    ZRDownloadDataBase::makeDurable(rows);
-    removeAll(aside);
-  });
+  ZRBackgroundQueue::shared().post(
+      [aside, rows = ZRDownloadDataBase::filePath()] { deleteOnceRowsAreDurable({aside}, rows); });
+}
+
+std::vector<fs::path> ZRRemovedFolders::notes() {
+  std::vector<fs::path> notes;
+  std::error_code error;
+  for (fs::directory_iterator it(downloadsFolder(), error), end; !error && it != end; it.increment(error)) {
+    std::error_code ignored;
+    if (it->is_symlink(ignored) && it->path().filename().string().starts_with(kPrefix)) notes.push_back(it->path());
+  }
+  return notes;
+}
+
+void ZRRemovedFolders::settle(const std::vector<fs::path>& notes,
+                              const std::function<bool(const std::string& folder)>& isClaimed) {
+  for (const fs::path& note : notes) {
+    std::error_code ignored;
+    const std::string folder = fs::read_symlink(note, ignored);
+    const bool isOurs = ZRPath::isBelow(folder, downloadsFolder()) || ZRPath::isBelow(folder, sharesFolder());
+    if (isOurs && note.filename() == noteName(folder) && !isClaimed(folder)) remove(folder);
+    fs::remove(note, ignored);
+  }
 }
 
 void ZRRemovedFolders::sweep() {
-  const ZRHostInfo& host = ZRHost::current();
-  const fs::path downloads =
-      ZRPath::append(ZRPath::append(host.applicationSupportFolder, host.bundleIdentifier), kDownloadDir);
-  const fs::path shares = ZRPath::append(host.moviesFolder, kShareDownloadDir);
-  ZRBackgroundQueue::shared().post([downloads, shares] {
-    sweepFolder(downloads);
-    sweepFolder(shares);
-  });
+  ZRBackgroundQueue::shared().post(
+      [downloads = downloadsFolder(), shares = sharesFolder(), rows = ZRDownloadDataBase::filePath()] {
+        std::vector<fs::path> removed;
+        findRemoved(downloads, removed);
+        findRemoved(shares, removed);
+        deleteOnceRowsAreDurable(removed, rows);
+      });
 }

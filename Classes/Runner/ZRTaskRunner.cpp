@@ -78,6 +78,7 @@ float ZRTaskRunner::currentDownloadProgress() const {
 }
 
 void ZRTaskRunner::cleanDownloadFiles() {
+  const ZRRemovedFolders::Note note(videoSaveDir());
   if (!_cleanTSAndTaskInDB()) {
     _log(2, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
     return;

@@ -1,5 +1,7 @@
 #include <filesystem>
 
+#include <sys/stat.h>
+
 #include "LibraryFixture.h"
 #include "ZRRemovedFolders.h"
 
@@ -52,6 +54,35 @@ TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
   ZRBackgroundQueue::shared().waitUntilIdle();
   for (const std::string& file : stale) EXPECT_FALSE(fs::exists(file)) << file;
   for (const std::string& file : kept) EXPECT_TRUE(fs::exists(file)) << file;
+}
+
+TEST_F(ZRDownloadManagerFileTest, notedFolderGoesUnlessATaskHasItOrItIsNotTheOneMeant) {
+  manager()->setup(options());
+  for (const auto& task :
+       {ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}}),
+        ZRDownloadTask::taskWithShareParams({{"vid", "v1"}, {"albumId", "a1"}, {"videoName", "m.mp4"}})}) {
+    ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
+  }
+  const struct {
+    std::string folder;
+    bool stays;
+    int other = 0;  // the note means another folder that was there
+  } cases[] = {
+      {downloadFolder() + "/73-1-1", true},     {downloadFolder() + "/73-9-1", false},
+      {downloadFolder() + "/73-9-2", true, 1},  {home_ / "movies/Oxwell/a1/v1", true},
+      {home_ / "movies/Oxwell/a1/v2", false},   {home_ / "movies/other/a1/v2", true},
+      {downloadFolder() + "/../../mine", true},
+  };
+  for (const auto& [folder, stays, other] : cases) {
+    writeFile(folder + "/m.mp4", "x");
+    struct stat found {};
+    ASSERT_EQ(::stat(folder.c_str(), &found), 0);
+    fs::create_symlink(folder, downloadFolder() + "/.removing-" + std::to_string(found.st_ino + other));
+  }
+  restart();
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  for (const auto& [folder, stays, other] : cases) EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
+  for (const auto& entry : fs::directory_iterator(downloadFolder())) EXPECT_FALSE(entry.is_symlink()) << entry;
 }
 
 }  // namespace

@@ -199,6 +199,9 @@ int remove(const char* path) noexcept {
 int mkdir(const char* path, mode_t mode) noexcept {
   return static_cast<int>(unlessFails(fails("mkdir", path), SYS_mkdir, path, mode));
 }
+int symlink(const char* target, const char* path) noexcept {
+  return static_cast<int>(unlessFails(fails("mkdir", path), SYS_symlink, target, path));
+}
 
 /// Like the system's, it gives the descriptor back even when it fails.
 int close(int fd) {
