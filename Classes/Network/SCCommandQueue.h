@@ -65,7 +65,7 @@ class SCCommandQueue final {
  private:
   using Clock = std::chrono::steady_clock;
 
-  /// So long the thread stays awake for the next request.
+  /// How long the thread stays awake for the next request.
   static constexpr std::chrono::microseconds kNextRequest{200};
 
   /// Whether a request is to be expected and none is there.

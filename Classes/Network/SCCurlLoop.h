@@ -2,22 +2,26 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "SCCurlChannel.h"
+#include "SCCurlSweeper.h"
+#include "SCDescriptorWait.h"
 #include "SCNetworkAgent.h"
+#include "SCOriginQueue.h"
+#include "SCRateLimit.h"
 #include "SCTransfer.h"
 #include "SCTransferTicket.h"
 #include "ZRHost.h"
 
-/// Runs transfers side by side over libcurl, the only place that knows it. The agent's thread only, except for making,
-/// destroying and `wakeup`.
+/// Runs transfers side by side over libcurl. The agent's thread only, except for making, destroying and `wakeup`.
 ///
 /// Every request is HTTP/1.1: nothing here gains from multiplexing, and libcurl 7.88 lets parallel streams of HTTP/2
 /// stall until its connect timer. The certificates of the authorities are loaded once. Plain requests are sent in turn
-/// (`SCOriginQueue`). Under a limit each running download has an equal share (`SCTokenBucket`); libcurl's own limit
-/// would let each new download receive a second's worth at once, and so many short ones whatever they like. When the
-/// process has no descriptor left for a socket or a name's look-up, a request waits until another one has ended, or a
-/// moment.
+/// (`SCOriginQueue`), downloads share a limit (`SCRateLimit`), and where the process has no descriptor left, requests
+/// wait (`SCDescriptorWait`).
 class SCCurlLoop final {
  public:
   /// Proxy, authorities and user agent are the host's. `limits` outlive the loop.
@@ -37,7 +41,7 @@ class SCCurlLoop final {
   void abandonAll();
 
   /// What all downloads together may receive in a second; 0 is no limit. Counts at once, also for those that run.
-  void setMaxBytesPerSecond(std::int64_t limit);
+  void setMaxBytesPerSecond(std::int64_t limit) { rateLimit_.setMaxBytesPerSecond(limit); }
 
   /// Does what can be done without waiting. True when the last transfer there was has ended.
   bool run();
@@ -49,6 +53,36 @@ class SCCurlLoop final {
   void wakeup();
 
  private:
-  class Multi;
-  std::unique_ptr<Multi> multi_;
+  using Clock = SCTransfer::Clock;
+
+  void begin(std::unique_ptr<SCTransfer> transfer, const std::string& origin);
+  bool open(std::unique_ptr<SCTransfer>& transfer, const std::string& origin);
+  std::unique_ptr<SCCurlChannel> takeChannel();
+  bool send(SCCurlChannel& channel, const SCTransfer::Exchange& exchange);
+  void goOnWithShares();
+  void finishDone();
+  void ended(SCCurlChannel& channel, int result);
+  void finishLate();
+  void retryDelayed();
+  void finish(SCCurlChannel& channel, std::optional<SCURLErrorCode> failure);
+  void detach(const SCCurlChannel& channel);
+  void release(SCCurlChannel& channel);
+
+  struct Closer {
+    void operator()(void* multi) const noexcept;
+  };
+
+  // Set once.
+  const SCNetworkLimits& limits_;
+  const ZRHostInfo host_;
+  const std::unique_ptr<void, Closer> multi_;  // libcurl's (a CURLM)
+  const bool wakes_;                           // false when descriptors lacked for what `wakeup` needs
+
+  Clock::time_point now_;  // when this round began
+  SCOriginQueue<SCTransfer> queue_;
+  SCRateLimit rateLimit_;
+  SCDescriptorWait descriptorWait_;
+  SCCurlSweeper sweeper_;
+  std::vector<std::unique_ptr<SCCurlChannel>> active_;
+  std::vector<std::unique_ptr<SCCurlChannel>> idle_;
 };

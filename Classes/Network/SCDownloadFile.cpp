@@ -15,7 +15,7 @@ namespace {
 
 using Failure = SCDownloadFile::Failure;
 
-/// So large a piece goes to the disk while the next one arrives, so that a sync of the whole has little left to do.
+/// A piece of this size goes to the disk while the next one arrives, so that a sync of the whole has little to do.
 constexpr std::int64_t kWritebackPiece = 32 << 20;
 
 /// The end of a complete file goes there at once, for whoever syncs it; smaller ones are not worth the call.

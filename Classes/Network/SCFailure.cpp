@@ -36,8 +36,6 @@ Words wordsOf(SCURLErrorCode code) {
       return {kZRReasonServiceRefused, "the server refused"};
     case SCURLErrorCode::CannotParseResponse:
       return {kZRReasonBadAnswer, "the answer cannot be parsed"};
-    case SCURLErrorCode::DataLengthExceedsMaximum:
-      return {kZRReasonAnswerTooLarge, "the answer is too large"};
     case SCURLErrorCode::SecureConnectionFailed:
       return {kZRReasonTlsRefused, "no secure connection"};
   }
@@ -57,6 +55,11 @@ ZRError SCFailure::transport(SCURLErrorCode code, std::string_view detail) {
           static_cast<std::int64_t>(code),
           std::string(text),
           {{kZRErrorReasonKey, words.reason}, {kZRErrorCauseKey, text}}};
+}
+
+ZRError SCFailure::tooLarge() {
+  return transport(SCURLErrorCode::CannotParseResponse, "the answer is too large")
+      .with(kZRErrorReasonKey, kZRReasonAnswerTooLarge);
 }
 
 ZRError SCFailure::status(int status) {

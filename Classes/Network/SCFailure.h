@@ -12,6 +12,9 @@ class SCFailure final {
   /// An error of the domain `kSCURLErrorDomain`; an empty `detail` gives the code's own text.
   static ZRError transport(SCURLErrorCode code, std::string_view detail = {});
 
+  /// A plain answer above the agent's limit: a parser's error, with a reason of its own.
+  static ZRError tooLarge();
+
   /// An answer outside 2xx.
   static ZRError status(int status);
 

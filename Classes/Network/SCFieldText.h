@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#include "ZRAscii.h"
+
 /// How the texts of HTTP's header fields are read. Pure.
 class SCFieldText final {
  public:
@@ -18,8 +20,7 @@ class SCFieldText final {
 
   /// The same but for the case of ASCII letters.
   static bool sameWord(std::string_view a, std::string_view b) {
-    const auto lowered = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-    return std::ranges::equal(a, b, {}, lowered, lowered);
+    return std::ranges::equal(a, b, {}, ZRAscii::lowered, ZRAscii::lowered);
   }
 
   static bool beginsWithWord(std::string_view text, std::string_view word) {

@@ -17,10 +17,9 @@ enum class SCURLErrorCode : std::int64_t {
   CannotConnectToHost = -1004,    ///< connection refused or timed out, or the name does not resolve
   NetworkConnectionLost = -1005,  ///< reset, early end or stall, or an answer that HTTP does not allow
   TooManyRedirects = -1007,
-  NotConnectedToInternet = -1009,    ///< no route, or the network is down
-  BadServerResponse = -1011,         ///< a parser's check value is not the expected one
-  CannotParseResponse = -1017,       ///< the body is not JSON, or holds no record
-  DataLengthExceedsMaximum = -1103,  ///< a plain body above the agent's limit
+  NotConnectedToInternet = -1009,  ///< no route, or the network is down
+  BadServerResponse = -1011,       ///< a parser's check value is not the expected one
+  CannotParseResponse = -1017,     ///< the body is not JSON, holds no record, or is above the agent's limit
   SecureConnectionFailed = -1200,
 };
 

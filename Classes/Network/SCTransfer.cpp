@@ -12,7 +12,7 @@ namespace {
 using Code = SCURLErrorCode;
 using Exchange = SCTransfer::Exchange;
 
-/// So long may received bytes wait for more of them before they are written and reported.
+/// Received bytes wait for more of them at most so long, then they are written and reported.
 constexpr std::chrono::milliseconds kFlushInterval{200};
 
 /// Written bytes are told at most so often, so that a fast transfer does not keep the main loop's thread busy.
@@ -120,9 +120,7 @@ void SCTransfer::connected(Clock::time_point now) {
 bool SCTransfer::receiveHeadLine(std::string_view line, Clock::time_point now) {
   if (fate_ != Fate::Unknown || !head_.addLine(line)) return true;  // a trailer, or more to come
   stallDeadline_ = now + limits_.stallTimeout;                      // a head as a whole has as long as a byte
-  decide();
-  const bool isWanted = fate_ == Fate::Collect || fate_ == Fate::Store;
-  return isWanted || head_.contentLength.value_or(0) <= kDrainLimit;
+  return decide() || head_.contentLength.value_or(0) <= kDrainLimit;
 }
 
 bool SCTransfer::receiveBody(std::string_view bytes, Clock::time_point now) {
@@ -146,92 +144,80 @@ bool SCTransfer::fail(ZRError error) {
   return false;
 }
 
-void SCTransfer::refuseAnswer() {
-  fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer is of no use"));
+bool SCTransfer::refuseAnswer() {
+  return fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer is of no use"));
 }
 
-void SCTransfer::decide() {
+bool SCTransfer::decide() {
   if (!head_.isSound()) {
-    fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer contradicts itself"));
-  } else if (head_.isRedirect()) {
-    decideRedirect();
-  } else if (file_) {
-    decideDownload();
-  } else {
-    decidePlain();
+    return fail(SCFailure::transport(Code::NetworkConnectionLost, "the answer contradicts itself"));
   }
+  if (head_.isRedirect()) return decideRedirect();
+  return file_ ? decideDownload() : decidePlain();
 }
 
-void SCTransfer::decideRedirect() {
+bool SCTransfer::decideRedirect() {
   auto target = address_.resolve(head_.location);
-  if (const auto* code = std::get_if<Code>(&target)) {
-    fail(SCFailure::transport(*code, "redirect to an address of no use"));
-  } else if (++redirects_ > limits_.maxRedirects) {
-    fail(SCFailure::transport(Code::TooManyRedirects));
-  } else {
-    SCAddress next = std::get<SCAddress>(std::move(target));
-    if (next.origin() != address_.origin()) sendsCallerHeaders_ = false;  // for good: a way back does not restore them
-    address_ = std::move(next);
-    fate_ = Fate::Again;
-  }
+  const auto* const code = std::get_if<Code>(&target);
+  if (code != nullptr) return fail(SCFailure::transport(*code, "redirect to an address of no use"));
+  if (++redirects_ > limits_.maxRedirects) return fail(SCFailure::transport(Code::TooManyRedirects));
+  SCAddress next = std::get<SCAddress>(std::move(target));
+  if (next.origin() != address_.origin()) sendsCallerHeaders_ = false;  // for good: a way back does not restore them
+  address_ = std::move(next);
+  return askAgain();
 }
 
-void SCTransfer::decidePlain() {
-  if (!head_.isSuccess()) {
-    fail(SCFailure::status(head_.status));
-  } else if (head_.status == 206) {
-    refuseAnswer();
-  } else if (head_.contentLength.value_or(0) > limits_.maxPlainBody) {
-    fail(SCFailure::transport(Code::DataLengthExceedsMaximum));
-  } else {
-    fate_ = Fate::Collect;
-  }
+bool SCTransfer::decidePlain() {
+  if (!head_.isSuccess()) return fail(SCFailure::status(head_.status));
+  if (head_.status == 206) return refuseAnswer();
+  if (head_.contentLength.value_or(0) > limits_.maxPlainBody) return fail(SCFailure::tooLarge());
+  fate_ = Fate::Collect;
+  return true;
 }
 
-void SCTransfer::decideDownload() {
+bool SCTransfer::decideDownload() {
   using Action = SCRangeDecision::Action;
   const SCRangeDecision decision = SCRangeDecision::decide(offset_, file_->version(), head_);
   switch (decision.action) {
     case Action::StoreFromZero:
     case Action::Append:
-      store(decision);
-      break;
+      return store(decision);
     case Action::AlreadyComplete:
       fate_ = Fate::Complete;
-      break;
+      return false;
     case Action::StartOver:
       offset_ = 0;
-      fate_ = Fate::Again;
-      break;
+      return askAgain();
     case Action::RefuseStatus:
-      fail(SCFailure::status(head_.status));
-      break;
+      return fail(SCFailure::status(head_.status));
     case Action::RefuseAnswer:
-      refuseAnswer();
       break;
   }
+  return refuseAnswer();
 }
 
-void SCTransfer::store(const SCRangeDecision& decision) {
-  if (ticket_->isCancelled()) {
-    fail(SCFailure::transport(Code::Cancelled));
-    return;
-  }
+bool SCTransfer::askAgain() {
+  fate_ = Fate::Again;
+  return false;
+}
+
+bool SCTransfer::store(const SCRangeDecision& decision) {
+  if (ticket_->isCancelled()) return fail(SCFailure::transport(Code::Cancelled));
   if (decision.action == SCRangeDecision::Action::Append) {
     file_->appendRest(decision.version);
   } else if (auto failure = file_->startOver(decision.version)) {
-    fail(*std::move(failure));
-    return;
+    return fail(*std::move(failure));
   }
   fate_ = Fate::Store;
   completeLength_ = decision.version.length;
   bodyEnd_ = decision.bodyEnd;
   if (completeLength_) file_->expect(*completeLength_);
   offset_ = reported_ = file_->length();
+  return true;
 }
 
 bool SCTransfer::collect(std::string_view bytes) {
-  if (bodySize_ > limits_.maxPlainBody) return fail(SCFailure::transport(Code::DataLengthExceedsMaximum));
+  if (bodySize_ > limits_.maxPlainBody) return fail(SCFailure::tooLarge());
   if (spec_.parser) body_.append(bytes);
   return true;
 }

@@ -83,14 +83,15 @@ class SCTransfer final {
 
   std::optional<Exchange> refuse(ZRError error);
   Exchange nextExchange();
+  // Each tells whether the body is wanted.
   bool fail(ZRError error);
-  void refuseAnswer();
-
-  void decide();
-  void decideRedirect();
-  void decidePlain();
-  void decideDownload();
-  void store(const SCRangeDecision& decision);
+  bool refuseAnswer();
+  bool askAgain();
+  bool decide();
+  bool decideRedirect();
+  bool decidePlain();
+  bool decideDownload();
+  bool store(const SCRangeDecision& decision);
 
   bool collect(std::string_view bytes);
   bool storeBytes(std::string_view bytes);

@@ -4,16 +4,13 @@
 #include <cstddef>
 #include <optional>
 
+#include "ZRAscii.h"
 #include "ZRValue.h"
 
 namespace {
 
-bool isAlpha(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 bool isAlphanumeric(char c) {
-  return isAlpha(c) || (c >= '0' && c <= '9');
+  return ZRAscii::isLetter(c) || ZRAscii::isDigit(c);
 }
 
 bool isUnreserved(char c) {
@@ -55,10 +52,6 @@ std::string encodedQuery(const ZRDictionary& parameters) {
   return query;
 }
 
-char lowered(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 }  // namespace
 
 std::string SCURL::build(std::string_view address, const ZRDictionary& queryParameters) {
@@ -84,12 +77,12 @@ std::string SCURL::escapeComponent(std::string_view text) {
 
 std::string SCURL::scheme(std::string_view address) {
   const std::size_t colon = address.find(':');
-  if (colon == std::string_view::npos || colon == 0 || !isAlpha(address.front())) return {};
+  if (colon == std::string_view::npos || colon == 0 || !ZRAscii::isLetter(address.front())) return {};
   std::string scheme(address.substr(0, colon));
   const bool isScheme =
       std::ranges::all_of(scheme, [](char c) { return isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; });
   if (!isScheme) return {};
-  std::ranges::transform(scheme, scheme.begin(), lowered);
+  std::ranges::transform(scheme, scheme.begin(), ZRAscii::lowered);
   return scheme;
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "SCFieldText.h"
+#include "ZRAscii.h"
 
 namespace {
 
@@ -31,9 +32,8 @@ std::optional<std::chrono::sys_seconds> momentOf(std::string_view date) {
   constexpr std::string_view kShape = "Aaa, 00 Aaa 0000 00:00:00 GMT";
   constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
   const bool hasShape = std::ranges::equal(date, kShape, [](char c, char shape) {
-    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (shape == '0') return c >= '0' && c <= '9';
-    return shape == 'A' || shape == 'a' ? isLetter : c == shape;
+    if (shape == '0') return ZRAscii::isDigit(c);
+    return shape == 'A' || shape == 'a' ? ZRAscii::isLetter(c) : c == shape;
   });
   if (!hasShape) return std::nullopt;
   const auto number = [date](std::size_t at, std::size_t size) {

@@ -14,7 +14,7 @@ SCVersionFile::SCVersionFile(const ZRFileDescriptor& folder, std::string_view na
 
 std::optional<SCVersion> SCVersionFile::read() const {
   const ZRFileDescriptor file(::openat(folder_.get(), name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  if (!file) return errno == EMFILE || errno == ENFILE ? std::nullopt : std::optional(SCVersion());
+  if (!file) return ZRFileDescriptor::isShortage(errno) ? std::nullopt : std::optional(SCVersion());
   std::array<char, 2048> text;
   const ssize_t size = ::read(file.get(), text.data(), text.size());
   return size > 0 ? SCVersion::fromFile({text.data(), static_cast<std::size_t>(size)}) : SCVersion();

@@ -18,6 +18,9 @@ class ZRFileDescriptor final {
   }
   ~ZRFileDescriptor() { close(); }
 
+  /// Whether `error` tells that the process, or the system, has no descriptor left.
+  static bool isShortage(int error) noexcept { return error == EMFILE || error == ENFILE; }
+
   int get() const noexcept { return fd_; }
   explicit operator bool() const noexcept { return fd_ >= 0; }
 

@@ -34,7 +34,6 @@ ZRError ownError(const ZRError& error) {
     case SCURLErrorCode::TooManyRedirects:
     case SCURLErrorCode::BadServerResponse:
     case SCURLErrorCode::CannotParseResponse:
-    case SCURLErrorCode::DataLengthExceedsMaximum:
     case SCURLErrorCode::SecureConnectionFailed:
       break;
   }
