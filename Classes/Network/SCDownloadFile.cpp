@@ -29,8 +29,9 @@ Failure failed(std::string_view operation, int systemError) {
   return SCFailure::file(operation, systemError);
 }
 
-int closeOnExec(int flags) {
-  return flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;  // a FIFO in the file's place must not hang us
+ZRFileDescriptor openIn(const ZRFileDescriptor& folder, const std::string& name, int flags) {
+  constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;  // a FIFO in the file's place must not hang us
+  return ZRFileDescriptor(::openat(folder.get(), name.c_str(), flags | kAlways, kMode));
 }
 
 /// Writes all of it, at `offset`; the error number of a failure, else 0. Adds what was written to `offset`.
@@ -82,16 +83,20 @@ Failure SCDownloadFile::prepare() {
 }
 
 Failure SCDownloadFile::open(const std::string& name, int flags) {
-  file_ = ZRFileDescriptor(::openat(folder_.get(), name.c_str(), closeOnExec(flags), kMode));
+  file_ = openIn(folder_, name, flags);
+  return claim();
+}
+
+/// Takes the file that was opened, unless somebody else has it, or had it and has removed it.
+Failure SCDownloadFile::claim() {
   struct stat found {};
+  const bool isLocked = file_ && file_.lock();
   if (!file_ || ::fstat(file_.get(), &found) != 0) return failed("open", errno);
   if (!S_ISREG(found.st_mode)) return failed("open", EEXIST);
   inode_ = found.st_ino;
-  if (!file_.lock() || !isOurs(name)) {
-    file_.close();  // before anybody takes it for ours
-    return SCFailure::fileBusy();
-  }
-  return {};
+  if (isLocked && found.st_nlink > 0) return {};
+  file_.close();  // before anybody takes it for ours
+  return SCFailure::fileBusy();
 }
 
 /// Whether the name is still that of the open file.
@@ -101,14 +106,17 @@ bool SCDownloadFile::isOurs(const std::string& name) const {
 }
 
 Failure SCDownloadFile::openNewPart() {
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL;
   length_ = 0;
+  file_ = openIn(folder_, partName_, kNew);
+  if (file_ || errno != EEXIST) return claim();
   if (Failure failure = removeLeftoverPart()) return failure;
-  return open(partName_, O_WRONLY | O_CREAT | O_EXCL);
+  return open(partName_, kNew);
 }
 
 /// A part that nobody writes is of a process that was killed. It is not written to: its name may be a link's.
 Failure SCDownloadFile::removeLeftoverPart() {
-  const ZRFileDescriptor part(::openat(folder_.get(), partName_.c_str(), closeOnExec(O_RDONLY)));
+  const ZRFileDescriptor part = openIn(folder_, partName_, O_RDONLY);
   if (!part && errno == ENOENT) return {};
   if (part && !part.lock()) return SCFailure::fileBusy();
   const bool isGone = ::unlinkat(folder_.get(), partName_.c_str(), 0) == 0 ||

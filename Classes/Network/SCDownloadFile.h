@@ -70,6 +70,7 @@ class SCDownloadFile final {
 
  private:
   Failure open(const std::string& name, int flags);
+  Failure claim();
   Failure openNewPart();
   Failure removeLeftoverPart();
   bool isOurs(const std::string& name) const;
