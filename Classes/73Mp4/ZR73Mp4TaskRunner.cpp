@@ -8,11 +8,11 @@ std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::initWithParams(const ZRDic
   const std::int64_t vid = params["vid"].int64Value();
   const std::int32_t version = params["version"].int32Value();
   if (vid < 1) {
-    _log(2, "视频vid不合法");
+    _log(ZRLogLevel::Failure, "视频vid不合法");
     return nullptr;
   }
   if (version < 1) {
-    _log(2, "视频version不合法");
+    _log(ZRLogLevel::Failure, "视频version不合法");
     return nullptr;
   }
   auto task = std::make_shared<ZR73Mp4TaskRunner>();
@@ -61,10 +61,10 @@ void ZR73Mp4TaskRunner::_startPhase() {
 }
 
 void ZR73Mp4TaskRunner::logFailure(const ZRError&) const {
-  _log(2, "%@", _currentUrlString());
+  _log(ZRLogLevel::Failure, "%@", _currentUrlString());
 }
 
 void ZR73Mp4TaskRunner::finishDownload() {
-  _log(1, "finish%@", *this);
+  _log(ZRLogLevel::Event, "finish%@", *this);
   _finishWhenDurable(videoSavePath());
 }

@@ -248,9 +248,9 @@ ZRDownloadDataBase::ZRDownloadDataBase() {
   connection_ = Connection::open(path);
   const auto manager = ZRDownloadManager::sharedManager();
   if (isOpen()) {
-    manager->log(0, nullptr, "成功打开数据库:%@", path);
+    manager->log(ZRLogLevel::Trace, nullptr, "成功打开数据库:%@", path);
   } else {
-    manager->log(2, nullptr, "can't open db:%@", path);
+    manager->log(ZRLogLevel::Failure, nullptr, "can't open db:%@", path);
   }
 }
 

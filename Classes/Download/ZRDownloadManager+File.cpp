@@ -29,7 +29,7 @@ std::optional<std::string> below(const char* folder, const std::optional<std::st
 
 /// The first finished task with that id; null when there is none.
 std::shared_ptr<ZRDownloadTask> finishedTaskWithId(const std::string& taskId) {
-  for (const auto& task : ZRDownloadManager::sharedManager()->finishedTaskArr()) {
+  for (const auto& task : ZRDownloadManager::sharedManager()->allFinishedTaskArr()) {
     if (task->taskId() == taskId) return task;
   }
   return nullptr;

@@ -34,13 +34,14 @@ std::optional<std::string> render(const char* format, std::span<const ZRLogArgum
 
 }  // namespace
 
-void ZRDownloadManager::logArguments(unsigned level, const char* tag, const char* format,
+void ZRDownloadManager::logArguments(ZRLogLevel level, const char* tag, const char* format,
                                      std::span<const ZRLogArgument> arguments) {
   const ZRLoggerHandler logger = loggerHandler();  // a copy: the handler may replace itself
   if (!logger) return;
   std::optional<std::string> message = render(format, arguments);
   if (!message) return;
-  const ZRDictionary record{{"level", level}, {"tag", tag != nullptr ? tag : ""}, {"msg", *std::move(message)}};
+  const ZRDictionary record{
+      {"level", static_cast<unsigned>(level)}, {"tag", tag != nullptr ? tag : ""}, {"msg", *std::move(message)}};
   logger(record, ZRValue::null());
 }
 

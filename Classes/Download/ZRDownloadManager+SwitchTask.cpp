@@ -34,23 +34,23 @@ void ZRDownloadManager::resumeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task || task->isFinished()) return;
   const ZRAnnouncements::Hold hold(*announcements_);
-  log(0, nullptr, "%@", task);
+  log(ZRLogLevel::Trace, nullptr, "%@", task);
   if (std::find(executingQueue_.begin(), executingQueue_.end(), task) != executingQueue_.end()) {
-    log(0, nullptr, "already in queue，reume it !");
+    log(ZRLogLevel::Trace, nullptr, "already in queue，reume it !");
     task->resume();
   } else if (canExecuteMoreTask()) {
     executingQueue_.push_back(task);
-    log(0, nullptr, "enqueue before resume");
+    log(ZRLogLevel::Trace, nullptr, "enqueue before resume");
     task->resume();
   } else if (task->isWaiting() && !executingQueue_.empty()) {
     const std::shared_ptr<ZRDownloadTask> displaced = executingQueue_.front();
     displaced->switch2Wait();
     std::erase(executingQueue_, displaced);
     executingQueue_.push_back(task);
-    log(0, nullptr, "wait %@ then resume:%@", displaced, task);
+    log(ZRLogLevel::Trace, nullptr, "wait %@ then resume:%@", displaced, task);
     task->resume();
   } else {
-    log(0, nullptr, "wait:%@", task);
+    log(ZRLogLevel::Trace, nullptr, "wait:%@", task);
     task->switch2Wait();
   }
 }
@@ -63,27 +63,27 @@ bool ZRDownloadManager::needReduceTask() const {
   return executingQueue_.size() > maxConcurrentOperationCount_;
 }
 
-std::shared_ptr<ZRDownloadTask> ZRDownloadManager::startNextTask() {
-  log(0, nullptr, "startNextTask?");
+// The one that waits longest, of equals the first in the list; null without a slot for it.
+std::shared_ptr<ZRDownloadTask> ZRDownloadManager::nextTask() {
+  log(ZRLogLevel::Trace, nullptr, "startNextTask?");
   if (!canExecuteMoreTask()) {
-    log(0, nullptr, "没有并发的空间了！");
+    log(ZRLogLevel::Trace, nullptr, "没有并发的空间了！");
     return nullptr;
   }
-  std::shared_ptr<ZRDownloadTask> next;  // the one that waits longest; of equals the first in the list
+  std::shared_ptr<ZRDownloadTask> next;
   for (const auto& task : unFinishedTaskArr_) {
     if (task->isWaiting() && (!next || task->activeTimestamp() < next->activeTimestamp())) next = task;
   }
-  if (!next) return nullptr;
-  const ZRDownloadTask* const outer = std::exchange(starting_, next.get());
-  resumeTask(next);
-  starting_ = outer;
   return next;
 }
 
 // The slot of a task that fails inside its start is filled by this loop, which goes on when the start returns, and not
 // by a call of its own: a long row of failing tasks costs no stack.
 void ZRDownloadManager::checkIfHasTaskCanEnQueue() {
-  while (startNextTask()) {
+  while (const std::shared_ptr<ZRDownloadTask> next = nextTask()) {
+    const ZRDownloadTask* const outer = std::exchange(starting_, next.get());
+    resumeTask(next);
+    starting_ = outer;
   }
 }
 
@@ -92,7 +92,7 @@ void ZRDownloadManager::checkIfHasExecutingTaskCanReduce() {
     const std::shared_ptr<ZRDownloadTask> newest = executingQueue_.back();
     newest->switch2Wait();
     std::erase(executingQueue_, newest);
-    log(1, nullptr, "冻结任务：%@", newest);
+    log(ZRLogLevel::Event, nullptr, "冻结任务：%@", newest);
   }
 }
 

@@ -126,7 +126,7 @@ void ZRDownloadManager::applyOptions(ZRDictionary options) {
     maxConcurrentOperationCount_ = static_cast<std::uint8_t>(count.int32Value());
   }
   for (const auto& [key, value] : options) {
-    if (!isOption(key)) log(2, nullptr, "unknown option: %@", key);
+    if (!isOption(key)) log(ZRLogLevel::Failure, nullptr, "unknown option: %@", key);
   }
   setOpts(std::move(options));
   if (networkAgent_) limitAgent();
@@ -216,6 +216,21 @@ void ZRDownloadManager::taskCompleted(const std::shared_ptr<ZRDownloadTask>& tas
   ZRNotificationCenter::defaultCenter().post(kZRDownloadTaskFinishedNotifi, task);
 }
 
+ZRTaskList ZRDownloadManager::allFinishedTaskArr() const {
+  zrAssertLoopThread();
+  return finishedTaskArr_;
+}
+
+ZRTaskList ZRDownloadManager::allUnFinishTaskArr() const {
+  zrAssertLoopThread();
+  return unFinishedTaskArr_;
+}
+
+ZRTaskList ZRDownloadManager::executingQueue() const {
+  zrAssertLoopThread();
+  return executingQueue_;
+}
+
 ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task) return ZRAddTaskResult::Refused;
@@ -231,7 +246,7 @@ ZRAddTaskResult ZRDownloadManager::addTask(std::shared_ptr<ZRDownloadTask> task)
   unFinishedTaskArr_.push_back(task);
   announceChange(task);  // also for one that is waiting already
   task->switch2Wait();
-  log(1, nullptr, "add:%@", task);
+  log(ZRLogLevel::Event, nullptr, "add:%@", task);
   checkIfHasTaskCanEnQueue();
   if (!task->isExecuting()) task->preloadVideoInfoIfNeed();
   cc(kReportTaskAdded, task->reportedVersion());
@@ -243,7 +258,7 @@ void ZRDownloadManager::removeTask(std::shared_ptr<ZRDownloadTask> task) {
   zrAssertLoopThread();
   if (!task) return;
   const ZRAnnouncements::Hold hold(*announcements_);
-  log(1, nullptr, "rm:%@", task);
+  log(ZRLogLevel::Event, nullptr, "rm:%@", task);
   if (task->isExecuting()) {
     task->switch2Pause();
     std::erase(executingQueue_, task);
@@ -268,19 +283,22 @@ void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
   } else {
     checkIfHasExecutingTaskCanReduce();
   }
-  log(1, nullptr, "MaxConcurrent %u", count);
+  log(ZRLogLevel::Event, nullptr, "MaxConcurrent %u", count);
 }
 
 void ZRDownloadManager::announceChange(const std::shared_ptr<ZRDownloadTask>& task) {
+  zrAssertLoopThread();
   if (task) announcements_->add(kZRDownloadTaskStateChangedNotifi, task);
 }
 
 void ZRDownloadManager::fetchMkey(const ZRDictionary& request, ZRReplyCompletion completion) {
+  zrAssertLoopThread();
   const ZRFetchMkeyHandler ask = fetchMkeyHandler_;  // the handler may replace itself
   if (ask) ask(request, std::move(completion));
 }
 
 void ZRDownloadManager::fetch73VideoInfo(const ZRDictionary& request, ZRReplyCompletion completion) {
+  zrAssertLoopThread();
   const ZRFetch73InfoHandler ask = fetch73InfoHandler_;
   if (ask) ask(request, std::move(completion));
 }

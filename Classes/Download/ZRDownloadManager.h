@@ -18,7 +18,6 @@
 
 class SCNetworkAgent;
 class ZRAnnouncements;
-class ZRDownloadDataBase;
 
 /// Posted with the task when `addTask` accepted it: stored, listed, waiting, and scheduled.
 extern ZR_EXPORT const char kZRDownloadTaskCreatedSuccNotifi[];
@@ -56,8 +55,9 @@ enum class ZRAddTaskResult : unsigned {
 ///     const auto task = ZRDownloadTask::taskWith73Params({{"vid", 123}, {"version", 2}});
 ///     const bool isNew = manager->addTask(task) == ZRAddTaskResult::Added;
 ///
-/// Main loop's thread only, but for `sharedManager`, `log` and the path operations. Callbacks of the host run inside
-/// these operations.
+/// Main loop's thread only, but for `sharedManager`, `log`, `loggerHandler`, `cc` and the folders' operations; the host
+/// changes `ZRHost::current` at no time that another thread uses the last. Callbacks of the host run inside these
+/// operations.
 ///
 /// What a failing task does to the others, by the code of its error (whatever the domain):
 ///
@@ -100,9 +100,9 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// Copies of the lists, in the order of loading and then of events; of those that hold a slot, a part of the
   /// unfinished ones, the longest admitted first.
   ///@{
-  ZRTaskList allFinishedTaskArr() const { return finishedTaskArr_; }
-  ZRTaskList allUnFinishTaskArr() const { return unFinishedTaskArr_; }
-  ZRTaskList executingQueue() const { return executingQueue_; }
+  ZRTaskList allFinishedTaskArr() const;
+  ZRTaskList allUnFinishTaskArr() const;
+  ZRTaskList executingQueue() const;
   ///@}
 
   /// Stores the task, sets it Waiting and fills free slots; a task that does not start at once fetches its metadata.
@@ -135,11 +135,8 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   void setFetch73InfoHandler(ZRFetch73InfoHandler handler) { fetch73InfoHandler_.swap(handler); }
   ///@}
 
-  /// The store, null before `setup`.
-  const std::shared_ptr<ZRDownloadDataBase>& db() const noexcept { return db_; }
-
-  /// The HTTP agent that all tasks share, made by the first call.
-  const std::shared_ptr<SCNetworkAgent>& networkAgent();
+  /// The store, null before `setup`. What is called on it may be called on any thread.
+  const std::shared_ptr<ZRDownloadDataBaseProtocol>& db() const noexcept { return db_; }
 
   /// Fields that no host needs; a setter only stores: nothing is written, started, stopped or told by it.
   ///@{
@@ -148,9 +145,9 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   void setFinishedTaskArr(ZRTaskList tasks) { finishedTaskArr_ = std::move(tasks); }
   void setUnFinishedTaskArr(ZRTaskList tasks) { unFinishedTaskArr_ = std::move(tasks); }
   void setExecutingQueue(ZRTaskList tasks) { executingQueue_ = std::move(tasks); }
-  void setDb(std::shared_ptr<ZRDownloadDataBase> db) { db_ = std::move(db); }
-  void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
+  void setDb(std::shared_ptr<ZRDownloadDataBaseProtocol> db) { db_ = std::move(db); }
   ///@}
+
   /// Posts `kZRDownloadTaskStateChangedNotifi` with the task when the operation under way is done; null does nothing.
   /// For tasks.
   void announceChange(const std::shared_ptr<ZRDownloadTask>& task);
@@ -197,11 +194,10 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   // ZRDownloadManager+Logger.cpp
 
   /// Hands a record to the host's logger, on the caller's thread. `format` is a printf format, "%@" standing for an
-  /// object's description; a format that does not fit its arguments makes no record. Level 0 is a trace, 1 a notable
-  /// event, 2 a failure; a null tag is the empty one. Any thread, also while the logger is replaced: a record that is
-  /// under way may still reach the old one.
+  /// object's description; a format that does not fit its arguments makes no record. A null tag is the empty one. Any
+  /// thread, also while the logger is replaced: a record that is under way may still reach the old one.
   template <class... Args>
-  void log(unsigned level, const char* tag, const char* format, const Args&... args) {
+  void log(ZRLogLevel level, const char* tag, const char* format, const Args&... args) {
     if (!hasLogger_.load(std::memory_order_relaxed)) return;
     const std::array<ZRLogArgument, sizeof...(Args)> arguments{ZRLogArgument(args)...};
     logArguments(level, tag, format, arguments);
@@ -226,8 +222,12 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRDownloadManager();
 
   void applyOptions(ZRDictionary options);
-  void limitAgent();
   void loadTasks();
+
+  /// The HTTP agent that all tasks share, made by the first call.
+  const std::shared_ptr<SCNetworkAgent>& networkAgent();
+  void limitAgent();
+
   void setUpTaskHandlers(const std::shared_ptr<ZRDownloadTask>& task);
   void taskErrored(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error);
   void taskCompleted(const std::shared_ptr<ZRDownloadTask>& task);
@@ -236,28 +236,33 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRReportHandler reportHandler() const;
 
   // ZRDownloadManager+Logger.cpp
-  void logArguments(unsigned level, const char* tag, const char* format, std::span<const ZRLogArgument> arguments);
+  void logArguments(ZRLogLevel level, const char* tag, const char* format, std::span<const ZRLogArgument> arguments);
 
   // ZRDownloadManager+SwitchTask.cpp
   bool canExecuteMoreTask() const;
   bool needReduceTask() const;
-  std::shared_ptr<ZRDownloadTask> startNextTask();
+  std::shared_ptr<ZRDownloadTask> nextTask();
   void checkIfHasTaskCanEnQueue();
   void checkIfHasExecutingTaskCanReduce();
   void forceNotifiAllTaskOccurError(const ZRError& error);
 
+  // What the host has set.
   std::uint8_t maxConcurrentOperationCount_ = 3;
   bool ignoreH265_ = false;
-  ZRTaskList finishedTaskArr_;
-  ZRTaskList unFinishedTaskArr_;
-  ZRTaskList executingQueue_;  // those of unFinishedTaskArr_ that hold a slot, longest admitted first
-  std::shared_ptr<ZRDownloadDataBase> db_;
   ZRFetchMkeyHandler fetchMkeyHandler_;
   ZRDecryptionHandler decryptionHandler_;
   ZRFetch73InfoHandler fetch73InfoHandler_;
+
+  // The tasks, and what they share.
+  ZRTaskList finishedTaskArr_;
+  ZRTaskList unFinishedTaskArr_;
+  ZRTaskList executingQueue_;  // those of unFinishedTaskArr_ that hold a slot, longest admitted first
+  std::shared_ptr<ZRDownloadDataBaseProtocol> db_;
   std::shared_ptr<SCNetworkAgent> networkAgent_;
+
+  // Of the operation under way.
   std::recursive_mutex limitMutex_;           // held by setMaxConcurrentOperationCount alone
-  const ZRDownloadTask* starting_ = nullptr;  // the task whose start startNextTask has last put on the stack
+  const ZRDownloadTask* starting_ = nullptr;  // the task whose start a free slot has last put on the stack
   std::shared_ptr<ZRAnnouncements> announcements_;
 
   // Read on any thread and written on the main loop's, under callbackMutex_. No callback runs or dies under it.

@@ -10,6 +10,7 @@ constexpr unsigned kReportTaskFinished = 202;
 }  // namespace
 
 void ZRDownloadTask::switchState() {
+  zrAssertLoopThread();
   const auto manager = ZRDownloadManager::sharedManager();
   switch (taskState_) {
     case ZRTaskState::Paused:
@@ -26,7 +27,12 @@ void ZRDownloadTask::switchState() {
 }
 
 void ZRDownloadTask::setTaskState(ZRTaskState state) {
-  if (state == taskState_) return;
+  zrAssertLoopThread();
+  if (state != taskState_) enterState(state);
+  taskStateWasSet();
+}
+
+void ZRDownloadTask::enterState(ZRTaskState state) {
   taskState_ = state;
   const bool startsAnew = state == ZRTaskState::Executing || state == ZRTaskState::Waiting;
   if (startsAnew || state == ZRTaskState::Finished) lastFailure_.reset();

@@ -14,16 +14,6 @@ bool ZRDownloadTask::existInDB() {
   return false;
 }
 
-void ZRDownloadTask::insert2DBWithCompletion(const std::function<void(bool)>& completion) {
-  if (completion) completion(false);
-}
-
-void ZRDownloadTask::preloadVideoInfoIfNeed() {}
-
-void ZRDownloadTask::clean(const std::function<void()>&) {}
-
-void ZRDownloadTask::syncStateToDB() {}
-
 void ZRDownloadTask::syncToDBWithShareParams(const ZRDictionary&) {}
 
 std::uint64_t ZRDownloadTask::receivedBytes() const {
@@ -46,6 +36,28 @@ std::optional<std::string> ZRDownloadTask::localFullFilePath() const {
   return std::nullopt;
 }
 
+std::optional<ZRTaskList> ZRDownloadTask::filtedSameAlbumTasks(const ZRTaskList&) const {
+  return std::nullopt;
+}
+
+std::string ZRDownloadTask::taskId() const {
+  return std::to_string(pkid_);
+}
+
+std::string ZRDownloadTask::description() const {
+  return "【pkid:" + std::to_string(pkid_) + "】";
+}
+
+void ZRDownloadTask::insert2DBWithCompletion(const std::function<void(bool)>& completion) {
+  if (completion) completion(false);
+}
+
+void ZRDownloadTask::preloadVideoInfoIfNeed() {}
+
+void ZRDownloadTask::clean(const std::function<void()>&) {}
+
+void ZRDownloadTask::syncStateToDB() {}
+
 void ZRDownloadTask::forceError(const ZRError&) {}
 
 void ZRDownloadTask::resume() {
@@ -60,15 +72,3 @@ void ZRDownloadTask::switch2Wait() {}
 void ZRDownloadTask::switch2Pause() {}
 
 void ZRDownloadTask::cleanDownloadFiles() {}
-
-std::optional<ZRTaskList> ZRDownloadTask::filtedSameAlbumTasks(const ZRTaskList&) const {
-  return std::nullopt;
-}
-
-std::string ZRDownloadTask::taskId() const {
-  return std::to_string(pkid_);
-}
-
-std::string ZRDownloadTask::description() const {
-  return "【pkid:" + std::to_string(pkid_) + "】";
-}

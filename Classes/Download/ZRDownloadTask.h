@@ -35,7 +35,14 @@ enum class ZRTaskState : std::uint64_t {
 /// runner reports its end. The base of the three runners; a host makes tasks with the factories and hands them to
 /// `ZRDownloadManager::addTask`.
 ///
-/// Owned by the manager's lists; hosts may hold on to it. Main loop's thread only, but for `transferedPerSecond`.
+/// The first group of members is for hosts. The second is how the manager and the runners talk to each other, and a
+/// host leaves it alone: these members move one task and tell the manager nothing. A `resume` called by a host runs
+/// beside the limit, a `switch2Pause` keeps a slot that nothing runs in, a `cleanDownloadFiles` leaves a task in the
+/// lists whose files and row are gone, and a setter's value stands until the library sets its own. Hosts call
+/// `resumeTask`, `pauseTask` and `removeTask` of the manager, or `switchState`.
+///
+/// Owned by the manager's lists; hosts may hold on to it. Main loop's thread only, but for `transferedPerSecond` and
+/// `resetSpeedTimer`.
 class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from_this<ZRDownloadTask> {
  public:
   /// Called with a task that is done.
@@ -45,6 +52,8 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   using ErrorNotifi = std::function<void(const std::shared_ptr<ZRDownloadTask>& task, const ZRError& error)>;
 
   ~ZRDownloadTask() override;
+
+  // ---- What a host calls.
 
   // ZRDownloadTask+Runners.cpp: the one place that knows the runners.
 
@@ -60,32 +69,13 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// "deviceName": texts, "fileSize": bytes, "duration": integer, "lanOnly": boolean}.
   static std::shared_ptr<ZRDownloadTask> taskWithShareParams(const ZRDictionary& params);
 
-  /// Lets every runner make its tables in `db`.
-  static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
-
-  /// Appends every stored task to one of the lists: HLS tasks first, then MP4 tasks, then shares.
-  static void loadTasksFromDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, ZRTaskList& finishedArr,
-                              ZRTaskList& unFinished);
-
   // ZRDownloadTask.cpp: what every runner says about itself; here, the answers of a task that is no runner's.
 
   /// The video's metadata for the host: "title", "version", …; nothing when there is none.
   virtual std::optional<ZRDictionary> videoInfoDic() const;
 
-  /// Whether the store holds a row with this task's key.
+  /// Whether the store holds a row with this task's key; false before the task was handed to `addTask`.
   virtual bool existInDB();
-
-  /// Inserts the task's row and learns its `pkid`; `completion` is called with the outcome before this returns.
-  virtual void insert2DBWithCompletion(const std::function<void(bool stored)>& completion);
-
-  /// Fetches metadata ahead of the download.
-  virtual void preloadVideoInfoIfNeed();
-
-  /// A runner's own clean-up, which ends with `completion`; no runner has one, and this does nothing.
-  virtual void clean(const std::function<void()>& completion);
-
-  /// Writes the task's row, when it has one.
-  virtual void syncStateToDB();
 
   /// A share's new parameters: "host", "videoName", "deviceName", "albumName". Other tasks have none.
   virtual void syncToDBWithShareParams(const ZRDictionary& params);
@@ -105,29 +95,13 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// The same as an absolute path.
   virtual std::optional<std::string> localFullFilePath() const;
 
-  /// Keeps the error, stops what is in flight, and goes to Errored; `errorNotifi` is not called.
-  virtual void forceError(const ZRError& error);
-
-  /// Goes to Executing and starts or continues. Hosts call the manager's `resumeTask` or `switchState`.
-  virtual void resume();
-
-  /// Goes to Finished. The manager calls it.
-  virtual void switch2Finish();
-
-  /// Stops what is in flight and goes to Waiting.
-  virtual void switch2Wait();
-
-  /// Stops what is in flight and goes to Paused.
-  virtual void switch2Pause();
-
-  /// Deletes the task's files and rows.
-  virtual void cleanDownloadFiles();
-
   /// Those of `tasks` that are of this task's album, in their order; nothing for a kind that knows no albums.
   virtual std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const;
 
   /// Names the task among all stored ones: its `pkid`, with a prefix in two of the runners.
   virtual std::string taskId() const;
+
+  std::string description() const override;
 
   // ZRDownloadTask+State.cpp
 
@@ -147,6 +121,72 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
 
   // ZRDownloadTask+Internal.cpp
 
+  /// KiB per second, the mean of the last up to three seconds; 0 unless executing.
+  double currentDownloadSpeed() const;
+
+  // Fields.
+
+  /// Primary key of the task's row; 0 while it was never stored.
+  std::int64_t pkid() const noexcept { return pkid_; }
+
+  /// Orders the lists shown to the user, in seconds since 2001; the tasks of an album share the first one's.
+  double timestamp() const noexcept { return timestamp_; }
+
+  /// When the task last began to wait or execute, in seconds since 2001; 0 when paused. Orders the waiting tasks.
+  double activeTimestamp() const noexcept { return activeTimestamp_; }
+
+  /// The last error that put the task into Errored.
+  const std::optional<ZRError>& err() const noexcept { return err_; }
+
+  /// What the runner reported last, also when its code left the task Executing; nothing once the task waits or executes
+  /// anew, or is finished.
+  const std::optional<ZRError>& lastFailure() const noexcept { return lastFailure_; }
+
+  // ---- What the manager and the runners call.
+
+  // ZRDownloadTask+Runners.cpp
+
+  /// Lets every runner make its tables in `db`.
+  static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
+
+  /// Appends every stored task to one of the lists: HLS tasks first, then MP4 tasks, then shares.
+  static void loadTasksFromDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, ZRTaskList& finishedArr,
+                              ZRTaskList& unFinished);
+
+  // ZRDownloadTask.cpp
+
+  /// Inserts the task's row and learns its `pkid`; `completion` is called with the outcome before this returns.
+  virtual void insert2DBWithCompletion(const std::function<void(bool stored)>& completion);
+
+  /// Fetches metadata ahead of the download.
+  virtual void preloadVideoInfoIfNeed();
+
+  /// A runner's own clean-up, which ends with `completion`; no runner has one, and this does nothing.
+  virtual void clean(const std::function<void()>& completion);
+
+  /// Writes the task's row, when it has one.
+  virtual void syncStateToDB();
+
+  /// Keeps the error, stops what is in flight, and goes to Errored; `errorNotifi` is not called.
+  virtual void forceError(const ZRError& error);
+
+  /// Goes to Executing and starts or continues, whether a slot is free or not.
+  virtual void resume();
+
+  /// Goes to Finished.
+  virtual void switch2Finish();
+
+  /// Stops what is in flight and goes to Waiting.
+  virtual void switch2Wait();
+
+  /// Stops what is in flight and goes to Paused.
+  virtual void switch2Pause();
+
+  /// Deletes the task's files and rows.
+  virtual void cleanDownloadFiles();
+
+  // ZRDownloadTask+Internal.cpp
+
   /// Replaces the callback of the task's completion; the manager installs it.
   void addCompletionNotifi(CompletionNotifi notifi) { completionNotifi_ = std::move(notifi); }
 
@@ -162,55 +202,23 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// The "version" of `videoInfoDic`, for the usage reports; 0 without one.
   std::int32_t reportedVersion() const;
 
-  /// KiB per second, the mean of the last up to three seconds; 0 unless executing.
-  double currentDownloadSpeed() const;
-
   /// Free bytes of the volume of the home folder; 0, with a log record, when they cannot be read.
   std::uint64_t getFreeDiskspace() const;
 
   /// Whether more than 1 GiB is free. Asked before anything is written.
   bool hasEnoughDiskSpace() const;
 
-  // Fields.
+  // Fields; a setter only stores.
 
-  /// Primary key of the task's row; 0 while it was never stored.
-  ///@{
-  std::int64_t pkid() const noexcept { return pkid_; }
   void setPkid(std::int64_t pkid) noexcept { pkid_ = pkid; }
-  ///@}
-
-  /// The last error that put the task into Errored.
-  ///@{
-  const std::optional<ZRError>& err() const noexcept { return err_; }
-  void setErr(std::optional<ZRError> err) { err_ = std::move(err); }
-  ///@}
-
-  /// What the runner reported last, also when its code left the task Executing; nothing once the task waits or executes
-  /// anew, or is finished.
-  const std::optional<ZRError>& lastFailure() const noexcept { return lastFailure_; }
-
-  /// Orders the lists shown to the user, in seconds since 2001; the tasks of an album share the first one's.
-  ///@{
-  double timestamp() const noexcept { return timestamp_; }
   void setTimestamp(double timestamp) noexcept { timestamp_ = timestamp; }
-  ///@}
-
-  /// When the task last began to wait or execute, in seconds since 2001; 0 when paused. Orders the waiting tasks.
-  ///@{
-  double activeTimestamp() const noexcept { return activeTimestamp_; }
   void setActiveTimestamp(double activeTimestamp) noexcept { activeTimestamp_ = activeTimestamp; }
-  ///@}
+  void setErr(std::optional<ZRError> err) { err_ = std::move(err); }
 
   /// The store that the task writes itself into; null for a task that was not added.
   ///@{
   const std::shared_ptr<ZRDownloadDataBaseProtocol>& db() const noexcept { return db_; }
   void setDb(std::shared_ptr<ZRDownloadDataBaseProtocol> db) { db_ = std::move(db); }
-  ///@}
-
-  /// The HTTP client; null for a task that was not added.
-  ///@{
-  const std::shared_ptr<SCNetworkAgent>& networkAgent() const noexcept { return networkAgent_; }
-  void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
   ///@}
 
   /// Bytes received since the last speed sample. Any thread.
@@ -221,16 +229,17 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   }
   ///@}
 
-  std::string description() const override;
-
  protected:
   ZRDownloadTask();
 
   // ZRDownloadTask+State.cpp
 
   /// The one writer of the state: timer, `activeTimestamp`, the finish report, the row and the notification follow from
-  /// it. Setting the state it has already does nothing.
-  virtual void setTaskState(ZRTaskState state);
+  /// it. Setting the state it has already does nothing of these.
+  void setTaskState(ZRTaskState state);
+
+  /// Called at the end of each `setTaskState`, also of one that changed nothing.
+  virtual void taskStateWasSet() {}
 
   /// Sets the state alone; for rows that are loaded.
   void updateTaskStateIvar(ZRTaskState state) noexcept { taskState_ = state; }
@@ -246,22 +255,35 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// Takes one sample.
   void calculateSpeed();
 
-  /// By-name access for the table: both are columns of every runner.
-  ///@{
+  /// The HTTP client, which is no part of the public interface; null for a task that was not added.
+  const std::shared_ptr<SCNetworkAgent>& networkAgent() const noexcept { return networkAgent_; }
+
+  // Kept by the row, under these names in every runner's field table.
   double timestamp_ = 0;
   double activeTimestamp_ = 0;
-  ///@}
 
  private:
+  friend class ZRDownloadManager;  // which gives each task the agent
+
+  void setNetworkAgent(std::shared_ptr<SCNetworkAgent> agent) { networkAgent_ = std::move(agent); }
+
+  // ZRDownloadTask+State.cpp
+  void enterState(ZRTaskState state);
+
+  // Kept by the row, too.
   std::int64_t pkid_ = 0;
-  std::optional<ZRError> err_;
-  std::optional<ZRError> lastFailure_;
   ZRTaskState taskState_ = ZRTaskState::Paused;
+
+  // Given by the manager.
   std::shared_ptr<ZRDownloadDataBaseProtocol> db_;
-  std::atomic<std::int64_t> transferedPerSecond_ = 0;
   std::shared_ptr<SCNetworkAgent> networkAgent_;
-  std::vector<std::int64_t> speedSampleArr_;  // oldest first, at most 3
-  std::unique_ptr<ZRTimer> speedTimer_;
   CompletionNotifi completionNotifi_;
   ErrorNotifi errorNotifi_;
+
+  // Of this run of the process.
+  std::optional<ZRError> err_;
+  std::optional<ZRError> lastFailure_;
+  std::unique_ptr<ZRTimer> speedTimer_;
+  std::vector<std::int64_t> speedSampleArr_;           // oldest first, at most 3
+  std::atomic<std::int64_t> transferedPerSecond_ = 0;  // any thread
 };

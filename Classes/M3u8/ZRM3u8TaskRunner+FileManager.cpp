@@ -102,7 +102,7 @@ bool ZRM3u8TaskRunner::rewindToWholeSegments() {
     return false;
   }
   lengths.resize(ZRM3u8Rules::wholeSegments(lengths));
-  _log(1, "ts:%ld back to %zu", currentSegment_, lengths.size());
+  _log(ZRLogLevel::Event, "ts:%ld back to %zu", currentSegment_, lengths.size());
   currentSegment_ = static_cast<std::int64_t>(lengths.size());
   allDownloadedSegmentsBytes_ = std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0});
   return true;

@@ -57,7 +57,7 @@ void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
     const auto self = weak.lock();
     if (self) (self.get()->*completion)(response.err(), response.template parserModel<ZRDownloadVideoInfo>());
   });
-  _log(0, "step1:%@", request);
+  _log(ZRLogLevel::Trace, "step1:%@", request);
   _cancelCurrentReq();
   _start(request);
 }
@@ -87,7 +87,7 @@ void ZRM3u8TaskRunner::downloadM3u8FileWithMkey(const ZRDictionary& keyReply, co
   request->setQueryParameters(cdnDefaultParams());
   if (const std::string* const cookie = keyReply["cookie"].asText()) request->setHeader({{"Cookie", *cookie}});
   request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::playlistEnded));
-  _log(0, "step2:%@", request);
+  _log(ZRLogLevel::Trace, "step2:%@", request);
   if (const auto older = playlistRequest_.lock()) older->cancel();  // not the current one, which may be the thumbnail's
   _start(request);
   playlistRequest_ = request;
@@ -115,7 +115,7 @@ void ZRM3u8TaskRunner::afterDecryption(const ZRDictionary& reply, const std::opt
   if (error) return decryptionFailed(*error);
   const std::vector<std::string> urls = segmentUrls(reply);
   totalSegment_ = static_cast<std::int64_t>(urls.size());
-  _log(1, "store ts(%ld)(%ld-%ld)", totalSegment_, aid(), vid());
+  _log(ZRLogLevel::Event, "store ts(%ld)(%ld-%ld)", totalSegment_, aid(), vid());
   updateAllTsURL(urls);
   stamp_ = ZRClock::secondsSince1970();
   syncStateToDB();
@@ -127,14 +127,14 @@ void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
     return throwErr(unusableError("m3u8文件解密失败", kZRReasonPlaylistDecryption)
                         .with(kZRErrorCauseKey, error.localizedDescription()));
   }
-  _log(2, "decodeError:%@", error);
+  _log(ZRLogLevel::Failure, "decodeError:%@", error);
   if (!hasRetryTimes()) setPhase(ZRM3u8Phase::PhaseLoadVideoInfo);
   _executeNextPhase();
 }
 
 void ZRM3u8TaskRunner::handleCannotFindM3u8URLErr() {
   if (!_spendRetry()) return throwErr(unusableError("找不到M3U8地址", kZRReasonNoPlaylistAddress));
-  _log(1, "roll back setp 1.");
+  _log(ZRLogLevel::Event, "roll back setp 1.");
   executePhase(ZRM3u8Phase::PhaseLoadVideoInfo);
 }
 
@@ -152,7 +152,7 @@ void ZRM3u8TaskRunner::downloadThumImgFile() {
   const std::string path = thumbImgPath();
   if (ZRPath::exists(path)) return;
   const auto request = ZRRequests::makeDownload(*url, path);
-  _log(1, "downloadThumImg:%@", request);
+  _log(ZRLogLevel::Event, "downloadThumImg:%@", request);
   _cancelCurrentReq();
   _start(request);
 }
@@ -173,18 +173,18 @@ void ZRM3u8TaskRunner::downloadNextTS() {
   if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::optional<std::string> url = currentTSURL();
   if (!url) return handleCannotFindTSURLErr();
-  _log(1, "ts:%ld/%ld;%ld-%ld-%d", currentSegment_, totalSegment_, aid(), vid(), version());
+  _log(ZRLogLevel::Event, "ts:%ld/%ld;%ld-%ld-%d", currentSegment_, totalSegment_, aid(), vid(), version());
   requestSegment(*url);
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
   std::optional<std::string> url = queryCurrentDownloadSegmentUrl();
   if (usable(url) == nullptr) {
-    _log(2, "query ts url is nil！");
+    _log(ZRLogLevel::Failure, "query ts url is nil！");
     return std::nullopt;
   }
   if (ZRM3u8Rules::areAddressesExpired(stamp_, ZRClock::secondsSince1970())) {
-    _log(1, "beyond the ts lift.");
+    _log(ZRLogLevel::Event, "beyond the ts lift.");
     return std::nullopt;
   }
   return url;
@@ -209,7 +209,8 @@ void ZRM3u8TaskRunner::segmentEnded(const SCNetworkApiResponseProtocol& response
 }
 
 void ZRM3u8TaskRunner::segmentCompleted() {
-  _log(0, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_, ZRClock::secondsSince1970() - segmentStart_);
+  _log(ZRLogLevel::Trace, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_,
+       ZRClock::secondsSince1970() - segmentStart_);
   resetRetryTimes();
   deleteTSSQLWithIdx(currentSegment_);
   allDownloadedSegmentsBytes_ += currentSegmentBytes_;
@@ -220,6 +221,6 @@ void ZRM3u8TaskRunner::segmentCompleted() {
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {
   if (!_spendRetry()) return throwErr(unusableError("找不到TS地址", kZRReasonNoSegmentAddress));
-  _log(1, "roll back setp 2.");
+  _log(ZRLogLevel::Event, "roll back setp 2.");
   executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
 }

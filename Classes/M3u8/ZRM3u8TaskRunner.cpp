@@ -17,7 +17,7 @@ std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithParams(const ZRDicti
                               : info->version() < 1 ? "视频version不合法"
                                                     : nullptr;
   if (refusal != nullptr) {
-    _log(2, refusal);
+    _log(ZRLogLevel::Failure, refusal);
     return nullptr;
   }
   auto task = initWithVideoInfo(std::move(info));
@@ -130,11 +130,11 @@ void ZRM3u8TaskRunner::videoInfoPreloaded(const std::optional<ZRError>&,
 }
 
 void ZRM3u8TaskRunner::finishDownloadTS() {
-  _log(1, "finishTS:%@", *this);
+  _log(ZRLogLevel::Event, "finishTS:%@", *this);
   updateAllTsURL({});
   _finishWhenDurable(isShafa() ? mp4VideoSavePath() : std::string());
 }
 
 void ZRM3u8TaskRunner::logFailure(const ZRError& error) const {
-  _log(2, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, error, _currentUrlString());
+  _log(ZRLogLevel::Failure, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, error, _currentUrlString());
 }

@@ -53,7 +53,14 @@ using ZRDecryptionHandler = ZRRequestHandlerFor<struct ZRDecryptionPurpose>;
 /// {"title": text, "url": text, "cover": text, "duration": integer, "fileSize": integer of bytes}.
 using ZRFetch73InfoHandler = ZRRequestHandlerFor<struct ZRFetch73InfoPurpose>;
 
-/// "logger_handler": {"level": 0 trace, 1 notable, 2 failure; "tag": text; "msg": text}. Called inside library
+/// How much a log record matters.
+enum class ZRLogLevel : unsigned {
+  Trace = 0,    ///< a step of the routine
+  Event = 1,    ///< a notable event: a task is added or removed, the limit changes
+  Failure = 2,  ///< something went wrong
+};
+
+/// "logger_handler": {"level": the number of a `ZRLogLevel`; "tag": text; "msg": text}. Called inside library
 /// operations, so it must not call back into the manager or a task.
 using ZRLoggerHandler = ZRRecordHandler;
 

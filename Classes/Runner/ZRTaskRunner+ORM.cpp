@@ -47,7 +47,7 @@ void ZRTaskRunner::_syncStateToDB() {
   if (!_hasRow()) return;
   const bool written = _writeRow();
   if (!written && !rowIsLost_) {
-    _log(2, "can't write the row of %@", *this);
+    _log(ZRLogLevel::Failure, "can't write the row of %@", *this);
     lostRows().push_back(weak_from_this());
   }
   rowIsLost_ = !written;
@@ -116,7 +116,7 @@ void ZRTaskRunner::_loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>&
   });
   std::size_t finished = 0;
   for (const auto& task : tasks) finished += task->isFinished() ? 1 : 0;
-  _log(1, logFormat, finished, tasks.size());
+  _log(ZRLogLevel::Event, logFormat, finished, tasks.size());
   for (const auto& task : tasks) {
     const bool done = task->isFinished();
     if (!done) task->setTaskState(ZRTaskState::Paused);

@@ -79,7 +79,7 @@ float ZRTaskRunner::currentDownloadProgress() const {
 void ZRTaskRunner::cleanDownloadFiles() {
   const ZRRemovedFolders::Note note(videoSaveDir());
   if (!_cleanTSAndTaskInDB()) {
-    _log(2, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
+    _log(ZRLogLevel::Failure, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
     return;
   }
   removeDownloadedFiles();
@@ -94,10 +94,10 @@ void ZRTaskRunner::justDelayRetry() {
   slot_.retryLater([weakSelf = weak_from_this()] {
     const auto self = std::static_pointer_cast<ZRTaskRunner>(weakSelf.lock());
     if (!self) return;
-    _log(1, "delyRetry start %@...", self);
+    _log(ZRLogLevel::Event, "delyRetry start %@...", self);
     self->_executeNextPhase();
   });
-  _log(1, "reset delyRetry %@...", *this);
+  _log(ZRLogLevel::Event, "reset delyRetry %@...", *this);
 }
 
 void ZRTaskRunner::_executeNextPhase() {
@@ -126,7 +126,8 @@ void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
 void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
   finish_.reset();
   if (!failure) return invokeCompletionNotifi();
-  _log(2, "%@ is not on the disk:%@;%@", *this, *failure, failure->userInfo()[kZRErrorCauseKey].textValue());
+  _log(ZRLogLevel::Failure, "%@ is not on the disk:%@;%@", *this, *failure,
+       failure->userInfo()[kZRErrorCauseKey].textValue());
   filesAreKnown_ = false;
   downloadedBytes_ = 0;  // the row says no more than is there
   setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
@@ -136,11 +137,6 @@ void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
 void ZRTaskRunner::_cancel() {
   finish_.reset();
   slot_.cancelCurrent();
-  slot_.dropRetry();
-}
-
-void ZRTaskRunner::setTaskState(ZRTaskState state) {
-  ZRDownloadTask::setTaskState(state);
   slot_.dropRetry();
 }
 

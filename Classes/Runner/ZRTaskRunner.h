@@ -106,8 +106,8 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// Stops the current request, a pending delayed retry and an end that waits for the disk.
   void _cancel();
 
-  /// Every change of state drops a pending delayed retry.
-  void setTaskState(ZRTaskState state) override;
+  /// Whoever sets the state drops a pending delayed retry.
+  void taskStateWasSet() override { slot_.dropRetry(); }
 
   /// Takes one retry; false when none is left.
   [[nodiscard]] bool _spendRetry() noexcept { return retryBudget_.spend(); }
@@ -123,7 +123,7 @@ class ZRTaskRunner : public ZRDownloadTask {
 
   /// A record with the empty tag.
   template <class... Args>
-  static void _log(unsigned level, const char* format, const Args&... args) {
+  static void _log(ZRLogLevel level, const char* format, const Args&... args) {
     ZRDownloadManager::sharedManager()->log(level, nullptr, format, args...);
   }
 

@@ -116,7 +116,7 @@ void ZRShareTaskRunner::requestShareVideoDetail() {
     const auto self = weak.lock();
     if (self) self->detailEnded(response);
   });
-  _log(0, "shareDownloadVideo:%@", request);
+  _log(ZRLogLevel::Trace, "shareDownloadVideo:%@", request);
   _start(request);
 }
 
@@ -146,7 +146,7 @@ void ZRShareTaskRunner::downloadCoverImg() {
   request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end
     if (!response.err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
   });
-  _log(0, "shareDownloadCoverImg:%@", request);
+  _log(ZRLogLevel::Trace, "shareDownloadCoverImg:%@", request);
   _startUnrecorded(request);
   coverReq_ = request;
 }
@@ -197,7 +197,7 @@ void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::strin
                                                                  const SCNetworkApiResponseProtocol& response) {
         self.subtitleEnded(response, index, completion);
       }));
-  _log(0, "shareDownloadSubtitle:%@", request);
+  _log(ZRLogLevel::Trace, "shareDownloadSubtitle:%@", request);
   _start(request);
 }
 

@@ -81,6 +81,6 @@ const ZRShareDownloadModel& ZRShareTaskRunner::model() const noexcept {
 }
 
 void ZRShareTaskRunner::finishDownload() {
-  _log(1, "finish%@", *this);
+  _log(ZRLogLevel::Event, "finish%@", *this);
   _finishWhenDurable(videoSavePath().value_or(""));
 }

@@ -16,8 +16,8 @@ namespace zrdl {
 
 using site::TaskView;
 
-/// The level of the library's log records that tell of a failure; 0 is a trace, 1 a notable event.
-inline constexpr std::uint64_t kFailureLevel = 2;
+/// The level of the library's log records that tell of a failure, as a record holds it.
+inline constexpr auto kFailureLevel = static_cast<std::uint64_t>(ZRLogLevel::Failure);
 
 /// How the tasks of a run ended, in numbers of tasks.
 struct Summary {

@@ -8,6 +8,8 @@
 
 namespace {
 
+using enum ZRLogLevel;
+
 class ZRDownloadManagerTest : public LibraryFixture {
  protected:
   static std::shared_ptr<ProbeTask> add(const std::string& name, std::int64_t album = 0) {
@@ -94,7 +96,7 @@ TEST_F(ZRDownloadManagerTest, hostHearsOfATaskWhenListsAndSlotsAreDone) {
                              })}}));
   EXPECT_EQ(manager()->addTask(first), ZRAddTaskResult::Added);
   const auto running = manager()->allUnFinishTaskArr().at(0);
-  EXPECT_TRUE(running->networkAgent() != nullptr && running->db() == manager()->db() && logged(1, "add:a"));
+  EXPECT_TRUE(running->db() == manager()->db() && logged(1, "add:a"));
   const auto waiting = add("b");
   EXPECT_EQ(waiting->preloads, 1);
   running->invokeCompletionNotifi();
@@ -127,8 +129,8 @@ TEST_F(ZRDownloadManagerTest, callbackThatIsReplacedWhileItRunsLivesUntilItHasRu
   const auto record = [own = Witness()](const ZRDictionary&, const ZRValue&) { own.replaceAll(); };
   const auto request = [own = Witness()](const ZRDictionary&, const ZRReplyCompletion&) { own.replaceAll(); };
   for (const auto& call : std::initializer_list<std::function<void()>>{
-           [] { manager()->log(0, nullptr, "x"); }, [] { manager()->cc(201, 1); }, [] { manager()->fetchMkey({}, {}); },
-           [] { manager()->fetch73VideoInfo({}, {}); }}) {
+           [] { manager()->log(Trace, nullptr, "x"); }, [] { manager()->cc(201, 1); },
+           [] { manager()->fetchMkey({}, {}); }, [] { manager()->fetch73VideoInfo({}, {}); }}) {
     manager()->setup({{"logger_handler", ZRRecordHandler(record)},
                       {"cc_report_handler", ZRRecordHandler(record)},
                       {"fetch_mky_handler", ZRRequestHandler(request)},
@@ -150,7 +152,7 @@ TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachOneOfTheLoggersWhileThe
   std::atomic<bool> isDone = false;
   std::thread other([&isDone] {
     for (int i = 0; i < kRecords; ++i) {
-      manager()->log(0, nullptr, "%d", i);
+      manager()->log(Trace, nullptr, "%d", i);
       manager()->cc(202, i);
     }
     isDone = true;
@@ -221,7 +223,7 @@ TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormatsAsTheyStandInTheCode) {
       return {};
     }
   };
-  manager()->log(0, nullptr, "%@", Undescribed());
+  manager()->log(Trace, nullptr, "%@", Undescribed());
   std::vector<ZRDictionary> records;
   manager()->setLoggerHandler([&records](const ZRDictionary& record, const ZRValue& reserved) {
     EXPECT_TRUE(reserved.isNull());
@@ -230,15 +232,15 @@ TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormatsAsTheyStandInTheCode) {
   const auto record = [](unsigned level, const char* tag, const char* message) {
     return ZRDictionary{{"level", level}, {"tag", tag}, {"msg", message}};
   };
-  manager()->log(2, nullptr, "plain");
-  manager()->log(0, "tag", "100%% of %ld", 7);
-  manager()->log(0, nullptr, "ts:%ld/%ld use %0.2f s;", std::int64_t{-9'000'000'000}, std::int64_t{12}, 1.005);
-  manager()->log(0, nullptr, "%@|%@|%@|%@", std::make_shared<ProbeTask>("【a】"), std::shared_ptr<ProbeTask>(),
+  manager()->log(Failure, nullptr, "plain");
+  manager()->log(Trace, "tag", "100%% of %ld", 7);
+  manager()->log(Trace, nullptr, "ts:%ld/%ld use %0.2f s;", std::int64_t{-9'000'000'000}, std::int64_t{12}, 1.005);
+  manager()->log(Trace, nullptr, "%@|%@|%@|%@", std::make_shared<ProbeTask>("【a】"), std::shared_ptr<ProbeTask>(),
                  std::optional<std::string>(), std::string("50% %@ {}"));
-  manager()->log(0, nullptr, "MaxConcurrent %u %llu %d", std::uint8_t{200}, std::uint64_t{1} << 63, -3);
-  manager()->log(0, nullptr, "ends with %");
-  manager()->log(0, nullptr, "too few %ld %ld", 1);
-  manager()->log(0, nullptr, "wrong type %ld", "text");
+  manager()->log(Trace, nullptr, "MaxConcurrent %u %llu %d", std::uint8_t{200}, std::uint64_t{1} << 63, -3);
+  manager()->log(Trace, nullptr, "ends with %");
+  manager()->log(Trace, nullptr, "too few %ld %ld", 1);
+  manager()->log(Trace, nullptr, "wrong type %ld", "text");
   EXPECT_EQ(records, std::vector<ZRDictionary>({record(2, "", "plain"), record(0, "tag", "100% of 7"),
                                                 record(0, "", "ts:-9000000000/12 use 1.00 s;"),
                                                 record(0, "", "【a】|(null)|(null)|50% %@ {}"),

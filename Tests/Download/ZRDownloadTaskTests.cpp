@@ -61,9 +61,10 @@ TEST_F(ZRDownloadTaskTest, settingTheStateItHasDoesNothing) {
 }
 
 TEST_F(ZRDownloadTaskTest, speedIsTheMeanOfTheLastThreeSecondsWhileTheTaskExecutes) {
-  std::thread([this] { task_->setTaskState(Executing); }).join();
+  std::thread([this] { task_->resetSpeedTimer(); }).join();
   EXPECT_EQ(manual_->pendingDelayed(), 0U);
-  manual_->drain();  // the timer is set on the main loop, whoever sets the state
+  manual_->drain();  // the timer is set on the main loop, whoever asks for it
+  task_->setTaskState(Executing);
   EXPECT_EQ(manual_->pendingDelayed(), 1U);
   EXPECT_EQ(task_->currentDownloadSpeed(), 0);
   receive({1024, 2048, 3072});

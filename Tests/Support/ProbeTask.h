@@ -13,6 +13,7 @@ class ProbeTask final : public ZRDownloadTask {
  public:
   explicit ProbeTask(std::string name, std::int64_t album = 0) : name_(std::move(name)), album_(album) {}
 
+  using ZRDownloadTask::resetSpeedTimer;
   using ZRDownloadTask::setTaskState;
   using ZRDownloadTask::updateTaskStateIvar;
 
