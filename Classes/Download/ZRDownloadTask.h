@@ -208,12 +208,15 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// Whether more than 1 GiB is free. Asked before anything is written.
   bool hasEnoughDiskSpace() const;
 
-  // Fields; a setter only stores.
+  // Fields.
 
+  /// Stores alone.
+  ///@{
   void setPkid(std::int64_t pkid) noexcept { pkid_ = pkid; }
   void setTimestamp(double timestamp) noexcept { timestamp_ = timestamp; }
   void setActiveTimestamp(double activeTimestamp) noexcept { activeTimestamp_ = activeTimestamp; }
   void setErr(std::optional<ZRError> err) { err_ = std::move(err); }
+  ///@}
 
   /// The store that the task writes itself into; null for a task that was not added.
   ///@{
@@ -258,9 +261,11 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// The HTTP client, which is no part of the public interface; null for a task that was not added.
   const std::shared_ptr<SCNetworkAgent>& networkAgent() const noexcept { return networkAgent_; }
 
-  // Kept by the row, under these names in every runner's field table.
+  /// Kept by the row, under these names in every runner's field table.
+  ///@{
   double timestamp_ = 0;
   double activeTimestamp_ = 0;
+  ///@}
 
  private:
   friend class ZRDownloadManager;  // which gives each task the agent
