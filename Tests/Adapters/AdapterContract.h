@@ -17,7 +17,7 @@ TEST_P(AdapterContract, anIdleLoopLetsTheToolkitSleep) {
   EXPECT_EQ(said_, "ab");
 }
 
-TEST_P(AdapterContract, itsOwnWorkAndAnotherThreadMayDropIt) {
+TEST_P(AdapterContract, itsWorkOrAThreadMayDropIt) {
   struct Case {
     bool duringATurn;
     bool elsewhere;
@@ -48,7 +48,7 @@ TEST_P(AdapterContract, itsOwnWorkAndAnotherThreadMayDropIt) {
   }
 }
 
-TEST_P(AdapterContract, anExceptionEndsTheProcessInsteadOfCrossingTheToolkit) {
+TEST_P(AdapterContract, anExceptionEndsTheProcess) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   loop().post([] { throw std::runtime_error("thrown by work"); });
   EXPECT_DEATH(host_->run(), "thrown by work");

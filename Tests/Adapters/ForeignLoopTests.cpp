@@ -57,22 +57,6 @@ std::unique_ptr<LoopHost> makeHost(const std::string& name) {
 INSTANTIATE_TEST_SUITE_P(Default, RunLoopContract, testing::Values("thread", "poll"));
 INSTANTIATE_TEST_SUITE_P(Default, LoopDownload, testing::Values("poll"));
 
-TEST(ForeignLoop, theTimeoutTellsOfWhatMadeNoWakeup) {
-  ZRDefaultRunLoop loop;
-  loop.post([] {});
-  EXPECT_EQ(loop.pollTimeout(), 0) << "posted before the wakeup was set";
-  loop.drain();
-  int wakeups = 0;
-  loop.setWakeup([&] { ++wakeups; });
-  loop.post([&] { loop.post([] {}); });
-  loop.post([] {});
-  loop.drain();
-  EXPECT_EQ(wakeups, 1) << "posted while the turn had work";
-  EXPECT_EQ(loop.pollTimeout(), 0);
-  loop.drain();
-  EXPECT_EQ(loop.pollTimeout(), -1);
-}
-
 TEST(ForeignLoop, theTimeoutIsRoundedUpAndFitsPoll) {
   ZRDefaultRunLoop loop;
   loop.postDelayed(ZRRunLoop::Duration::max(), [] {});

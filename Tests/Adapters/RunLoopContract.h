@@ -79,7 +79,7 @@ class RunLoopContract : public testing::TestWithParam<std::string> {
   std::string said_;
 };
 
-TEST_P(RunLoopContract, workRunsInOrderAndNeverInsideThePost) {
+TEST_P(RunLoopContract, workRunsInOrderAfterThePost) {
   loop().post([this] {
     said_ += "a";
     loop().post(say("c"));
@@ -92,7 +92,7 @@ TEST_P(RunLoopContract, workRunsInOrderAndNeverInsideThePost) {
   EXPECT_EQ(said_, "a-bc");
 }
 
-TEST_P(RunLoopContract, delayedCallsRunByDeadlineThenByAge) {
+TEST_P(RunLoopContract, delayedCallsRunByDeadline) {
   loop().postDelayed(40ms, quit());
   loop().postDelayed(20ms, say("d"));
   loop().postDelayed(0ms, say("a"));
@@ -116,7 +116,7 @@ TEST_P(RunLoopContract, aDelayedCallIsNeverEarly) {
   ASSERT_TRUE(host_->run());
 }
 
-TEST_P(RunLoopContract, cancelDropsWhatHasNotStarted) {
+TEST_P(RunLoopContract, cancelDropsWhatHasNotBegun) {
   const auto held = std::make_shared<int>(1);
   const auto early = loop().postDelayed(1h, [this, held] { said_ += "early"; });
   EXPECT_NE(early, 0U);
@@ -142,7 +142,7 @@ TEST_P(RunLoopContract, cancelDropsWhatHasNotStarted) {
   loop().cancel(0);
 }
 
-TEST_P(RunLoopContract, otherThreadsPostAndCancelAtOnceAndAreNotTheLoops) {
+TEST_P(RunLoopContract, otherThreadsPostAndCancel) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 300;
   std::vector<int> lastOf(kThreads, -1);
@@ -173,7 +173,7 @@ TEST_P(RunLoopContract, otherThreadsPostAndCancelAtOnceAndAreNotTheLoops) {
   EXPECT_EQ(said_, "");
 }
 
-TEST_P(RunLoopContract, workMayRunTheToolkitsLoopItself) {
+TEST_P(RunLoopContract, workMayRunTheLoopItself) {
   loop().post([this] {
     said_ += "(";
     EXPECT_TRUE(host_->run()) << "the rest of the turn has to end it";
@@ -188,7 +188,7 @@ TEST_P(RunLoopContract, workMayRunTheToolkitsLoopItself) {
   EXPECT_EQ(said_, "(b)");
 }
 
-TEST_P(RunLoopContract, workThatGoesOnPostingDoesNotHoldTheTurn) {
+TEST_P(RunLoopContract, workThatPostsOnLetsOthersIn) {
   int rounds = 0;
   ZRRunLoop::Work again = [&] { loop().post(++rounds < 1000 ? again : quit()); };
   loop().post(again);
@@ -197,7 +197,7 @@ TEST_P(RunLoopContract, workThatGoesOnPostingDoesNotHoldTheTurn) {
   EXPECT_EQ(rounds, 1000);
 }
 
-TEST_P(RunLoopContract, theEndDropsWhatHasNotStarted) {
+TEST_P(RunLoopContract, theEndDropsWhatHasNotBegun) {
   ZRRunLoop& ending = loop();
   const auto callBack = [&ending](const int*) {
     ending.cancel(ending.postDelayed({}, [] {}));

@@ -89,7 +89,7 @@ TEST(ZRQtRunLoop, mayBeMadeBeforeTheApplication) {
   EXPECT_TRUE(host.run());
 }
 
-TEST(ZRQtRunLoop, aLoopThatEndsBetweenAWakeupAndItsTurnLosesNothing) {
+TEST(ZRQtRunLoop, aNestedLoopThatEndsEarlyLosesNothing) {
   const auto host = makeHost("onItsOwn");
   host->loop->post([&host] {
     host->loop->postDelayed(1h, [] {});

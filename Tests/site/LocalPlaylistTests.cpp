@@ -13,14 +13,16 @@ TEST(LocalPlaylist, addressesBecomeFilesAndTagsStay) {
   const auto result = LocalPlaylist::of(
       "\xEF\xBB\xBF#EXTM3U\r\n#EXT-X-VERSION:3\r\n#EXT-X-KEY:METHOD=NONE\r\n\r\n# a comment\r\n"
       "#EXTINF:2.0,title\r\na.ts?x=1&y='2'\r\n#EXTINF:2.0,\n//b/c.ts\n#EXT-X-MEDIA-SEQUENCE:0\n/d.ts\n"
-      "https://e/%E4.ts\n#EXT-X-ENDLIST",
+      "https://e/%E4.ts\n?y\n演 示.ts\n#EXT-X-ENDLIST",
       "http://h/p/l.m3u8");
   const auto& local = std::get<LocalPlaylist>(result);
-  EXPECT_EQ(local.text,
-            "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-KEY:METHOD=NONE\n\n# a comment\n"
-            "#EXTINF:2.0,title\n0.ts\n#EXTINF:2.0,\n1.ts\n#EXT-X-MEDIA-SEQUENCE:0\n2.ts\n3.ts\n#EXT-X-ENDLIST\n");
-  EXPECT_EQ(local.segments, (std::vector<std::string>{"http://h/p/a.ts?x=1&y='2'", "http://b/c.ts", "http://h/d.ts",
-                                                      "https://e/%E4.ts"}));
+  EXPECT_EQ(
+      local.text,
+      "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-KEY:METHOD=NONE\n\n# a comment\n"
+      "#EXTINF:2.0,title\n0.ts\n#EXTINF:2.0,\n1.ts\n#EXT-X-MEDIA-SEQUENCE:0\n2.ts\n3.ts\n4.ts\n5.ts\n#EXT-X-ENDLIST\n");
+  EXPECT_EQ(local.segments,
+            (std::vector<std::string>{"http://h/p/a.ts?x=1&y='2'", "http://b/c.ts", "http://h/d.ts", "https://e/%E4.ts",
+                                      "http://h/p/l.m3u8?y", "http://h/p/%e6%bc%94%20%e7%a4%ba.ts"}));
 }
 
 TEST(LocalPlaylist, whatIsNoPlainPlaylistIsRefusedWithAReason) {
@@ -32,6 +34,7 @@ TEST(LocalPlaylist, whatIsNoPlainPlaylistIsRefusedWithAReason) {
       {"#EXTM3U\n#EXT-X-ENDLIST\n", "no segments"},
       {head + "0.ts\n", "0.ts"},
       {head + "file:///etc/passwd\n", "file:///etc/passwd"},
+      {head + "http:g\n", "http:g"},
       {"#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nhttp://a/l.m3u8", "master"},
       {"#EXTM3U\n#EXT-X-KEY:METHOD=AES-128,URI=\"http://a/k\"\n#EXTINF:2,\nhttp://a/0.ts", "encrypted"},
       {"#EXTM3U\n#EXT-X-MAP:URI=\"http://a/i\"\n#EXTINF:2,\nhttp://a/0.m4s", "initialisation"},

@@ -22,7 +22,7 @@ TaskView running(double progress, double speed, std::uint64_t size) {
 
 }  // namespace
 
-TEST(ProgressBar, sizesAndSpeedsComeInTheLargestFittingUnit) {
+TEST(ProgressBar, sizesComeInTheLargestFittingUnit) {
   EXPECT_EQ(sizeText(0), "0 B");
   EXPECT_EQ(sizeText(1023), "1023 B");
   EXPECT_EQ(sizeText(1024), "1.0 KiB");
@@ -34,7 +34,7 @@ TEST(ProgressBar, sizesAndSpeedsComeInTheLargestFittingUnit) {
   EXPECT_EQ(speedText(1536), "1.5 MiB/s");
 }
 
-TEST(ProgressBar, timeLeftFollowsFromWhatIsLeftAndTheSpeedAndIsLeftOpenWithoutThem) {
+TEST(ProgressBar, timeLeftIsOpenWithoutSizeOrSpeed) {
   EXPECT_EQ(timeLeftText(running(0.5F, 1024, 20 * kMiB)), "0:10");
   EXPECT_EQ(timeLeftText(running(0, 1024, 3723 * kMiB)), "1:02:03");
   EXPECT_EQ(timeLeftText(running(1.5F, 1024, kMiB)), "0:00");  // more came than was announced
@@ -44,7 +44,7 @@ TEST(ProgressBar, timeLeftFollowsFromWhatIsLeftAndTheSpeedAndIsLeftOpenWithoutTh
   EXPECT_EQ(percentText(running(0, 100, 0)), "-- %");
 }
 
-TEST(ProgressBar, aLineShowsTitleBarAndFiguresAndIsNeverWiderThanTheTerminal) {
+TEST(ProgressBar, aLineIsNeverWiderThanTheTerminal) {
   TaskView task = running(0.5F, 2048, 20 * kMiB);
   EXPECT_EQ(progressBar(task, 80), "演示              [#######........]  50 %    2.0 MiB/s    10.0/20.0 MiB     0:05");
   EXPECT_EQ(progressBar(task, 30), "演示         50 %    2.0 MiB/s");

@@ -25,7 +25,7 @@ class TerminalReporterTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(TerminalReporterTest, barsAreRedrawnInPlaceAndLinesStayAboveThem) {
+TEST_F(TerminalReporterTest, barsAreRedrawnBelowTheLines) {
   reporter_.progress({running("73-1"), running("73-2")});
   EXPECT_EQ(taken().rfind("\rtitle of 73-1", 0), 0U);  // the first drawing moves up nowhere
   reporter_.note("careful");

@@ -32,10 +32,6 @@ TEST_F(ZrdlHls, aVideoArrivesWholeWithItsLocalPlaylist) {
   EXPECT_EQ(task.at("bytes"), 4U * 9400);
   EXPECT_EQ(task.at("title"), "clip");
 
-  ZrdlProcess path({"--support", home_ / "support", "path", "1"});
-  EXPECT_EQ(path.wait(), 0);
-  EXPECT_EQ(path.out(), hlsFile("1-2.local.m3u8").string() + "\n");
-
   const std::string copy = home_ / "copy/film.ts";
   writeFile(copy, "what is replaced");
   ASSERT_EQ(ZrdlProcess(with("export 1 " + copy)).wait(), 0);
@@ -66,18 +62,6 @@ grep '^s' "$2" | sed 's|^|)" +
   expectWholeHls();
 }
 
-TEST_F(ZrdlHls, aDecryptionThatFailsIsTriedFourTimes) {
-  serveHls(1);
-  ZrdlProcess process(hls(decryptBy("echo http://a/; exit 3")));
-  EXPECT_EQ(process.wait(), 1) << process.err();
-  EXPECT_EQ(process.events("errored").at(0).at("code"), 103);
-  EXPECT_EQ(process.events("errored").at(0).at("message"), "m3u8文件解密失败");
-  EXPECT_NE(process.out().find("the command ended with status 3"), std::string::npos);
-  EXPECT_EQ(requestsTo("/p/1.m3u8"), 4U);
-  EXPECT_EQ(requestsTo("/v4/video/info/1.json"), 2U);
-  EXPECT_FALSE(fs::exists(hlsFile("1-2.net.m3u8")));
-}
-
 TEST_F(ZrdlHls, anInterruptEndsTheCommandToo) {
   serveHls(1);
   ZrdlProcess process(hls(decryptBy("touch \"$1.seen\"; sleep 1000 & sleep 1000")));
@@ -86,19 +70,26 @@ TEST_F(ZrdlHls, anInterruptEndsTheCommandToo) {
   EXPECT_EQ(process.wait(), 130) << process.err();  // it would wait for whoever holds the output open
 }
 
-TEST_F(ZrdlHls, aPageInPlaceOfAFileIsToldApart) {
-  serveHls(3);
-  origin_.serve("/q/s0.ts", "<html>" + std::string(1000, ' '));
-  ZrdlProcess process(hls(" --segment-base " + origin_.url("/q/")));
-  EXPECT_EQ(process.wait(), 1) << process.err();
-  EXPECT_EQ(process.events("errored").at(0).at("code"), 103);
-  EXPECT_EQ(process.events("errored").at(0).at("message"), "TS文件校验失败");
-  EXPECT_EQ(requestsTo("/q/s0.ts"), 4U);
-
-  origin_.serve("/p/1.m3u8", "<html>");
-  ASSERT_EQ(ZrdlProcess(with("rm 1")).wait(), 0);
-  ZrdlProcess noPlaylist(hls());
-  EXPECT_EQ(noPlaylist.wait(), 1) << noPlaylist.err();
-  EXPECT_EQ(noPlaylist.events("errored").at(0).at("message"), "m3u8文件解密失败");
-  EXPECT_EQ(noPlaylist.events("errored").at(0).at("cause"), "the file is not a playlist");
+TEST_F(ZrdlHls, whatIsWrongWithAVideoIsTold) {
+  serveHls(1);
+  const std::string page = "<html>" + std::string(1000, ' ');
+  origin_.serve("/q/s0.ts", page);
+  struct Case {
+    std::string playlist;
+    std::string options;
+    const char* message;
+    const char* cause;
+  };
+  for (const auto& [text, options, message, cause] :
+       {Case{playlist("s"), " --segment-base " + origin_.url("/q/"), "TS文件校验失败", ""},
+        Case{playlist("s"), decryptBy("echo http://a/; exit 3"), "m3u8文件解密失败", "the command ended with status 3"},
+        Case{page, "", "m3u8文件解密失败", "the file is not a playlist"}}) {
+    origin_.serve("/p/1.m3u8", text);
+    ZrdlProcess process(hls(options));
+    EXPECT_EQ(process.wait(), 1) << process.err();
+    const Json errored = process.events("errored").at(0);
+    EXPECT_EQ(errored.at("message"), message);
+    EXPECT_EQ(errored.value("cause", ""), cause);
+    ASSERT_EQ(ZrdlProcess(with("rm 1")).wait(), 0);
+  }
 }

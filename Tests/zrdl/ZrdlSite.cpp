@@ -2,25 +2,13 @@
 
 #include <utility>
 
+#include <wordexp.h>
+
 std::vector<std::string> wordsOf(const std::string& line) {
+  wordexp_t found{};
   std::vector<std::string> words;
-  char quote = 0;
-  bool open = false;
-  for (std::size_t at = 0; at < line.size() && (quote != 0 || line.compare(at, 2, "  ") != 0) && line[at] != '|';
-       ++at) {
-    const char c = line[at];
-    const bool isQuote = quote != 0 ? c == quote : c == '\'' || c == '"';
-    if (c == ' ' && quote == 0) {
-      open = false;
-      continue;
-    }
-    if (!std::exchange(open, true)) words.emplace_back();
-    if (isQuote) {
-      quote = quote != 0 ? '\0' : c;
-    } else {
-      words.back() += c;
-    }
-  }
+  if (::wordexp(line.c_str(), &found, WRDE_NOCMD) == 0) words.assign(found.we_wordv, found.we_wordv + found.we_wordc);
+  ::wordfree(&found);
   return words;
 }
 
@@ -93,12 +81,12 @@ void ZrdlSite::expectWholeHls() const {
   EXPECT_FALSE(std::filesystem::exists(hlsFile("1-2.net.m3u8")));
 }
 
-void ZrdlSite::serveShare(const Json& subtitles) {
+void ZrdlSite::serveShare() {
   const std::pair<const char*, Json> answers[] = {
       {"/albumdetail.action", {{"shareUrl", origin_.url("/share")}}},
       {"/share", {{"lan", origin_.url("")}}},
       {"/ping", "pong"},
-      {"/video.action", {{"url", origin_.url("/share.mp4")}, {"subtitles", subtitles}}},
+      {"/video.action", {{"url", origin_.url("/share.mp4")}}},
   };
   for (const auto& [path, data] : answers) origin_.serve(path, Json{{"status", 200}, {"data", data}}.dump());
   origin_.serve("/coverImg.action", "a picture");

@@ -11,7 +11,7 @@
 #include "TemporaryFolder.h"
 #include "ZrdlProcess.h"
 
-/// The words of a line as a shell splits it; a comment begins with two blanks, another program with a bar.
+/// The words of a line as a shell splits it; none of a line that is more than a simple command.
 std::vector<std::string> wordsOf(const std::string& line);
 
 /// A temporary home for `zrdl`, a web server, and the metadata of the MP4s on it, whose version is 1.
@@ -54,7 +54,7 @@ class ZrdlSite : public testing::Test {
 
   /// Video "v1" of album "a1" on a device that the origin plays, together with the share service that knows it; its
   /// file is at `/share.mp4`.
-  void serveShare(const Json& subtitles = Json::array());
+  void serveShare();
 
   std::filesystem::path shareFile(const std::string& name) const { return home_ / "movies/Oxwell/a1/v1/" + name; }
 
