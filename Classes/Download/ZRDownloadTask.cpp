@@ -36,6 +36,10 @@ std::optional<std::string> ZRDownloadTask::localFullFilePath() const {
   return std::nullopt;
 }
 
+std::optional<std::string> ZRDownloadTask::m3u8Url() const {
+  return std::nullopt;
+}
+
 std::optional<ZRTaskList> ZRDownloadTask::filtedSameAlbumTasks(const ZRTaskList&) const {
   return std::nullopt;
 }

@@ -95,6 +95,10 @@ class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from
   /// The same as an absolute path.
   virtual std::optional<std::string> localFullFilePath() const;
 
+  /// Where an HLS video's playlist comes from, as its record tells; relative addresses in the playlist belong to it.
+  /// Nothing before the record is there, and for the other kinds.
+  virtual std::optional<std::string> m3u8Url() const;
+
   /// Those of `tasks` that are of this task's album, in their order; nothing for a kind that knows no albums.
   virtual std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const;
 

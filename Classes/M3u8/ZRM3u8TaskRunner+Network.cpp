@@ -105,9 +105,7 @@ void ZRM3u8TaskRunner::playlistEnded(const SCNetworkApiResponseProtocol& respons
     const auto self = weak.lock();
     if (self && self->isAwaitingPlaylist()) self->afterDecryption(reply.value_or(ZRDictionary()), error);
   };
-  ZRDictionary request{{"contentPath", contentPath}, {"localPath", _localFullM3U8FilePath()}};
-  if (videoInfo_) request.set("m3u8Url", ZRValue::orAbsent(videoInfo_->m3u8Url()));
-  decrypt(request, ZRHostReply(decrypted));
+  decrypt({{"contentPath", contentPath}, {"localPath", _localFullM3U8FilePath()}}, ZRHostReply(decrypted));
 }
 
 // `currentSegment` stays: a playlist that is fetched again goes on where the one before ended.

@@ -44,6 +44,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
   // ZRM3u8TaskRunner.cpp
   std::optional<ZRDictionary> videoInfoDic() const override;
   void preloadVideoInfoIfNeed() override;
+  std::optional<std::string> m3u8Url() const override { return videoInfo_ ? videoInfo_->m3u8Url() : std::nullopt; }
   std::uint64_t receivedBytes() const override;
   std::optional<ZRTaskList> filtedSameAlbumTasks(const ZRTaskList& tasks) const override;
   std::string description() const override;

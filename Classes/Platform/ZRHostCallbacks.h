@@ -45,8 +45,9 @@ using ZRRecordHandler = std::function<void(const ZRDictionary& record, const ZRV
 /// "fetch_mky_handler": {"aid": integer, "vid": integer} → {"mkey": text, "cookie": text (optional)}.
 using ZRFetchMkeyHandler = ZRRequestHandlerFor<struct ZRFetchMkeyPurpose>;
 
-/// "decryption_handler": {"contentPath", "localPath", "m3u8Url": texts} → {"tsArr": list of segment URLs, in order}.
-/// The host reads the playlist at contentPath, which came from m3u8Url, and writes the playable one at localPath first.
+/// "decryption_handler": {"contentPath": text, "localPath": text} → {"tsArr": list of segment URLs, in order}.
+/// The host reads the playlist at contentPath and writes the playable one at localPath first. Where it came from, the
+/// task tells whose `localFullFilePath` is localPath (`ZRDownloadTask::m3u8Url`).
 using ZRDecryptionHandler = ZRRequestHandlerFor<struct ZRDecryptionPurpose>;
 
 /// "fetch_73Info_Handler": {"vid": integer, "version": integer} →

@@ -15,6 +15,14 @@ ZRValue::List valuesOf(const std::vector<std::string>& texts) {
   return {texts.begin(), texts.end()};
 }
 
+/// Where the playlist came from, as the task that asks for its decryption knows it; "" when it does not.
+std::string playlistAddress(const std::string& localPath) {
+  for (const auto& task : ZRDownloadManager::sharedManager()->executingQueue()) {
+    if (task->localFullFilePath() == localPath) return task->m3u8Url().value_or("");
+  }
+  return {};
+}
+
 }  // namespace
 
 Callbacks::Callbacks(Answers answers, std::shared_ptr<ZRRunLoop> loop)
@@ -46,7 +54,7 @@ void Callbacks::decryptPlaylist(const ZRDictionary& request, ZRReplyCompletion c
     }
   };
   const auto text = [&request](std::string_view key) { return request[key].textValue().value_or(""); };
-  PlaylistDecryptor::Request playlist{text("contentPath"), text("localPath"), text("m3u8Url")};
+  PlaylistDecryptor::Request playlist{text("contentPath"), text("localPath"), playlistAddress(text("localPath"))};
   post([this, playlist = std::move(playlist), answer] {
     if (answers_.decryptor) answers_.decryptor->decrypt(playlist, answer);
   });

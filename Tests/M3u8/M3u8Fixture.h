@@ -44,6 +44,7 @@ class M3u8Fixture : public RunnerFixture {
   }
 
   void decrypt(const ZRDictionary& request, const ZRReplyCompletion& reply) {
+    EXPECT_EQ(request.size(), 2U);
     decrypted_.push_back(readFile(*request["contentPath"].textValue()));
     if (decryptionFailures_ > 0) {
       --decryptionFailures_;
