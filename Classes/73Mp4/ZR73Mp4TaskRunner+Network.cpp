@@ -38,6 +38,6 @@ void ZR73Mp4TaskRunner::downloadMp4() {
 }
 
 void ZR73Mp4TaskRunner::handleCannotFindMP4URLErr() {
-  if (_spendRetry()) return _executeNextPhase();
+  if (spendRetry()) return _executeNextPhase();
   throwErr(ZRError(ZRErrorCode::ResourceUnusable, "找不到MP4下载地址").with(kZRErrorReasonKey, kZRReasonNoMp4Address));
 }

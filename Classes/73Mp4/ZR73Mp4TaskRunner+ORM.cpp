@@ -17,7 +17,7 @@ std::span<const ZRField<ZR73Mp4TaskRunner>> ZR73Mp4TaskRunner::fields() {
       zrField<Self, &Self::cover_>("cover", Text),
       zrField<Self, &Self::duration_>("duration", Integer),
       zrField<Self, &Self::fileSize_>("fileSize", Integer),
-      _taskStateField(),
+      taskStateField(),
   };
   return kFields;
 }

@@ -8,11 +8,11 @@ std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::initWithParams(const ZRDic
   const std::int64_t vid = params["vid"].int64Value();
   const std::int32_t version = params["version"].int32Value();
   if (vid < 1) {
-    _log(ZRLogLevel::Failure, "视频vid不合法");
+    log(ZRLogLevel::Failure, "视频vid不合法");
     return nullptr;
   }
   if (version < 1) {
-    _log(ZRLogLevel::Failure, "视频version不合法");
+    log(ZRLogLevel::Failure, "视频version不合法");
     return nullptr;
   }
   auto task = std::make_shared<ZR73Mp4TaskRunner>();
@@ -43,10 +43,10 @@ std::string ZR73Mp4TaskRunner::taskId() const {
 }
 
 std::string ZR73Mp4TaskRunner::description() const {
-  return "【73vid:" + std::to_string(vid_) + ",ac:" + _fixed(activeTimestamp()) + "】";
+  return "【73vid:" + std::to_string(vid_) + ",ac:" + fixed(activeTimestamp()) + "】";
 }
 
-void ZR73Mp4TaskRunner::_startPhase() {
+void ZR73Mp4TaskRunner::startPhase() {
   switch (phase()) {
     case ZR73Mp4Phase::Mp4PhaseRequestInfo:
       requestMp4VideoInfo();
@@ -61,10 +61,10 @@ void ZR73Mp4TaskRunner::_startPhase() {
 }
 
 void ZR73Mp4TaskRunner::logFailure(const ZRError&) const {
-  _log(ZRLogLevel::Failure, "%@", _currentUrlString());
+  log(ZRLogLevel::Failure, "%@", currentUrlString());
 }
 
 void ZR73Mp4TaskRunner::finishDownload() {
-  _log(ZRLogLevel::Event, "finish%@", *this);
-  _finishWhenDurable(videoSavePath());
+  log(ZRLogLevel::Event, "finish%@", *this);
+  finishWhenDurable(videoSavePath());
 }

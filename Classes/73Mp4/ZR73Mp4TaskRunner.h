@@ -64,7 +64,7 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner, ZR7
 
  private:
   // ZR73Mp4TaskRunner.cpp
-  void _startPhase() override;
+  void startPhase() override;
   std::int64_t toldSize() const override { return fileSize_; }
   void logFailure(const ZRError& error) const override;
   void finishDownload();
@@ -80,13 +80,16 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner, ZR7
   void downloadMp4();
   void handleCannotFindMP4URLErr();
 
+  // What the row keeps, besides `downloadedBytes_`.
   std::int64_t vid_ = 0;
   std::int32_t version_ = 0;
   ZRText videoName_;
-  ZRText vidoeUrl_;  // no column finds this name, so a loaded task asks for its address again
   ZRText cover_;
   std::int32_t duration_ = 0;
   std::int64_t fileSize_ = 0;
-  double stamp_ = 0;      // a column that this runner only keeps
-  std::int64_t tag_ = 0;  // counts metadata requests; only the newest one's reply is taken
+  double stamp_ = 0;  // nothing reads it
+
+  // What lives while the process runs.
+  ZRText vidoeUrl_;       // no column has this name, so a task that was loaded asks for its address again
+  std::int64_t tag_ = 0;  // counts the requests for metadata; only the newest one's reply is taken
 };

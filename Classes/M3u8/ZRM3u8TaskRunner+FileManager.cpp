@@ -34,7 +34,7 @@ std::string ZRM3u8TaskRunner::_fileDir() const {
   return std::to_string(vid()) + "-" + std::to_string(version());
 }
 
-std::string ZRM3u8TaskRunner::_fileName(std::string_view suffix) const {
+std::string ZRM3u8TaskRunner::fileName(std::string_view suffix) const {
   return _fileDir().append(suffix);
 }
 
@@ -42,35 +42,35 @@ std::string ZRM3u8TaskRunner::videoSaveDir() const {
   return ZRDownloadManager::pathByRelativeBasePath(_fileDir());
 }
 
-std::string ZRM3u8TaskRunner::_savePath(std::string_view fileName) const {
+std::string ZRM3u8TaskRunner::savePath(std::string_view fileName) const {
   return ZRPath::append(videoSaveDir(), fileName);
 }
 
 std::string ZRM3u8TaskRunner::_localRelativeM3U8FilePath() const {
-  return _fileDir() + "/" + _fileName(".local.m3u8");
+  return _fileDir() + "/" + fileName(".local.m3u8");
 }
 
 std::string ZRM3u8TaskRunner::_localFullM3U8FilePath() const {
-  return _savePath(_fileName(".local.m3u8"));
+  return savePath(fileName(".local.m3u8"));
 }
 
 std::string ZRM3u8TaskRunner::netM3U8FilePath() const {
-  return _savePath(_fileName(".net.m3u8"));
+  return savePath(fileName(".net.m3u8"));
 }
 
 std::string ZRM3u8TaskRunner::thumbImgPath() const {
-  return _savePath(_fileName(".jpg"));
+  return savePath(fileName(".jpg"));
 }
 
 std::string ZRM3u8TaskRunner::mp4VideoSavePath() const {
-  return _savePath(mp4FileName());
+  return savePath(mp4FileName());
 }
 
 std::string ZRM3u8TaskRunner::currentDownloadSegmentPath() const {
-  return _savePath(_segmentName(currentSegment_));
+  return savePath(segmentName(currentSegment_));
 }
 
-std::string ZRM3u8TaskRunner::_segmentName(std::int64_t segment) {
+std::string ZRM3u8TaskRunner::segmentName(std::int64_t segment) {
   return std::to_string(segment) + ".ts";
 }
 
@@ -95,14 +95,14 @@ bool ZRM3u8TaskRunner::rewindToWholeSegments() {
   std::vector<std::uint64_t> lengths;
   std::error_code missing;
   for (std::int64_t segment = 0; segment < currentSegment_ && !missing; ++segment) {
-    const std::uintmax_t length = std::filesystem::file_size(folder / _segmentName(segment), missing);
+    const std::uintmax_t length = std::filesystem::file_size(folder / segmentName(segment), missing);
     lengths.push_back(missing ? 0 : length);
   }
   if (std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0}) == allDownloadedSegmentsBytes_ && !missing) {
     return false;
   }
   lengths.resize(ZRM3u8Rules::wholeSegments(lengths));
-  _log(ZRLogLevel::Event, "ts:%ld back to %zu", currentSegment_, lengths.size());
+  log(ZRLogLevel::Event, "ts:%ld back to %zu", currentSegment_, lengths.size());
   currentSegment_ = static_cast<std::int64_t>(lengths.size());
   allDownloadedSegmentsBytes_ = std::accumulate(lengths.begin(), lengths.end(), std::uint64_t{0});
   return true;

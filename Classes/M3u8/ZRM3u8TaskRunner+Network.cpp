@@ -57,9 +57,9 @@ void ZRM3u8TaskRunner::requestM3u8VideoInfo(VideoInfoCompletion completion) {
     const auto self = weak.lock();
     if (self) (self.get()->*completion)(response.err(), response.template parserModel<ZRDownloadVideoInfo>());
   });
-  _log(ZRLogLevel::Trace, "step1:%@", request);
-  _cancelCurrentReq();
-  _start(request);
+  log(ZRLogLevel::Trace, "step1:%@", request);
+  cancelCurrentReq();
+  start(request);
 }
 
 ZRDictionary ZRM3u8TaskRunner::cdnDefaultParams() {
@@ -87,9 +87,9 @@ void ZRM3u8TaskRunner::downloadM3u8FileWithMkey(const ZRDictionary& keyReply, co
   request->setQueryParameters(cdnDefaultParams());
   if (const std::string* const cookie = keyReply["cookie"].asText()) request->setHeader({{"Cookie", *cookie}});
   request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::playlistEnded));
-  _log(ZRLogLevel::Trace, "step2:%@", request);
+  log(ZRLogLevel::Trace, "step2:%@", request);
   if (const auto older = playlistRequest_.lock()) older->cancel();  // not the current one, which may be the thumbnail's
-  _start(request);
+  start(request);
   playlistRequest_ = request;
 }
 
@@ -113,7 +113,7 @@ void ZRM3u8TaskRunner::afterDecryption(const ZRDictionary& reply, const std::opt
   if (error) return decryptionFailed(*error);
   const std::vector<std::string> urls = segmentUrls(reply);
   totalSegment_ = static_cast<std::int64_t>(urls.size());
-  _log(ZRLogLevel::Event, "store ts(%ld)(%ld-%ld)", totalSegment_, aid(), vid());
+  log(ZRLogLevel::Event, "store ts(%ld)(%ld-%ld)", totalSegment_, aid(), vid());
   updateAllTsURL(urls);
   stamp_ = ZRClock::secondsSince1970();
   syncStateToDB();
@@ -121,18 +121,18 @@ void ZRM3u8TaskRunner::afterDecryption(const ZRDictionary& reply, const std::opt
 }
 
 void ZRM3u8TaskRunner::decryptionFailed(const ZRError& error) {
-  if (!_spendRetry()) {
+  if (!spendRetry()) {
     return throwErr(unusableError("m3u8文件解密失败", kZRReasonPlaylistDecryption)
                         .with(kZRErrorCauseKey, error.localizedDescription()));
   }
-  _log(ZRLogLevel::Failure, "decodeError:%@", error);
+  log(ZRLogLevel::Failure, "decodeError:%@", error);
   if (!hasRetryTimes()) setPhase(ZRM3u8Phase::PhaseLoadVideoInfo);
   _executeNextPhase();
 }
 
 void ZRM3u8TaskRunner::handleCannotFindM3u8URLErr() {
-  if (!_spendRetry()) return throwErr(unusableError("找不到M3U8地址", kZRReasonNoPlaylistAddress));
-  _log(ZRLogLevel::Event, "roll back setp 1.");
+  if (!spendRetry()) return throwErr(unusableError("找不到M3U8地址", kZRReasonNoPlaylistAddress));
+  log(ZRLogLevel::Event, "roll back setp 1.");
   executePhase(ZRM3u8Phase::PhaseLoadVideoInfo);
 }
 
@@ -150,9 +150,9 @@ void ZRM3u8TaskRunner::downloadThumImgFile() {
   const std::string path = thumbImgPath();
   if (ZRPath::exists(path)) return;
   const auto request = ZRRequests::makeDownload(*url, path);
-  _log(ZRLogLevel::Event, "downloadThumImg:%@", request);
-  _cancelCurrentReq();
-  _start(request);
+  log(ZRLogLevel::Event, "downloadThumImg:%@", request);
+  cancelCurrentReq();
+  start(request);
 }
 
 // The segments. Client and server take turns, so the time between two of them counts in full.
@@ -171,18 +171,18 @@ void ZRM3u8TaskRunner::downloadNextTS() {
   if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::optional<std::string> url = currentTSURL();
   if (!url) return handleCannotFindTSURLErr();
-  _log(ZRLogLevel::Event, "ts:%ld/%ld;%ld-%ld-%d", currentSegment_, totalSegment_, aid(), vid(), version());
+  log(ZRLogLevel::Event, "ts:%ld/%ld;%ld-%ld-%d", currentSegment_, totalSegment_, aid(), vid(), version());
   requestSegment(*url);
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
   std::optional<std::string> url = queryCurrentDownloadSegmentUrl();
   if (usable(url) == nullptr) {
-    _log(ZRLogLevel::Failure, "query ts url is nil！");
+    log(ZRLogLevel::Failure, "query ts url is nil！");
     return std::nullopt;
   }
   if (ZRM3u8Rules::areAddressesExpired(stamp_, ZRClock::secondsSince1970())) {
-    _log(ZRLogLevel::Event, "beyond the ts lift.");
+    log(ZRLogLevel::Event, "beyond the ts lift.");
     return std::nullopt;
   }
   return url;
@@ -195,20 +195,20 @@ void ZRM3u8TaskRunner::requestSegment(const std::string& url) {
   request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::segmentEnded));
   segmentStart_ = ZRClock::secondsSince1970();
   currentSegmentBytes_ = 0;
-  _cancelCurrentReq();  // a task that is resumed while it executes must not fetch twice
-  _start(request);
+  cancelCurrentReq();  // a task that is resumed while it executes must not fetch twice
+  start(request);
 }
 
 void ZRM3u8TaskRunner::segmentEnded(const SCNetworkApiResponseProtocol& response) {
   if (response.err()) return throwErr(*response.err());
   if (validateCurrentDownloadSegment()) return segmentCompleted();
-  if (!_spendRetry()) return throwErr(unusableError("TS文件校验失败", kZRReasonSegmentCheck));
+  if (!spendRetry()) return throwErr(unusableError("TS文件校验失败", kZRReasonSegmentCheck));
   downloadNextTS();
 }
 
 void ZRM3u8TaskRunner::segmentCompleted() {
-  _log(ZRLogLevel::Trace, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_,
-       ZRClock::secondsSince1970() - segmentStart_);
+  log(ZRLogLevel::Trace, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_,
+      ZRClock::secondsSince1970() - segmentStart_);
   resetRetryTimes();
   deleteTSSQLWithIdx(currentSegment_);
   allDownloadedSegmentsBytes_ += currentSegmentBytes_;
@@ -218,7 +218,7 @@ void ZRM3u8TaskRunner::segmentCompleted() {
 }
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {
-  if (!_spendRetry()) return throwErr(unusableError("找不到TS地址", kZRReasonNoSegmentAddress));
-  _log(ZRLogLevel::Event, "roll back setp 2.");
+  if (!spendRetry()) return throwErr(unusableError("找不到TS地址", kZRReasonNoSegmentAddress));
+  log(ZRLogLevel::Event, "roll back setp 2.");
   executePhase(ZRM3u8Phase::PhaseFetchPlaylist);
 }

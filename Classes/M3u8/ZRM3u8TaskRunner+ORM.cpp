@@ -46,7 +46,7 @@ const ZRTaskTable& ZRM3u8TaskRunner::taskTable() {
 
 void ZRM3u8TaskRunner::setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
   ZRTabledTaskRunner::setupWithDB(db);
-  _setupTable(db, tsInfoTable());
+  setupTable(db, tsInfoTable());
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::queryPrimaryKeySQL() const {
@@ -54,7 +54,7 @@ std::optional<std::string> ZRM3u8TaskRunner::queryPrimaryKeySQL() const {
 }
 
 bool ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
-  if (_hasRow()) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay have no task
+  if (hasRow()) (void)db()->executeUpdate(deleteAllTSSQLWithTaskId(pkid()));  // rows that stay have no task
   return ZRTaskRunner::_cleanTSAndTaskInDB();
 }
 
@@ -113,7 +113,7 @@ void ZRM3u8TaskRunner::updateAllTsURL(const std::vector<std::string>& urls) {
 
 std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() const {
   std::optional<std::string> url;
-  if (!_hasRow()) return url;
+  if (!hasRow()) return url;
   db()->executeQuery(queryTSUrlSQLWithTaskId(pkid(), currentSegment_), [&url](ZRResultSet* rows) {
     if (rows == nullptr || !rows->next()) return;
     const std::vector<std::uint8_t> bytes = ZRBase64::decode(rows->textForColumnIndex(0).value_or(""));
@@ -123,5 +123,5 @@ std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() co
 }
 
 void ZRM3u8TaskRunner::deleteTSSQLWithIdx(std::int64_t idx) {
-  if (_hasRow()) (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
+  if (hasRow()) (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
 }

@@ -17,7 +17,7 @@ std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithParams(const ZRDicti
                               : info->version() < 1 ? "视频version不合法"
                                                     : nullptr;
   if (refusal != nullptr) {
-    _log(ZRLogLevel::Failure, refusal);
+    log(ZRLogLevel::Failure, refusal);
     return nullptr;
   }
   auto task = initWithVideoInfo(std::move(info));
@@ -67,11 +67,11 @@ std::string ZRM3u8TaskRunner::description() const {
 std::string ZRM3u8TaskRunner::debugDescription() const {
   const ZRDictionary info = videoInfoDic().value_or(ZRDictionary());
   return "【vid:" + std::to_string(vid()) + ",aid:" + std::to_string(aid()) + ",ts:" + std::to_string(currentSegment_) +
-         ",order:" + std::to_string(info["playOrder"].int32Value()) + ",ac:" + _fixed(activeTimestamp()) +
+         ",order:" + std::to_string(info["playOrder"].int32Value()) + ",ac:" + fixed(activeTimestamp()) +
          ",name:" + info["title"].textValue().value_or("(null)") + "】";
 }
 
-void ZRM3u8TaskRunner::_startPhase() {
+void ZRM3u8TaskRunner::startPhase() {
   switch (phase()) {
     case ZRM3u8Phase::PhaseLoadVideoInfo:
       requestM3u8VideoInfo(&ZRM3u8TaskRunner::videoInfoLoaded);
@@ -93,7 +93,7 @@ void ZRM3u8TaskRunner::_startPhase() {
 }
 
 /// The table has no column for the state: it follows from the phase.
-void ZRM3u8TaskRunner::_rowLoaded() {
+void ZRM3u8TaskRunner::rowLoaded() {
   if (phase() == ZRM3u8Phase::PhaseFinished) {
     updateTaskStateIvar(ZRTaskState::Finished);
   } else {
@@ -130,11 +130,11 @@ void ZRM3u8TaskRunner::videoInfoPreloaded(const std::optional<ZRError>&,
 }
 
 void ZRM3u8TaskRunner::finishDownloadTS() {
-  _log(ZRLogLevel::Event, "finishTS:%@", *this);
+  log(ZRLogLevel::Event, "finishTS:%@", *this);
   updateAllTsURL({});
-  _finishWhenDurable(isShafa() ? mp4VideoSavePath() : std::string());
+  finishWhenDurable(isShafa() ? mp4VideoSavePath() : std::string());
 }
 
 void ZRM3u8TaskRunner::logFailure(const ZRError& error) const {
-  _log(ZRLogLevel::Failure, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, error, _currentUrlString());
+  log(ZRLogLevel::Failure, "ts:%ld/%ld;%@-%@", currentSegment_, totalSegment_, error, currentUrlString());
 }

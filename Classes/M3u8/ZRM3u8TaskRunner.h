@@ -121,10 +121,10 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
                                                          const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo);
 
   // ZRM3u8TaskRunner.cpp
-  void _startPhase() override;
+  void startPhase() override;
   std::int64_t toldSize() const override { return videoInfo_ ? videoInfo_->totalSize() : 0; }
   void logFailure(const ZRError& error) const override;
-  void _rowLoaded() override;
+  void rowLoaded() override;
   void setVideoInfo(std::shared_ptr<const ZRDownloadVideoInfo> videoInfo);
   void takeVideoInfo(const std::shared_ptr<ZRDownloadVideoInfo>& received);
   void videoInfoLoaded(const std::optional<ZRError>& error, const std::shared_ptr<ZRDownloadVideoInfo>& videoInfo);
@@ -133,12 +133,12 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
 
   // ZRM3u8TaskRunner+FileManager.cpp
   std::string _fileDir() const;
-  std::string _fileName(std::string_view suffix) const;
-  std::string mp4FileName() const { return _fileName(".mp4"); }
-  std::string _savePath(std::string_view fileName) const;
+  std::string fileName(std::string_view suffix) const;
+  std::string mp4FileName() const { return fileName(".mp4"); }
+  std::string savePath(std::string_view name) const;
   std::string _localRelativeM3U8FilePath() const;
   std::string _localFullM3U8FilePath() const;
-  static std::string _segmentName(std::int64_t segment);
+  static std::string segmentName(std::int64_t segment);
   bool validateCurrentDownloadSegment() const;
   bool rewindToWholeSegments();
 
@@ -170,14 +170,17 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
   void deleteTSSQLWithIdx(std::int64_t idx);
   const std::string& archivedVideoInfo() const;
 
+  // What the row keeps.
+  std::shared_ptr<const ZRDownloadVideoInfo> videoInfo_;
+  ZRText albumPic_;
   double stamp_ = 0;
   std::int64_t currentSegment_ = 0;
   std::int64_t totalSegment_ = 0;
   std::uint64_t allDownloadedSegmentsBytes_ = 0;
+
+  // What lives while the process runs.
   std::uint64_t currentSegmentBytes_ = 0;
-  std::shared_ptr<const ZRDownloadVideoInfo> videoInfo_;
-  mutable std::string archivedVideoInfo_;  // what the row holds of videoInfo_; empty until it is asked for
-  ZRText albumPic_;
   double segmentStart_ = 0;                          // when the segment in flight was asked for, in seconds since 1970
   std::weak_ptr<SCNetworkBaseApi> playlistRequest_;  // the newest one, so that two never write the same file
+  mutable std::string archivedVideoInfo_;            // videoInfo_ as its column has it; empty until it is asked for
 };

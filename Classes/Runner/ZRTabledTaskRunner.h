@@ -30,14 +30,14 @@ class ZRTabledTaskRunner : public ZRTaskRunner {
 
   /// Makes the table where it is missing.
   static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
-    _setupTable(db, Runner::taskTable());
+    setupTable(db, Runner::taskTable());
   }
 
   /// Appends a task for every row to one of the lists.
   static void loadTasksFromDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, ZRTaskList& finishedArr,
                               ZRTaskList& unFinished) {
     const MakeRunner make = [] { return std::static_pointer_cast<ZRTaskRunner>(std::make_shared<Runner>()); };
-    _loadTasks(db, Runner::taskTable(), make, Runner::kLoadedLogFormat, finishedArr, unFinished);
+    loadTasks(db, Runner::taskTable(), make, Runner::kLoadedLogFormat, finishedArr, unFinished);
   }
 
   void switch2Finish() final {
@@ -109,14 +109,14 @@ class ZRTabledTaskRunner : public ZRTaskRunner {
       self.resetRetryTimes();
       (self.*finish)();
     }));
-    _cancelCurrentReq();
-    _start(request);
+    cancelCurrentReq();
+    start(request);
   }
 
-  const ZRTaskTable& _table() const final { return Runner::taskTable(); }
+  const ZRTaskTable& table() const final { return Runner::taskTable(); }
 
   /// The line of the state, which is set without its side effects.
-  static constexpr ZRField<Runner> _taskStateField() {
+  static constexpr ZRField<Runner> taskStateField() {
     return {"taskState", [](const Runner& task) { return ZRValue(static_cast<std::uint64_t>(task.taskState())); },
             [](Runner& task, const ZRValue& value) {
               task.updateTaskStateIvar(static_cast<ZRTaskState>(value.uint64Value()));

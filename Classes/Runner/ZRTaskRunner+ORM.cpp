@@ -25,42 +25,42 @@ void ZRTaskRunner::insert2DBWithCompletion(const std::function<void(bool)>& comp
 }
 
 std::string ZRTaskRunner::sqlValueForKey(std::string_view column) const {
-  for (const ZRColumn& known : _table().columns()) {
+  for (const ZRColumn& known : table().columns()) {
     if (known.name == column) return ZRTaskTable::sqlValue(valueForKey(column), known.type);
   }
   return ZRTaskTable::sqlValue(valueForKey(column), ZRColumnType::None);
 }
 
 std::optional<std::string> ZRTaskRunner::insertCurrentTaskSQL() const {
-  return _table().insertSQL([this](std::string_view column) { return valueForKey(column); });
+  return table().insertSQL([this](std::string_view column) { return valueForKey(column); });
 }
 
 std::optional<std::string> ZRTaskRunner::updateTaskStatusSQL() const {
-  return _table().updateSQL([this](std::string_view column) { return valueForKey(column); }, pkid());
+  return table().updateSQL([this](std::string_view column) { return valueForKey(column); }, pkid());
 }
 
 std::string ZRTaskRunner::deleteTaskSQL() const {
-  return _table().deleteTaskSQL(pkid());
+  return table().deleteTaskSQL(pkid());
 }
 
 void ZRTaskRunner::_syncStateToDB() {
-  if (!_hasRow()) return;
-  const bool written = _writeRow();
+  if (!hasRow()) return;
+  const bool written = writeRow();
   if (!written && !rowIsLost_) {
-    _log(ZRLogLevel::Failure, "can't write the row of %@", *this);
+    log(ZRLogLevel::Failure, "can't write the row of %@", *this);
     lostRows().push_back(weak_from_this());
   }
   rowIsLost_ = !written;
   if (!written) return;
   for (const auto& lost : std::exchange(lostRows(), {})) {
     const auto task = std::static_pointer_cast<ZRTaskRunner>(lost.lock());
-    if (task && task->rowIsLost_) task->rowIsLost_ = !task->_writeRow();
+    if (task && task->rowIsLost_) task->rowIsLost_ = !task->writeRow();
   }
 }
 
-bool ZRTaskRunner::_writeRow() {
+bool ZRTaskRunner::writeRow() {
   const std::optional<std::string> sql = updateTaskStatusSQL();
-  return _hasRow() && sql && db()->executeUpdate(*sql);
+  return hasRow() && sql && db()->executeUpdate(*sql);
 }
 
 bool ZRTaskRunner::_existInDB() {
@@ -86,20 +86,20 @@ void ZRTaskRunner::_insert2DBWithCompletion(const std::function<void(bool)>& com
 }
 
 bool ZRTaskRunner::_cleanTSAndTaskInDB() {
-  if (_hasRow() && !db()->executeUpdate(deleteTaskSQL())) return false;
+  if (hasRow() && !db()->executeUpdate(deleteTaskSQL())) return false;
   setDb(nullptr);  // keys are used again: a late reply must not write into another task's row
   return true;
 }
 
-void ZRTaskRunner::_setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table) {
+void ZRTaskRunner::setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table) {
   if (!db) return;
   if (!db->tableExists(table.name())) (void)db->executeUpdate(table.createTaskTableSQL());
   (void)db->executeUpdate(table.createIndexSQL());  // without it look-ups are only slower
 }
 
-void ZRTaskRunner::_loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
-                              MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr,
-                              ZRTaskList& unFinished) {
+void ZRTaskRunner::loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
+                             MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr,
+                             ZRTaskList& unFinished) {
   if (!db) return;
   std::vector<std::shared_ptr<ZRTaskRunner>> tasks;
   db->executeQuery(table.queryAllTasksSQL(), [&](ZRResultSet* rows) {
@@ -110,13 +110,13 @@ void ZRTaskRunner::_loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>&
         if (!value.isAbsent()) task->setValueForKey(value, column.name);
       }
       task->setPkid(rows->objectForColumn("pkid").int64Value());
-      task->_rowLoaded();
+      task->rowLoaded();
       tasks.push_back(task);
     }
   });
   std::size_t finished = 0;
   for (const auto& task : tasks) finished += task->isFinished() ? 1 : 0;
-  _log(ZRLogLevel::Event, logFormat, finished, tasks.size());
+  log(ZRLogLevel::Event, logFormat, finished, tasks.size());
   for (const auto& task : tasks) {
     const bool done = task->isFinished();
     if (!done) task->setTaskState(ZRTaskState::Paused);

@@ -79,7 +79,7 @@ float ZRTaskRunner::currentDownloadProgress() const {
 void ZRTaskRunner::cleanDownloadFiles() {
   const ZRRemovedFolders::Note note(videoSaveDir());
   if (!_cleanTSAndTaskInDB()) {
-    _log(ZRLogLevel::Failure, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
+    log(ZRLogLevel::Failure, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
     return;
   }
   removeDownloadedFiles();
@@ -94,18 +94,18 @@ void ZRTaskRunner::justDelayRetry() {
   slot_.retryLater([weakSelf = weak_from_this()] {
     const auto self = std::static_pointer_cast<ZRTaskRunner>(weakSelf.lock());
     if (!self) return;
-    _log(ZRLogLevel::Event, "delyRetry start %@...", self);
+    log(ZRLogLevel::Event, "delyRetry start %@...", self);
     self->_executeNextPhase();
   });
-  _log(ZRLogLevel::Event, "reset delyRetry %@...", *this);
+  log(ZRLogLevel::Event, "reset delyRetry %@...", *this);
 }
 
 void ZRTaskRunner::_executeNextPhase() {
   syncStateToDB();
-  if (isExecuting() && !finish_) _startPhase();
+  if (isExecuting() && !finish_) startPhase();
 }
 
-void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
+void ZRTaskRunner::finishWhenDurable(const std::string& continued) {
   finish_ = std::make_shared<Finish>();
   ZRBackgroundQueue::disk().post([finish = std::weak_ptr(finish_), task = weak_from_this(), folder = videoSaveDir(),
                                   continued, loop = ZRRunLoop::main()] {
@@ -118,16 +118,16 @@ void ZRTaskRunner::_finishWhenDurable(const std::string& continued) {
     }
     loop->post([finish, task, failure] {
       const auto self = std::static_pointer_cast<ZRTaskRunner>(task.lock());
-      if (self && !finish.expired()) self->_folderSynced(failure);
+      if (self && !finish.expired()) self->folderSynced(failure);
     });
   });
 }
 
-void ZRTaskRunner::_folderSynced(const std::optional<ZRError>& failure) {
+void ZRTaskRunner::folderSynced(const std::optional<ZRError>& failure) {
   finish_.reset();
   if (!failure) return invokeCompletionNotifi();
-  _log(ZRLogLevel::Failure, "%@ is not on the disk:%@;%@", *this, *failure,
-       failure->userInfo()[kZRErrorCauseKey].textValue());
+  log(ZRLogLevel::Failure, "%@ is not on the disk:%@;%@", *this, *failure,
+      failure->userInfo()[kZRErrorCauseKey].textValue());
   filesAreKnown_ = false;
   downloadedBytes_ = 0;  // the row says no more than is there
   setExecutingPhase(0);  // from the beginning: what was lost is found and fetched again
@@ -146,7 +146,7 @@ void ZRTaskRunner::throwErr(const ZRError& error) {
   invokeErrorNotifi(own);
 }
 
-std::string ZRTaskRunner::_fixed(double number) {
+std::string ZRTaskRunner::fixed(double number) {
   std::array<char, std::numeric_limits<double>::max_exponent10 + 10> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6).ptr;
   return {text.data(), end};

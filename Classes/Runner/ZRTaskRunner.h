@@ -70,7 +70,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   // Hooks.
 
   /// Starts the work of the current phase; a number that is no phase starts nothing.
-  virtual void _startPhase() = 0;
+  virtual void startPhase() = 0;
 
   /// Bytes of the video as its metadata tell; below 1 while they do not.
   virtual std::int64_t toldSize() const = 0;
@@ -81,7 +81,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// The task's own folder; it exists on return. Empty for a task that can have none: nothing of it is stored.
   virtual std::string videoSaveDir() const = 0;
 
-  virtual const ZRTaskTable& _table() const = 0;
+  virtual const ZRTaskTable& table() const = 0;
 
   /// A field by its name; absent when there is none of that name.
   virtual ZRValue valueForKey(std::string_view name) const = 0;
@@ -90,7 +90,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   virtual void setValueForKey(const ZRValue& value, std::string_view name) = 0;
 
   /// A row's fields are set: what follows from them beyond the fields themselves.
-  virtual void _rowLoaded() {}
+  virtual void rowLoaded() {}
 
   // ZRTaskRunner.cpp
 
@@ -101,7 +101,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// The work is done: brings the task's folder to the disk, without a wait, and then reports the completion. Until
   /// then the task is executing and its row says what is true. Whatever stops the task before drops the report.
   /// `continued` is a file that a download may have continued: what is kept beside it goes once its data is durable.
-  void _finishWhenDurable(const std::string& continued = {});
+  void finishWhenDurable(const std::string& continued = {});
 
   /// Stops the current request, a pending delayed retry and an end that waits for the disk.
   void _cancel();
@@ -110,25 +110,25 @@ class ZRTaskRunner : public ZRDownloadTask {
   void taskStateWasSet() override { slot_.dropRetry(); }
 
   /// Takes one retry; false when none is left.
-  [[nodiscard]] bool _spendRetry() noexcept { return retryBudget_.spend(); }
+  [[nodiscard]] bool spendRetry() noexcept { return retryBudget_.spend(); }
 
   /// Reports an error. A transport's becomes the task's own: -1005 code 101, -1004 and -1009 code 102, whatever its
   /// domain; every other error stays. The receiver decides the task's state.
   void throwErr(const ZRError& error);
 
   /// Executes a request as the current one.
-  void _start(const std::shared_ptr<SCNetworkBaseApi>& request) { slot_.start(networkAgent(), request); }
-  void _cancelCurrentReq() { slot_.cancelCurrent(); }
-  std::optional<std::string> _currentUrlString() const { return slot_.currentUrlString(); }
+  void start(const std::shared_ptr<SCNetworkBaseApi>& request) { slot_.start(networkAgent(), request); }
+  void cancelCurrentReq() { slot_.cancelCurrent(); }
+  std::optional<std::string> currentUrlString() const { return slot_.currentUrlString(); }
 
   /// A record with the empty tag.
   template <class... Args>
-  static void _log(ZRLogLevel level, const char* format, const Args&... args) {
+  static void log(ZRLogLevel level, const char* format, const Args&... args) {
     ZRDownloadManager::sharedManager()->log(level, nullptr, format, args...);
   }
 
   /// A number with six decimals, whatever the host's locale.
-  static std::string _fixed(double number);
+  static std::string fixed(double number);
 
   // ZRTaskRunner+ORM.cpp
 
@@ -140,18 +140,18 @@ class ZRTaskRunner : public ZRDownloadTask {
   [[nodiscard]] virtual bool _cleanTSAndTaskInDB();
 
   /// Whether the task stands in a store.
-  bool _hasRow() const noexcept { return pkid() >= 1 && db(); }
+  bool hasRow() const noexcept { return pkid() >= 1 && db(); }
 
   using MakeRunner = std::shared_ptr<ZRTaskRunner> (*)();
 
   /// Makes the table and its index where they are missing; a table that is there is never altered.
-  static void _setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table);
+  static void setupTable(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table);
 
   /// A task for every row, finished and unfinished ones apart, in the order of the rows. Unfinished ones come back
   /// Paused, before they get the store, so that loading writes nothing. `logFormat` takes the counts of the finished
   /// and of all.
-  static void _loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
-                         MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr, ZRTaskList& unFinished);
+  static void loadTasks(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db, const ZRTaskTable& table,
+                        MakeRunner makeRunner, const char* logFormat, ZRTaskList& finishedArr, ZRTaskList& unFinished);
 
   std::uint64_t downloadedBytes_ = 0;
   std::uint64_t fileLength_ = 0;  // as the server tells of the one file, in this life of the task; 0 while unknown
@@ -164,8 +164,8 @@ class ZRTaskRunner : public ZRDownloadTask {
   /// One way to the end. Whoever waits for the disk holds it weakly.
   struct Finish {};
 
-  void _folderSynced(const std::optional<ZRError>& failure);
-  bool _writeRow();
+  void folderSynced(const std::optional<ZRError>& failure);
+  bool writeRow();
 
   std::uint64_t executingPhase_ = 0;
   bool rowIsLost_ = false;          // the store did not take it when it was last written

@@ -49,7 +49,7 @@ std::optional<std::string> ZRShareTaskRunner::savePathWithName(const std::option
 
 /// Whether a download may write to `path`: nothing but a file of its own stands there, and it is not reached through a
 /// link.
-bool ZRShareTaskRunner::_makeRoomForFile(const std::string& path) const {
+bool ZRShareTaskRunner::makeRoomForFile(const std::string& path) const {
   if (!makeFoldersBetween(videoSaveDir(), fs::path(path).parent_path())) return false;
   std::error_code ignored;  // the type tells what is needed
   const fs::file_type found = fs::symlink_status(path, ignored).type();

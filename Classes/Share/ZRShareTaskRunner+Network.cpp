@@ -60,7 +60,7 @@ void ZRShareTaskRunner::fetchShareUrl(std::function<void(const std::string&)> co
         if (found == nullptr || !isAddress(*found)) return self->throwErr(ZRShareRules::hostOfflineError());
         completion(*found);
       });
-  _startUnrecorded(request);
+  startUnrecorded(request);
 }
 
 void ZRShareTaskRunner::requestShareVideoWithShareUrl(const std::string& shareUrl) {
@@ -88,7 +88,7 @@ void ZRShareTaskRunner::fetchHostWithShareUrl(const std::string& shareUrl, TextC
                         completion(lan ? lan : relay);
                       });
   });
-  _startUnrecorded(request);
+  startUnrecorded(request);
 }
 
 void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, TextCompletion completion) {
@@ -98,7 +98,7 @@ void ZRShareTaskRunner::pingLanHost(const std::optional<std::string>& baseUrl, T
   request->setResponseHandler([baseUrl, completion = std::move(completion)](const auto&, const auto& response) {
     completion(response.err() ? std::nullopt : baseUrl);
   });
-  _startUnrecorded(request);
+  startUnrecorded(request);
 }
 
 void ZRShareTaskRunner::requestShareVideoDetail() {
@@ -116,8 +116,8 @@ void ZRShareTaskRunner::requestShareVideoDetail() {
     const auto self = weak.lock();
     if (self) self->detailEnded(response);
   });
-  _log(ZRLogLevel::Trace, "shareDownloadVideo:%@", request);
-  _start(request);
+  log(ZRLogLevel::Trace, "shareDownloadVideo:%@", request);
+  start(request);
 }
 
 void ZRShareTaskRunner::detailEnded(const SCNetworkApiResponseProtocol& response) {
@@ -130,7 +130,7 @@ void ZRShareTaskRunner::detailEnded(const SCNetworkApiResponseProtocol& response
 void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
   constexpr int kAnswered = 200;
   if (const auto verdict = ZRShareRules::finalDetailError(error, httpStatus)) return throwErr(*verdict);
-  if (_spendRetry()) return _executeNextPhase();
+  if (spendRetry()) return _executeNextPhase();
   throwErr(httpStatus == kAnswered ? ZRShareRules::hostOfflineError() : error);
 }
 
@@ -140,14 +140,14 @@ void ZRShareTaskRunner::detailFailed(const ZRError& error, int httpStatus) {
 void ZRShareTaskRunner::downloadCoverImg() {
   const std::optional<std::string> path = coverFilePath();
   const bool isThere = path && ZRPath::exists(*path) && !isEmptyFile(*path);
-  if (!coverReq_.expired() || !path || isThere || !_makeRoomForFile(*path)) return;
+  if (!coverReq_.expired() || !path || isThere || !makeRoomForFile(*path)) return;
   const auto request =
       ZRRequests::makeDownload(model().host().value_or("") + "coverImg.action?videoId=" + vid().value_or(""), *path);
   request->setResponseHandler([path = *path](const auto&, const auto& response) {  // it may come after the task's end
     if (!response.err()) ZRBackgroundQueue::disk().post([path] { ZRFolderSync::makeFileDurable(path); });
   });
-  _log(ZRLogLevel::Trace, "shareDownloadCoverImg:%@", request);
-  _startUnrecorded(request);
+  log(ZRLogLevel::Trace, "shareDownloadCoverImg:%@", request);
+  startUnrecorded(request);
   coverReq_ = request;
 }
 
@@ -160,7 +160,7 @@ void ZRShareTaskRunner::downloadSubtitles() {
 }
 
 void ZRShareTaskRunner::downloadSubtitlesWithIndex(std::int64_t index, SubtitlesCompletion completion) {
-  index = _subtitleFrom(index);
+  index = subtitleFrom(index);
   if (index < 0) return completion();
   const std::shared_ptr<const ZRShareSubtitle> subtitle = videoDetail_->subtitles()[static_cast<std::size_t>(index)];
   const std::optional<std::string> path = savePathWithName(subtitle->name());
@@ -168,13 +168,13 @@ void ZRShareTaskRunner::downloadSubtitlesWithIndex(std::int64_t index, Subtitles
   if (ZRPath::exists(*path)) return;  // a chain that meets a subtitle already on disk ends there
   if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   if (!subtitle->url()) return handleCannotFindShareURLErr();
-  if (!_makeRoomForFile(*path)) return refuseName();
+  if (!makeRoomForFile(*path)) return refuseName();
   requestSubtitle(*subtitle->url(), *path, index, std::move(completion));
 }
 
 /// The first subtitle to fetch from `index` downwards, below 0 when there is none. One that would be stored where the
 /// video's download works is passed over: the video would continue the subtitle's bytes.
-std::int64_t ZRShareTaskRunner::_subtitleFrom(std::int64_t index) const {
+std::int64_t ZRShareTaskRunner::subtitleFrom(std::int64_t index) const {
   const ZRShareVideoDetail::Subtitles none;
   const ZRShareVideoDetail::Subtitles& subtitles = videoDetail_ ? videoDetail_->subtitles() : none;
   const std::string folder = videoSaveDir();
@@ -190,15 +190,15 @@ std::int64_t ZRShareTaskRunner::_subtitleFrom(std::int64_t index) const {
 
 void ZRShareTaskRunner::requestSubtitle(const std::string& url, const std::string& path, std::int64_t index,
                                         SubtitlesCompletion completion) {
-  _cancelCurrentReq();
+  cancelCurrentReq();
   const auto request = ZRRequests::makeDownload(url, path);
   request->setResponseHandler(
       whileExecuting([index, completion = std::move(completion)](ZRShareTaskRunner& self,
                                                                  const SCNetworkApiResponseProtocol& response) {
         self.subtitleEnded(response, index, completion);
       }));
-  _log(ZRLogLevel::Trace, "shareDownloadSubtitle:%@", request);
-  _start(request);
+  log(ZRLogLevel::Trace, "shareDownloadSubtitle:%@", request);
+  start(request);
 }
 
 // A subtitle that still fails after its retries is given up, so that a retry of an earlier one does not begin with it.
@@ -208,7 +208,7 @@ void ZRShareTaskRunner::subtitleEnded(const SCNetworkApiResponseProtocol& respon
     detailReturns_.reset();
   } else if (*response.err() == SCFailure::diskFull()) {
     return throwErr(*response.err());
-  } else if (_spendRetry()) {
+  } else if (spendRetry()) {
     return _executeNextPhase();
   } else {
     subtitlesGivenUpFrom_ = index;
@@ -221,8 +221,8 @@ void ZRShareTaskRunner::downloadShareVideo() {
   if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   if (!videoDetail_ || !videoDetail_->url()) return handleCannotFindShareURLErr();
   const std::optional<std::string> path = videoSavePath();
-  if (!path || !_makeRoomForFile(*path)) return refuseName();
-  _cancelCurrentReq();
+  if (!path || !makeRoomForFile(*path)) return refuseName();
+  cancelCurrentReq();
   requestVideo(*videoDetail_->url(), *path);
 }
 
@@ -237,7 +237,7 @@ void ZRShareTaskRunner::requestVideo(const std::string& url, const std::string& 
     if (share.fileSize() == 0) share.setFileSize(static_cast<std::int64_t>(expected));
   }));
   request->setResponseHandler(whileExecuting(&ZRShareTaskRunner::videoEnded));
-  _start(request);
+  start(request);
 }
 
 void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response) {
@@ -245,23 +245,23 @@ void ZRShareTaskRunner::videoEnded(const SCNetworkApiResponseProtocol& response)
     resetRetryTimes();
     return finishDownload();
   }
-  if (*response.err() == SCFailure::diskFull() || !_returnToDetail()) throwErr(*response.err());
+  if (*response.err() == SCFailure::diskFull() || !returnToDetail()) throwErr(*response.err());
 }
 
 // Requests and errors.
 
-void ZRShareTaskRunner::_startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request) {
+void ZRShareTaskRunner::startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request) {
   if (networkAgent()) networkAgent()->execApi(request);
 }
 
 void ZRShareTaskRunner::handleCannotFindShareURLErr() {
-  if (!_returnToDetail()) throwErr(cannotFindShareURLError(kZRReasonNoShareAddress));
+  if (!returnToDetail()) throwErr(cannotFindShareURLError(kZRReasonNoShareAddress));
 }
 
 // The detail's success fills the retries: they alone would let a device that tells of a video and never sends it be
 // asked for ever.
-bool ZRShareTaskRunner::_returnToDetail() {
-  if (!detailReturns_.spend() || !_spendRetry()) return false;
+bool ZRShareTaskRunner::returnToDetail() {
+  if (!detailReturns_.spend() || !spendRetry()) return false;
   executePhase(ZRSharePhase::SharePhaseRequestInfo);
   return true;
 }

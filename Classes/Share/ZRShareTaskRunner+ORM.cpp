@@ -11,7 +11,7 @@ std::span<const ZRField<ZRShareTaskRunner>> ZRShareTaskRunner::fields() {
       zrField<Self, &Self::downloadedBytes_>("downloadedBytes", Integer),
       zrField<Self, &Self::timestamp_>("timestamp", Double),
       zrField<Self, &Self::activeTimestamp_>("activeTimestamp", Double),
-      _taskStateField(),
+      taskStateField(),
       {"shareDownloadModel", [](const Self& task) { return ZRValue(zrArchivedText(task.shareDownloadModel_.get())); },
        [](Self& task, const ZRValue& text) {
          task.shareDownloadModel_ = zrUnarchivedRecord<ZRShareDownloadModel>(text);

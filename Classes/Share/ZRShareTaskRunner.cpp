@@ -55,7 +55,7 @@ std::string ZRShareTaskRunner::taskId() const {
 }
 
 // A video that could not be stored is refused before anything of it is.
-void ZRShareTaskRunner::_startPhase() {
+void ZRShareTaskRunner::startPhase() {
   switch (phase()) {
     case ZRSharePhase::SharePhaseRequestInfo:
       requestShareVideoInfo();
@@ -81,6 +81,6 @@ const ZRShareDownloadModel& ZRShareTaskRunner::model() const noexcept {
 }
 
 void ZRShareTaskRunner::finishDownload() {
-  _log(ZRLogLevel::Event, "finish%@", *this);
-  _finishWhenDurable(videoSavePath().value_or(""));
+  log(ZRLogLevel::Event, "finish%@", *this);
+  finishWhenDurable(videoSavePath().value_or(""));
 }

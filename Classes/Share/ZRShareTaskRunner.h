@@ -87,7 +87,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner, ZRS
   static constexpr std::int64_t kNoSubtitle = std::numeric_limits<std::int64_t>::max();
 
   // ZRShareTaskRunner.cpp
-  void _startPhase() override;
+  void startPhase() override;
   std::int64_t toldSize() const override { return model().fileSize(); }
   const ZRShareDownloadModel& model() const noexcept;
   void finishDownload();
@@ -96,7 +96,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner, ZRS
   std::optional<std::string> _fileDir() const;
   std::optional<std::string> _localRelativeShareFilePath() const;
   std::optional<std::string> _localFullShareFilePath() const;
-  bool _makeRoomForFile(const std::string& path) const;
+  bool makeRoomForFile(const std::string& path) const;
 
   // ZRShareTaskRunner+Network.cpp: finding the device.
   void requestShareVideoInfo();
@@ -112,7 +112,7 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner, ZRS
   void downloadCoverImg();
   void downloadSubtitles();
   void downloadSubtitlesWithIndex(std::int64_t index, SubtitlesCompletion completion);
-  std::int64_t _subtitleFrom(std::int64_t index) const;
+  std::int64_t subtitleFrom(std::int64_t index) const;
   void requestSubtitle(const std::string& url, const std::string& path, std::int64_t index,
                        SubtitlesCompletion completion);
   void subtitleEnded(const SCNetworkApiResponseProtocol& response, std::int64_t index,
@@ -122,19 +122,22 @@ class ZRShareTaskRunner final : public ZRTabledTaskRunner<ZRShareTaskRunner, ZRS
   void videoEnded(const SCNetworkApiResponseProtocol& response);
 
   // ZRShareTaskRunner+Network.cpp: requests and errors.
-  void _startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request);
+  void startUnrecorded(const std::shared_ptr<SCNetworkBaseApi>& request);
   void handleCannotFindShareURLErr();
 
   /// Asks for the detail again, which is a retry; false when none is left, or too many returns brought nothing new.
-  [[nodiscard]] bool _returnToDetail();
+  [[nodiscard]] bool returnToDetail();
   void refuseName();
 
-  // What bounds the tries; filled again when the task is resumed.
-  ZRRetryBudget detailReturns_;     // to the detail, since a new byte of the video or another subtitle came
-  std::uint64_t furthestByte_ = 0;  // of the video, in this life of the task
-  std::int64_t subtitlesGivenUpFrom_ = kNoSubtitle;
-
-  std::weak_ptr<SCNetworkBaseApi> coverReq_;  // expires when the cover's request has ended
-  std::shared_ptr<const ZRShareVideoDetail> videoDetail_;
+  // What the row keeps, besides `downloadedBytes_`.
   std::shared_ptr<ZRShareDownloadModel> shareDownloadModel_;
+
+  // What lives while the process runs.
+  std::shared_ptr<const ZRShareVideoDetail> videoDetail_;
+  std::weak_ptr<SCNetworkBaseApi> coverReq_;  // expires when the cover's request has ended
+  std::uint64_t furthestByte_ = 0;            // of the video
+
+  // What bounds the tries; filled again when the task is resumed.
+  ZRRetryBudget detailReturns_;  // to the detail, since a new byte of the video or another subtitle came
+  std::int64_t subtitlesGivenUpFrom_ = kNoSubtitle;
 };
