@@ -2,6 +2,7 @@
 #include <semaphore>
 
 #include "M3u8Fixture.h"
+#include "ZRM3u8Rules.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, restartGoesOnAtTheSegmentThatWasInFlight) {
   for (const char* path : {"/v4/video/info/7.json", "/p.m3u8", "/0.ts", "/2.ts"}) EXPECT_EQ(requestsTo(path), 1U);
 }
 
-TEST_F(ZRM3u8TaskRunnerSegmentTest, theStoreStandsAtTheSegmentThatIsAskedForAndAGoodOneRefillsTheBudget) {
+TEST_F(ZRM3u8TaskRunnerSegmentTest, rowStandsAtTheSegmentAskedForAndAGoodOneFillsTheBudget) {
   serveSegments(3);
   std::atomic<int> badOnes = 0;
   for (unsigned i = 0; i < 3; ++i) {
@@ -57,21 +58,25 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, theStoreStandsAtTheSegmentThatIsAskedForAndA
   EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
 }
 
-TEST_F(ZRM3u8TaskRunnerSegmentTest, addressesOlderThanTwoHoursAreFetchedAgainForTheSameSegment) {
-  for (const auto& [later, playlists] :
-       {std::pair(7200.0, 0U), std::pair(-7200.0, 0U), std::pair(7200.5, 1U), std::pair(-7200.5, 1U)}) {
+TEST_F(ZRM3u8TaskRunnerSegmentTest, addressesAreGoodForTwoHoursEitherWay) {
+  for (const double age : {7200.0, -7200.0}) {
+    EXPECT_FALSE(ZRM3u8Rules::areAddressesExpired(now_, now_ + age));
+    EXPECT_TRUE(ZRM3u8Rules::areAddressesExpired(now_, now_ + 1.001 * age));
+  }
+}
+
+TEST_F(ZRM3u8TaskRunnerSegmentTest, oldAddressesAreFetchedAgainForTheSameSegment) {
+  for (const unsigned playlists : {0U, 1U}) {
     const auto task = addInMidway();
     manager()->pauseTask(task);
     const std::size_t requests = origin_.requests().size();
-    const std::size_t keys = keyRequests_.size();
     log_.clear();
-    now_ += later;
+    now_ += 7200 + playlists;
     resumeToTheEnd(task);
-    EXPECT_EQ(keyRequests_.size() - keys, playlists);
     EXPECT_EQ(countLogged(1, "beyond the ts lift."), playlists);
     EXPECT_EQ(countLogged(1, "roll back setp 2."), playlists);
     EXPECT_EQ(origin_.requests().size() - requests, 2 + playlists);  // segments 1 and 2, the playlist if need be
-    EXPECT_EQ(task->stamp(), playlists == 0 ? now_ - later : now_);
+    EXPECT_EQ(task->stamp(), playlists == 0 ? now_ - 7200 : now_);
     manager()->removeTask(task);
   }
 }
@@ -81,11 +86,12 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, everySegmentIsCheckedAndABadOneFetchedThreeT
   std::string secondSync = unsynced;
   unsynced[188] = 'H';
   secondSync[0] = 'H';
-  for (const auto& [body, passes] :
-       {std::pair(std::string(), true), std::pair(std::string("G"), false), std::pair(segment(1, 199), false),
-        std::pair(segment(1, 200), true), std::pair(unsynced, false), std::pair(secondSync, false),
-        std::pair("<html>" + std::string(500, ' ') + "</html>", false)}) {
-    serveSegments(3);
+  for (const auto& [body, passes] : {std::pair(std::string(), true),
+                                     std::pair(segment(1, 199), false),
+                                     std::pair(segment(1, 200), true),
+                                     {unsynced, false},
+                                     {secondSync, false}}) {
+    serveSegments(2);
     origin_.serve("/1.ts", body);
     const std::size_t before = requestsTo("/1.ts");
     const auto task = add();
@@ -93,24 +99,19 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, everySegmentIsCheckedAndABadOneFetchedThreeT
       finished(task);
     } else {
       failed(task, {ZRErrorCode::ResourceUnusable, "TS文件校验失败"});
-      EXPECT_EQ(task->currentSegment(), 1);
-      EXPECT_EQ(queried("SELECT group_concat(idx) FROM ts_meta_tb"), "1,2");
+      EXPECT_EQ(queried("SELECT currentSegment || group_concat(idx) FROM task_meta_tb, ts_meta_tb"), "11");
     }
     EXPECT_EQ(requestsTo("/1.ts") - before, passes ? 1U : 4U);
-    EXPECT_EQ(task->allDownloadedSegmentsBytes(), passes ? 2 * 376 + body.size() : 376);
+    EXPECT_EQ(task->allDownloadedSegmentsBytes(), passes ? 376 + body.size() : 376);
     manager()->removeTask(task);
   }
 }
 
 TEST_F(ZRM3u8TaskRunnerSegmentTest, brokenTransferIsReportedAndGoesOnWhenResumed) {
   serveSegments(3);
-  origin_.route("/1.ts", [](const OriginRequest&, OriginConnection& out) {
-    out.send("HTTP/1.1 200 OK\r\nContent-Length: 376\r\n\r\nGGGG");
-    out.reset();
-  });
+  origin_.route("/1.ts", [](const OriginRequest&, OriginConnection& out) { out.reset(); });
   const auto task = failed(add(), connectionLost_);
   EXPECT_TRUE(logged(2, "ts:1/3;" + task->err()->description() + "-" + origin_.url("/1.ts")));
-  EXPECT_FALSE(fs::exists(file("1.ts")));
   origin_.serve("/1.ts", "forbidden", 403);
   log_.clear();
   manager()->resumeTask(task);
@@ -128,7 +129,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, segmentWithoutAnAddressAsksForThePlaylistThr
   EXPECT_EQ(countLogged(2, "query ts url is nil！"), 4U);
 }
 
-TEST_F(ZRM3u8TaskRunnerSegmentTest, taskResumedWhileItExecutesCountsNothingTwiceAndRemovedLeavesNothing) {
+TEST_F(ZRM3u8TaskRunnerSegmentTest, resumedWhileItExecutesCountsNothingTwice) {
   const auto task = addInMidway();
   manager()->resumeTask(task);
   ASSERT_TRUE(origin_.waitForRequests(5));  // the record, the playlist, segment 0, and segment 1 twice
@@ -142,7 +143,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, taskResumedWhileItExecutesCountsNothingTwice
   EXPECT_EQ(queried("SELECT (SELECT count(*) FROM ts_meta_tb) + (SELECT count(*) FROM task_meta_tb)"), "0");
 }
 
-TEST_F(ZRM3u8TaskRunnerSegmentTest, progressCountsEveryByteUnclampedAndTheDiskIsLookedAtBeforeEverySegment) {
+TEST_F(ZRM3u8TaskRunnerSegmentTest, progressIsUnclampedAndTheDiskIsLookedAtEachTime) {
   serveHlsRecord(R"(, "file_size_high": 100)");
   const auto task = addInMidway();
   EXPECT_FLOAT_EQ(task->currentDownloadProgress(), 476.0F / 117.0F);
@@ -159,7 +160,7 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, progressCountsEveryByteUnclampedAndTheDiskIs
 
 TEST_F(ZRM3u8TaskRunnerSegmentTest, filesThatAreShorterThanTheirRowAreFetchedAgain) {
   for (const auto& [first, second, goesOnAt] :
-       {std::tuple(376, 376, 2U), {376, 0, 1U}, {376, 100, 1U}, {0, 376, 0U}, {188, 376, 0U}, {376, -1, 1U}}) {
+       {std::tuple(376, 376, 2U), {376, 0, 1U}, {376, 100, 1U}, {188, 376, 0U}, {376, -1, 1U}}) {
     serveSegments(3);
     serveInTwo(origin_, "/2.ts", segment(2), 100);
     auto task = add();
@@ -169,18 +170,14 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, filesThatAreShorterThanTheirRowAreFetchedAga
     if (second < 0) fs::remove(file("1.ts"));
     if (second >= 0) fs::resize_file(file("1.ts"), static_cast<std::size_t>(second));
     const std::size_t before = origin_.requests().size();
-    task = unfinishedOf<Runner>();
     origin_.serve("/2.ts", segment(2));
-    manager()->resumeTask(task);
-    finished(task);
+    resumeToTheEnd(task = unfinishedOf<Runner>());
     EXPECT_EQ(origin_.requests().size() - before, goesOnAt == 2 ? 1U : 4U - goesOnAt);  // a new playlist, the segments
-    for (unsigned i = 0; i < 3; ++i) EXPECT_EQ(readFile(file(std::to_string(i) + ".ts")), segment(i));
-    EXPECT_EQ(task->allDownloadedSegmentsBytes(), 3U * 376);
     manager()->removeTask(task);
   }
 }
 
-TEST_F(ZRM3u8TaskRunnerSegmentTest, theEndWaitsForTheDiskAndGivesWayToWhatStopsTheTask) {
+TEST_F(ZRM3u8TaskRunnerSegmentTest, theEndWaitsForTheDiskAndGivesWayToWhatStopsIt) {
   using Task = std::shared_ptr<Runner>;
   serveSegments(2);
   int ends = 0;
@@ -225,15 +222,11 @@ TEST_F(ZRM3u8TaskRunnerSegmentTest, theEndWaitsForTheDiskAndGivesWayToWhatStopsT
 TEST_F(ZRM3u8TaskRunnerSegmentTest, aSegmentThatTheDiskRefusesIsFetchedAgain) {
   serveSegments(2);
   disk_.setHook([](const std::string& path) { return path.ends_with("/1.ts") ? EIO : 0; });
-  const auto task = add();
-  ASSERT_TRUE(runUntil([&] { return task->isErrored(); }));
-  EXPECT_EQ(task->err()->code(), static_cast<std::int64_t>(ZRErrorCode::ResourceUnusable));
+  const auto task = failed(add(), {ZRErrorCode::ResourceUnusable, "the file cannot be written"});
   EXPECT_EQ(task->err()->userInfo()["reason"], ZRValue("fileSync"));
   disk_.setHook(nullptr);
   manager()->resumeTask(task);
   finished(task);
   EXPECT_EQ(std::tuple(requestsTo("/0.ts"), requestsTo("/1.ts")), std::tuple(1U, 2U));
-  EXPECT_EQ(readFile(file("1.ts")), segment(1));
 }
-
 }  // namespace
