@@ -42,7 +42,7 @@ void addHls(CLI::App& app, Options& options) {
   addParameter<std::int64_t>(hls, options, "VID", "vid", "Number of the video")->required();
   addParameter<std::int32_t>(hls, options, "--site", "site", "Site code of the video")->type_name("S")->required();
   addParameter<std::int32_t>(hls, options, "--version", "version",
-                             "Version code of the video: 2 normal, 1 high, 21 super, 31 original and others")
+                             "Version code of the video: 2 normal, 1 high,\n21 super, 31 original and others")
       ->type_name("N")
       ->required();
   addParameter<std::int64_t>(hls, options, "--aid", "aid", "Number of the album")->type_name("A");
@@ -77,7 +77,7 @@ void addShare(CLI::App& app, Options& options) {
   addParameter<std::int64_t>(share, options, "--size", "fileSize", "Size of the video")
       ->type_name("BYTES")
       ->check(CLI::NonNegativeNumber);
-  addParameter<std::int32_t>(share, options, "--duration", "duration", "Length of the video")
+  addParameter<std::int32_t>(share, options, "--duration", "duration", "Length of the video in seconds")
       ->type_name("S")
       ->check(CLI::NonNegativeNumber);
   share->add_flag_callback(
@@ -98,7 +98,7 @@ void addCommands(CLI::App& app, Options& options) {
   addShare(app, options);
   addCommand(app, options, Command::Batch, "batch", "Add many tasks, one JSON object a line, and run them")
       ->add_option("FILE", options.batchFile,
-                   "The lines: {\"kind\":\"mp4\",\"vid\":1,\"version\":2}; - is standard input")
+                   "The lines: {\"kind\":\"mp4\",\"vid\":1,\"version\":2};\n- is standard input")
       ->required();
   addCommand(app, options, Command::Resume, "resume", "Go on with stored unfinished tasks, all without ids")
       ->add_option("TASK_ID", options.taskIds, "Tasks to go on with");

@@ -12,12 +12,13 @@ namespace {
 
 std::string reasonOf(const CLI::App& app, const CLI::Error& error) {
   const std::string what = error.what();
-  if (app.get_subcommands().empty()) {
-    const std::vector<std::string> unknown = app.remaining();
-    const bool isOption = !unknown.empty() && unknown.front().starts_with('-');
-    if (!unknown.empty()) return (isOption ? "unknown option " : "unknown command ") + unknown.front();
-    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return "a command is missing";
+  const bool hasCommand = !app.get_subcommands().empty();
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (!unknown.empty() && (!hasCommand || dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)) {
+    if (unknown.front().starts_with('-')) return "unknown option " + unknown.front();
+    return (hasCommand ? "unexpected argument " : "unknown command ") + unknown.front();
   }
+  if (!hasCommand && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return "a command is missing";
   const bool isValueMissing = what.find(" required ") != std::string::npos && what.ends_with(" missing");
   if (isValueMissing && dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return what.substr(0, what.find(':')) + " needs a value";

@@ -22,9 +22,8 @@ constexpr std::string_view kFirstSteps =
 constexpr std::array<Examples, 10> kExamples{{
     {"hls",
      "  zrdl --info-base http://site.example/v4/video/info hls 7 --site 1 --version 2\n"
-     "  zrdl --info-base http://site.example/v4/video/info --mkey KEY --cookie 'a=1' --decrypt ./decrypt hls 7 --site "
-     "1 "
-     "--version 21\n"},
+     "  zrdl --info-base http://site.example/v4/video/info --mkey KEY --decrypt ./decrypt hls 7 --site 1 --version "
+     "21\n"},
     {"mp4",
      "  echo '{\"42-2\": {\"title\": \"A film\", \"url\": \"http://site.example/42.mp4\"}}' > info.json\n"
      "  zrdl --mp4-info info.json mp4 42 --version 2\n"},

@@ -1,5 +1,7 @@
 #include "HumanReporter.h"
 
+#include <algorithm>
+
 #include "DisplayText.h"
 #include "ProgressBar.h"
 
@@ -54,9 +56,13 @@ void HumanReporter::removed(const TaskView& task) {
 }
 
 void HumanReporter::listed(const TaskView& task) {
-  showLine(fitted(task.id, 10) + " " + fitted(site::stateName(task.state), 9) + " " + fitted(percentText(task), 5) +
-           " " + fitted(sizeText(task.bytes), 10) + " " + printable(task.title) + "  " +
-           printable(task.path.value_or("")));
+  constexpr std::size_t kIdColumns = 10;  // a longer id is shown whole: it is what the other commands take
+  std::string line = fitted(task.id, std::max(task.id.size(), kIdColumns)) + " " +
+                     fitted(site::stateName(task.state), 9) + " " + fitted(percentText(task), 5) + " " +
+                     fitted(sizeText(task.bytes), 10);
+  if (task.title != task.id) line += " " + printable(task.title);
+  if (task.path) line += "  " + printable(*task.path);
+  showLine(line);
 }
 
 void HumanReporter::log(std::uint64_t level, std::string_view, std::string_view msg) {
