@@ -75,16 +75,24 @@ int runBatch(const Options& options, Reporter& reporter) {
   });
 }
 
+/// The library asks for an MP4's metadata in each life of the process.
+void noteMissingSource(const Options& options, const ZRTaskList& tasks, Reporter& reporter) {
+  const auto isMp4 = [](const TaskPtr& task) { return task->taskId().starts_with("73-"); };
+  if (!options.site.mp4Info.empty() || std::none_of(tasks.begin(), tasks.end(), isMp4)) return;
+  reporter.note("an MP4 video needs --mp4-info");
+}
+
 int runResume(const Options& options, Reporter& reporter) {
   bool allKnown = true;
   const int status = runTasks(options, answersOf(options), reporter, [&](Host& host, Session& session) {
     if (!host.hasStore()) return;
-    if (options.taskIds.empty()) return session.start(host.manager().allUnFinishTaskArr());
-    ZRTaskList tasks = tasksWithIds(host.manager(), options.taskIds, reporter, allKnown);
+    ZRTaskList tasks = host.manager().allUnFinishTaskArr();
+    if (!options.taskIds.empty()) tasks = tasksWithIds(host.manager(), options.taskIds, reporter, allKnown);
     std::erase_if(tasks, [&](const TaskPtr& task) {
       if (task->isFinished()) reporter.note(task->taskId() + " is finished already");
       return task->isFinished();
     });
+    noteMissingSource(options, tasks, reporter);
     session.start(tasks);
   });
   return status == kExitAllFinished && !allKnown ? kExitSomeNot : status;

@@ -15,7 +15,7 @@ struct Examples {
 constexpr std::string_view kFirstSteps =
     "  zrdl demo                                      see it work, without a site\n"
     "  zrdl --mp4-info info.json mp4 42 --version 2   download one video\n"
-    "  zrdl resume                                    go on after an interrupt or a crash\n"
+    "  zrdl --mp4-info info.json resume               go on after an interrupt or a crash\n"
     "  zrdl list                                      what there is, and how far it came\n"
     "  zrdl COMMAND --help                            the options and examples of a command\n";
 

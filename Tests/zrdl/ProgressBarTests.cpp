@@ -23,13 +23,10 @@ TaskView running(double progress, double speed, std::uint64_t size) {
 }  // namespace
 
 TEST(ProgressBar, sizesComeInTheLargestFittingUnit) {
-  EXPECT_EQ(sizeText(0), "0 B");
   EXPECT_EQ(sizeText(1023), "1023 B");
   EXPECT_EQ(sizeText(1024), "1.0 KiB");
-  EXPECT_EQ(sizeText(1536), "1.5 KiB");
   EXPECT_EQ(sizeText(20 * kMiB), "20.0 MiB");
   EXPECT_EQ(sizeText(3000 * kMiB), "2.93 GiB");
-  EXPECT_EQ(speedText(0), "0 KiB/s");
   EXPECT_EQ(speedText(512), "512 KiB/s");
   EXPECT_EQ(speedText(1536), "1.5 MiB/s");
 }

@@ -76,6 +76,9 @@ TEST_F(ZrdlRun, afterAKillOnlyWhatIsMissingIsAskedFor) {
   process.signal(SIGKILL);
   EXPECT_EQ(process.wait(), 1000 + SIGKILL);
 
+  ZrdlProcess blind({"--support", home_ / "support", "resume", "73-2"});
+  EXPECT_EQ(blind.wait(), 1);
+  EXPECT_TRUE(blind.err().starts_with("zrdl: an MP4 video needs --mp4-info\n")) << blind.err();
   const std::tuple<std::string, fs::path, std::string> files[] = {
       {"/2.mp4", file(2), "73-2"}, {"/1.mp4", file(1), "73-1"}, {"/share.mp4", shareFile("movie.mp4"), ""}};
   for (const auto& [path, whole, id] : files) {

@@ -110,7 +110,6 @@ TEST_F(ZrdlRefusal, whatMakesNoSenseIsToldInOneLine) {
       {"--mp4-info " + home_ / "broken.json" + mp4, home_ / "broken.json" + " is not JSON"},
       {"--mp4-info " + home_ / "list.json" + mp4, home_ / "list.json" + " is not a JSON object of videos"},
       {"--mp4-info " + home_ / "entry.json" + mp4, home_ / "entry.json" + ": an entry is not a JSON object"},
-      {"mp4 1"},
       {"mp4 9223372036854775808 --version 1"},
       {"--cdn =value list"},
       {"--info-base http:///b list"},
