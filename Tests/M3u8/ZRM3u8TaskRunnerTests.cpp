@@ -56,7 +56,7 @@ TEST_F(ZRM3u8TaskRunnerTest, preloadKeepsTheRecordAndTheTasksOwnId) {
   EXPECT_EQ(recordRequests(), 1U);
 }
 
-TEST_F(ZRM3u8TaskRunnerTest, aPreloadUnderWayNeitherOvertakesAStartNorWritesTheRowOfAnother) {
+TEST_F(ZRM3u8TaskRunnerTest, aPreloadUnderWayOvertakesNoStartAndWritesNoOthersRow) {
   origin_.route("/v4/video/info/7.json", [this](const OriginRequest&, OriginConnection& out) {
     out.wait(gate_);
     out.respond(200, R"({"status": 200, "data": {"url": 1}})");
@@ -144,26 +144,12 @@ TEST_F(ZRM3u8TaskRunnerTest, rowHoldsTheArchivedRecordInLines) {
   EXPECT_EQ(task->sqlValueForKey("albumPic") + task->sqlValueForKey("taskState"), "(null)(null)");
 }
 
-TEST_F(ZRM3u8TaskRunnerTest, loadedTasksStandByKindWithWhatTheirRowsHold) {
-  ASSERT_EQ(manager()->addTask(ZRDownloadTask::taskWithShareParams({{"vid", "v"}, {"albumId", "a"}})),
-            ZRAddTaskResult::Added);
-  ASSERT_EQ(manager()->addTask(ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}})), ZRAddTaskResult::Added);
-  const auto task = addTaskOf<Runner>({{"aid", 3}, {"vid", 7}, {"site", 1}, {"version", 1}, {"albumPic", "pic"}});
-  manager()->pauseAllTasks();
-  ASSERT_TRUE(update("UPDATE task_meta_tb SET timestamp = 11.5, activeTimestamp = 22.5"));
-  restart();
-  std::string ids;
-  for (const auto& loaded : manager()->allUnFinishTaskArr()) ids += loaded->taskId() + " ";
-  EXPECT_EQ(ids, "1 73-1 share-1 ");
-  const auto loaded = unfinishedOf<Runner>();
-  EXPECT_EQ(std::tuple(loaded->timestamp(), loaded->activeTimestamp()), std::tuple(11.5, 22.5));
-  EXPECT_EQ(loaded->videoInfoDic(), task->videoInfoDic());
-}
-
 TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseIdsFromTheRecordDamageFromNone) {
   for (const int version : {1, 2, 21, 31}) addTaskOf<Runner>(params(version));
   restart({{"max_concurrent_count", 0}});  // the end of a waiting task's process writes its row
-  ASSERT_TRUE(update("UPDATE task_meta_tb SET executingPhase = 2, currentSegment = 9, vid = 55 WHERE pkid = 1"));
+  ASSERT_TRUE(
+      update("UPDATE task_meta_tb SET executingPhase = 2, currentSegment = 9, vid = 55, timestamp = 11.5, "
+             "activeTimestamp = 22.5, albumPic = 'pic' WHERE pkid = 1"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET executingPhase = 3 WHERE pkid = 2"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET videoInfo = '', executingPhase = NULL WHERE pkid = 3"));
   ASSERT_TRUE(
@@ -175,7 +161,8 @@ TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseIdsFromTheRecordDamageFromN
   const auto finished = manager()->allFinishedTaskArr()[0];
   EXPECT_TRUE(finished->isFinished() && finished->taskId() == "2");
   const auto task = unfinishedOf<Runner>();
-  EXPECT_TRUE(task->isPaused() && task->albumPic().isAbsent());
+  EXPECT_TRUE(task->isPaused() && *task->albumPic().string() == "pic");
+  EXPECT_EQ(std::tuple(task->timestamp(), task->activeTimestamp()), std::tuple(11.5, 22.5));
   EXPECT_EQ(std::tuple(task->currentSegment(), task->vid(), task->remainedFailedRetryTimes()), std::tuple(9, 7, 3));
   const auto without = unfinishedOf<Runner>(1);
   EXPECT_EQ(without->videoInfo(), nullptr);

@@ -62,7 +62,7 @@ class ZRShareTaskRunnerNamesTest : public ShareFixture {
 
 class HostileName : public ZRShareTaskRunnerNamesTest, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(HostileName, isRefusedAsAVideosBeforeAnythingIsStoredAsASubtitlesAndAsAnId) {
+TEST_P(HostileName, isRefusedAsAVideosASubtitlesAndAsAnId) {
   serveDetail("[" + subtitle("0.srt", "/s") + "]");
   expectRefused(params({{"videoName", GetParam()}}));
   EXPECT_EQ(requests(device_, "/coverImg.action"), 0U);

@@ -40,15 +40,14 @@ TEST_F(ZRShareTaskRunnerTest, missingParametersLeaveTheTaskUsable) {
 }
 
 TEST_F(ZRShareTaskRunnerTest, siblingsAreTheSharesOfTheSameAlbum) {
-  const auto make = [&](const ZRValue& vid, const ZRValue& album) -> std::shared_ptr<ZRDownloadTask> {
-    return Runner::taskWithParams(params({{"vid", vid}, {"albumId", album}}));
+  const auto make = [&](const ZRValue& album) -> std::shared_ptr<ZRDownloadTask> {
+    return Runner::taskWithParams(params({{"albumId", album}}));
   };
-  const auto task = make("1", "7");
-  const auto sibling = make("2", 7);
+  const auto task = make("7");
+  const auto sibling = make(7);
   const auto other = ZR73Mp4TaskRunner::taskWithParams({{"vid", 7}, {"version", 1}});
-  EXPECT_EQ(task->filtedSameAlbumTasks({other, sibling, make("1", "8"), make("1", {}), task, nullptr}),
-            (ZRTaskList{sibling, task}));
-  EXPECT_EQ(make("1", {})->filtedSameAlbumTasks({task, make("2", {})}), ZRTaskList());
+  EXPECT_EQ(task->filtedSameAlbumTasks({other, sibling, make("8"), make({}), task}), (ZRTaskList{sibling, task}));
+  EXPECT_EQ(make({})->filtedSameAlbumTasks({task, make({})}), ZRTaskList());
 }
 
 TEST_F(ZRShareTaskRunnerTest, newParametersReplaceFourFieldsAndAreStored) {
@@ -59,12 +58,6 @@ TEST_F(ZRShareTaskRunnerTest, newParametersReplaceFourFieldsAndAreStored) {
   EXPECT_EQ(std::tuple(model.host(), model.videoName(), model.vid()), std::tuple("http://new", "New", "v1"));
   EXPECT_TRUE(!model.deviceName() && !model.albumName());
   EXPECT_EQ(model.duration(), 90);
-}
-
-TEST_F(ZRShareTaskRunnerTest, rowHoldsTheModelInLines) {
-  const auto task = Runner::taskWithParams(params());
-  EXPECT_EQ(task->sqlValueForKey("shareDownloadModel").find("\r\n"), 65U);  // a quote and 64 characters
-  EXPECT_EQ(Runner().sqlValueForKey("shareDownloadModel"), "''");
 }
 
 TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
@@ -81,6 +74,7 @@ TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
 TEST_F(ZRShareTaskRunnerTest, loadedTaskHasItsModelAndNoRetries) {
   const auto all = params({{"shareUrl", "http://s"}, {"fileSize", 1LL << 40}, {"duration", 90}, {"videoName", "it's"}});
   const auto before = add(all)->videoInfoDic();
+  EXPECT_EQ(queried("SELECT instr(shareDownloadModel, char(13, 10)) FROM task_share_meta_tb"), "65");  // in lines
   add(params({{"vid", "done"}}));
   restartWithRows("taskState = 4 * pkid - 4, downloadedBytes = 9, timestamp = 13.5, activeTimestamp = 14.5, vid = 'x'");
   EXPECT_TRUE(logged(1, "share:1/2"));
