@@ -110,6 +110,7 @@ TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
     EXPECT_TRUE(!task->videoInfoDic() && task->currentDownloadProgress() == 0);
     EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/0-0/0-0.local.m3u8");
     EXPECT_EQ(task->description(), "【vid:0,aid:0,ts:0】");
+    EXPECT_EQ(task->sqlValueForKey("albumPic") + task->sqlValueForKey("taskState"), "(null)(null)");
     task->setValueForKey(phase, "executingPhase");
     task->resume();  // without store, agent and callbacks
     EXPECT_TRUE(task->isExecuting());
@@ -135,13 +136,6 @@ TEST_F(ZRM3u8TaskRunnerTest, storedPlaylistReplacesTheTasksRowsAndNoOthers) {
   EXPECT_EQ(rows(), "77:0 0:0");
   EXPECT_TRUE(update(Runner::deleteAllTSSQLWithTaskIds({5, 77, 0})));
   EXPECT_EQ(rows(), "NULL");
-}
-
-TEST_F(ZRM3u8TaskRunnerTest, rowHoldsTheArchivedRecordInLines) {
-  const auto task = add();
-  EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params())), ZRAddTaskResult::Exists);
-  EXPECT_EQ(queried("SELECT videoInfo FROM task_meta_tb").substr(64, 2), "\r\n");
-  EXPECT_EQ(task->sqlValueForKey("albumPic") + task->sqlValueForKey("taskState"), "(null)(null)");
 }
 
 TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseIdsFromTheRecordDamageFromNone) {
