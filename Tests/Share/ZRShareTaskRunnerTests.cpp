@@ -1,5 +1,6 @@
 #include "ShareFixture.h"
 #include "ZR73Mp4TaskRunner.h"
+#include "ZRArchivedText.h"
 
 using namespace std::string_literals;
 
@@ -53,11 +54,10 @@ TEST_F(ZRShareTaskRunnerTest, siblingsAreTheSharesOfTheSameAlbum) {
 TEST_F(ZRShareTaskRunnerTest, newParametersReplaceFourFieldsAndAreStored) {
   add(params({{"duration", 90}}))
       ->syncToDBWithShareParams({{"host", "http://new"}, {"videoName", "New"}, {"vid", "x"}, {"duration", 1}});
-  restart();
-  const auto& model = *unfinishedOf<Runner>()->shareDownloadModel();
-  EXPECT_EQ(std::tuple(model.host(), model.videoName(), model.vid()), std::tuple("http://new", "New", "v1"));
-  EXPECT_TRUE(!model.deviceName() && !model.albumName());
-  EXPECT_EQ(model.duration(), 90);
+  const auto model = unfinishedOf<Runner>()->shareDownloadModel();
+  EXPECT_EQ(queried("SELECT shareDownloadModel FROM task_share_meta_tb"), zrArchivedText(model.get()));
+  EXPECT_EQ(std::tuple(model->host(), model->videoName(), model->vid()), std::tuple("http://new", "New", "v1"));
+  EXPECT_TRUE(!model->deviceName() && !model->albumName() && model->duration() == 90);
 }
 
 TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
