@@ -2,6 +2,7 @@
 
 #include "ZRDownloadTask.h"
 #include "ZRNotificationCenter.h"
+#include "ZRThreadCheck.h"
 
 ZRAnnouncements::Hold::Hold(ZRAnnouncements& announcements) : announcements_(announcements.shared_from_this()) {
   ++announcements_->holds_;
@@ -13,6 +14,7 @@ ZRAnnouncements::Hold::~Hold() {
 }
 
 void ZRAnnouncements::add(const char* name, std::shared_ptr<ZRDownloadTask> task) {
+  zrAssertLoopThread();
   std::pair announcement(name, std::move(task));
   if (pending_.empty() || pending_.back() != announcement) pending_.push_back(std::move(announcement));
   postUnlessHeld();

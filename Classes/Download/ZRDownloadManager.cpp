@@ -287,7 +287,6 @@ void ZRDownloadManager::setMaxConcurrentOperationCount(std::uint8_t count) {
 }
 
 void ZRDownloadManager::announceChange(const std::shared_ptr<ZRDownloadTask>& task) {
-  zrAssertLoopThread();
   if (task) announcements_->add(kZRDownloadTaskStateChangedNotifi, task);
 }
 

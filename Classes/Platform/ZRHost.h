@@ -24,12 +24,12 @@ struct ZR_EXPORT ZRHostInfo {
   static ZRHostInfo defaults();
 };
 
-/// The host application as the library knows it. Main loop's thread only.
+/// The host application as the library knows it.
 class ZR_EXPORT ZRHost {
  public:
-  /// What `setCurrent` was told; before, `ZRHostInfo::defaults()`.
+  /// What `setCurrent` was told; before, `ZRHostInfo::defaults()`. Any thread.
   static const ZRHostInfo& current();
 
-  /// Says who the host is; to be called before `ZRDownloadManager::setup`.
+  /// Says who the host is; before `ZRDownloadManager::setup`, and while no other thread calls the library.
   static void setCurrent(ZRHostInfo info);
 };

@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+#include "ZRThreadCheck.h"
+
 namespace {
 
 ZRVolume::Probe& currentProbe() {
@@ -14,6 +16,7 @@ ZRVolume::Probe& currentProbe() {
 }  // namespace
 
 ZRVolume::Measured ZRVolume::at(const std::string& path) {
+  zrAssertLoopThread();
   if (currentProbe()) return currentProbe()(path);
   std::error_code error;
   const std::filesystem::space_info space = std::filesystem::space(path, error);
