@@ -54,7 +54,7 @@ class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
   static std::string picture(const Probes& tasks) {
     std::string text;
     for (const auto& task : tasks)
-      text += task->cleans > 0 ? '*' : kStates[static_cast<std::size_t>(task->taskState())];
+      text += task->cleans > 0 ? '*' : kStates.at(static_cast<std::size_t>(task->taskState()));
     return text + " " + namesOf(manager()->executingQueue()) + " " + namesOf(manager()->allUnFinishTaskArr()) + "/" +
            namesOf(manager()->allFinishedTaskArr());
   }
@@ -63,15 +63,15 @@ class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
   double now_ = 0;
 };
 
-auto resume(std::size_t at) {
-  return [at](auto& manager, const Probes& tasks) { manager.resumeTask(tasks[at]); };
+/// An operation of the manager on the task at that place.
+auto onTask(void (ZRDownloadManager::*operation)(std::shared_ptr<ZRDownloadTask>)) {
+  return [=](std::size_t at) {
+    return [=](ZRDownloadManager& manager, const Probes& tasks) { (manager.*operation)(tasks[at]); };
+  };
 }
-auto pause(std::size_t at) {
-  return [at](auto& manager, const Probes& tasks) { manager.pauseTask(tasks[at]); };
-}
-auto remove(std::size_t at) {
-  return [at](auto& manager, const Probes& tasks) { manager.removeTask(tasks[at]); };
-}
+const auto resume = onTask(&ZRDownloadManager::resumeTask);
+const auto pause = onTask(&ZRDownloadManager::pauseTask);
+const auto remove = onTask(&ZRDownloadManager::removeTask);
 auto toggle(std::size_t at) {
   return [at](auto&, const Probes& tasks) { tasks[at]->switchState(); };
 }
@@ -118,7 +118,6 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
            {1, "XW", fail(0, 106), "EX b ab/"},
            {1, "XW", fail(0, 404), "XW a ab/"},
            {1, "XW", fail(0, -1001), "XW a ab/"},
-           {1, "XW", [](auto&, const Probes&tasks) { tasks[0]->invokeCompletionNotifi(); }, "FX b b/a"},
            {1, "XW", remove(0), "*X b b/", "rm:a"},
            {1, "WW", remove(0), "*X b b/"},
            {1, "PW", remove(0), "*X b b/"},
@@ -136,9 +135,7 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
 
 TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestThenFirstInTheList) {
   const auto tasks = arrange(1, "XWWW");
-  tasks[1]->setActiveTimestamp(100);
-  tasks[2]->setActiveTimestamp(50);
-  tasks[3]->setActiveTimestamp(50);
+  for (std::size_t i = 1; i < 4; ++i) tasks[i]->setActiveTimestamp(i == 1 ? 100 : 50);
   manager()->pauseTask(tasks[0]);
   EXPECT_EQ(picture(tasks), "PWXW c abcd/");
 }

@@ -6,8 +6,8 @@ namespace {
 
 struct Target {
   int hits = 0;
-  void hit() { ++hits; }
-  int add(int number) { return hits + number; }
+  int hit() { return ++hits; }
+  void act() { ++hits; }
   std::string description() const { return "target"; }
   std::string debugDescription() const { return "the target"; }
 };
@@ -15,16 +15,12 @@ struct Target {
 TEST(ZRWeakProxy, forwardsWhileTheTargetLivesAndSwallowsAfter) {
   auto target = std::make_shared<Target>();
   const auto proxy = ZRWeakProxy<Target>::weakProxyWithTarget(target);
-  const auto action = proxy.action(&Target::hit);
+  const auto action = proxy.action(&Target::act);
   action();
-  EXPECT_EQ(proxy.forward(&Target::add, 4), 5);
-  EXPECT_EQ(std::tuple(proxy.description(), proxy.debugDescription()), std::tuple("target", "the target"));
-
+  EXPECT_EQ(std::tuple(proxy.forward(&Target::hit), proxy.description()), std::tuple(2, "target"));
   target.reset();
   action();
-  EXPECT_EQ(proxy.target(), nullptr);
-  EXPECT_EQ(proxy.forward(&Target::add, 4), 0);
-  EXPECT_EQ(std::tuple(proxy.description(), proxy.debugDescription()), std::tuple(std::nullopt, std::nullopt));
+  EXPECT_EQ(std::tuple(proxy.forward(&Target::hit), proxy.description()), std::tuple(0, std::nullopt));
 }
 
 }  // namespace

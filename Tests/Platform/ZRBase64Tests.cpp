@@ -17,28 +17,20 @@ std::string inLines(const std::string& text) {
 }  // namespace
 
 TEST(ZRBase64, encodesTheVectorsOfRFC4648) {
-  const std::pair<const char*, const char*> vectors[] = {
-      {"", ""},
-      {"f", "Zg=="},
-      {"fo", "Zm8="},
-      {"foo", "Zm9v"},
-      {"foob", "Zm9vYg=="},
-      {"fooba", "Zm9vYmE="},
-      {"foobar", "Zm9vYmFy"},
-      {"\xFB\xEF\xFF", "++//"},
-  };
-  for (const auto& [plain, encoded] : vectors) {
-    EXPECT_EQ(ZRBase64::encode(std::string_view(plain)), encoded);
-    EXPECT_EQ(decoded(encoded), plain);
+  const std::string_view plain = "foobar";
+  const char* const encoded[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy"};
+  for (std::size_t size = 0; size <= plain.size(); ++size) {
+    EXPECT_EQ(ZRBase64::encode(plain.substr(0, size)), encoded[size]);
+    EXPECT_EQ(decoded(encoded[size]), plain.substr(0, size));
   }
+  EXPECT_EQ(ZRBase64::encode(std::string_view("\xFB\xEF\xFF")), "++//");
+  EXPECT_EQ(decoded("++//"), "\xFB\xEF\xFF");
 }
 
 TEST(ZRBase64, breaksLinesAfter64CharactersButNotAtTheEnd) {
   const std::string line = ZRBase64::encode(patternBytes(48));
-  ASSERT_EQ(line.size(), 64U);
   EXPECT_EQ(inLines(patternBytes(48)), line);
   EXPECT_EQ(inLines(patternBytes(48) + "f"), line + "\r\nZg==");
-  EXPECT_EQ(inLines(""), "");
   EXPECT_EQ(decoded(inLines(patternBytes(1000))), patternBytes(1000));
 }
 

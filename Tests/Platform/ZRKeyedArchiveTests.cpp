@@ -5,16 +5,6 @@
 #include "FieldRecord.h"
 #include "ZRKeyedArchive.h"
 
-TEST(ZRKeyedArchive, writesTheArchivedFieldsInTableOrder) {
-  FieldRecord record;
-  record.name = ZRText("x");
-  record.isVip = true;
-  record.part = -1;
-  const std::vector<std::uint8_t> expected = {0xA4, 0x64, 'n', 'a', 'm', 'e', 0x61, 'x',  0x65, 'i', 's', 'V', 'i', 'p',
-                                              0xF5, 0x64, 'p', 'a', 'r', 't', 0x20, 0x64, 'p',  'k', 'i', 'd', 0x01};
-  EXPECT_EQ(ZRKeyedArchive::archive(record), expected);
-}
-
 TEST(ZRKeyedArchive, restoresWhatWasArchived) {
   FieldRecord record;
   record.isVip = true;
@@ -26,9 +16,8 @@ TEST(ZRKeyedArchive, restoresWhatWasArchived) {
     const auto restored = ZRKeyedArchive::unarchive<FieldRecord>(ZRKeyedArchive::archive(record));
     ASSERT_TRUE(restored);
     EXPECT_EQ(restored->name.value(), name.isAbsent() ? ZRValue("before") : name.value());
-    EXPECT_EQ(restored->isVip, record.isVip);
-    EXPECT_EQ(restored->part, record.part);
-    EXPECT_EQ(restored->pkid, record.pkid);
+    EXPECT_EQ(std::tuple(restored->isVip, restored->part, restored->pkid),
+              std::tuple(record.isVip, record.part, record.pkid));
     EXPECT_EQ(restored->size, 3U) << "a field outside the archive stays as the constructor left it";
   }
 }
@@ -37,9 +26,7 @@ TEST(ZRKeyedArchive, readsValuesAtTheWidthOfTheirField) {
   const auto bytes = ZRKeyedArchive::encode({{"part", 0x1'0000'0007}, {"pkid", "12"}, {"isVip", 2}, {"other", 1}});
   const auto restored = ZRKeyedArchive::unarchive<FieldRecord>(bytes);
   ASSERT_TRUE(restored);
-  EXPECT_EQ(restored->part, 7);
-  EXPECT_EQ(restored->pkid, 12);
-  EXPECT_TRUE(restored->isVip);
+  EXPECT_EQ(std::tuple(restored->part, restored->pkid, restored->isVip), std::tuple(7, 12, true));
 }
 
 TEST(ZRKeyedArchive, encodesScalarsAndLeavesOutTheRest) {

@@ -7,51 +7,50 @@ namespace {
 struct Subject final : ZRObject {
   std::string description() const override { return "subject"; }
 };
-struct Other final : ZRObject {
-  std::string description() const override { return "other"; }
+
+class ZRNotificationCenterTest : public testing::Test {
+ protected:
+  /// Observes `name` by noting the word.
+  ZRNotificationCenter::Token say(const char* name, const char* word) {
+    return center_.addObserver(name, [this, word](const ZRNotification&) { said_ += word; });
+  }
+
+  ZRNotificationCenter center_;
+  std::string said_;
 };
 
 }  // namespace
 
-TEST(ZRNotificationCenter, callsTheObserversOfTheNameInOrderAlsoInsideAPost) {
-  ZRNotificationCenter center;
-  std::string calls;
+TEST_F(ZRNotificationCenterTest, callsTheObserversOfTheNameInOrderAlsoInsideAPost) {
   const auto subject = std::make_shared<Subject>();
-  const auto first = center.addObserver("added", [&](const ZRNotification& notification) {
-    calls += "1" + notification.name;
-    EXPECT_EQ(notification.objectAs<Subject>(), subject);
-    EXPECT_EQ(notification.objectAs<Other>(), nullptr);
+  const auto first = center_.addObserver("added", [&](const ZRNotification& notification) {
+    EXPECT_EQ(std::tuple(notification.name, notification.objectAs<Subject>()), std::tuple("added", subject));
+    said_ += "(";
+    center_.post("removed", nullptr);
+    said_ += ")";
   });
-  const auto second = center.addObserver("added", [&](const ZRNotification&) {
-    calls += " (";
-    center.post("removed", nullptr);
-    calls += ")";
-  });
-  const auto third = center.addObserver("removed", [&](const ZRNotification&) { calls += "3"; });
-  const auto fourth = center.addObserver("added", [&](const ZRNotification&) { calls += " 4"; });
-  center.post("added", subject);
-  center.post("nobody", subject);
-  EXPECT_EQ(calls, "1added (3) 4");
+  const auto second = say("removed", "2");
+  const auto third = say("added", "3");
+  center_.post("added", subject);
+  center_.post("nobody", subject);
+  EXPECT_EQ(said_, "(2)3");
 }
 
-TEST(ZRNotificationCenter, observersMayComeAndGoDuringAPost) {
-  ZRNotificationCenter center;
-  std::string calls;
-  const auto say = [&](const char* word) { return [&calls, word](const ZRNotification&) { calls += word; }; };
+TEST_F(ZRNotificationCenterTest, observersMayComeAndGoDuringAPost) {
   std::vector<ZRNotificationCenter::Token> added;
   ZRNotificationCenter::Token self;
   ZRNotificationCenter::Token later;
-  self = center.addObserver("n", [&](const ZRNotification&) {
-    calls += "s";
+  self = center_.addObserver("n", [&](const ZRNotification&) {
+    said_ += "s";
     self.reset();
     later.reset();
-    for (int i = 0; i < 100; ++i) added.push_back(center.addObserver("n", say("a")));
+    for (int i = 0; i < 100; ++i) added.push_back(say("n", "a"));
   });
-  const auto between = center.addObserver("n", say("b"));
-  later = center.addObserver("n", say("l"));
-  center.post("n", nullptr);
-  EXPECT_EQ(calls, "sb");
+  const auto between = say("n", "b");
+  later = say("n", "l");
+  center_.post("n", nullptr);
+  EXPECT_EQ(said_, "sb");
   added.resize(2);
-  center.post("n", nullptr);
-  EXPECT_EQ(calls, "sbbaa");
+  center_.post("n", nullptr);
+  EXPECT_EQ(said_, "sbbaa");
 }

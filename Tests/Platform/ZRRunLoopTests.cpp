@@ -6,12 +6,6 @@
 #include "ZRDefaultRunLoop.h"
 
 TEST(ZRRunLoop, mainIsADefaultLoopUntilTheHostSetsItsOwn) {
-  ZRRunLoop::setMain(nullptr);
-  const auto first = ZRRunLoop::main();
-  EXPECT_NE(dynamic_cast<ZRDefaultRunLoop*>(first.get()), nullptr);
-  EXPECT_EQ(ZRRunLoop::main(), first);
-  EXPECT_TRUE(first->isLoopThread());
-
   const auto own = ManualRunLoop::install();
   EXPECT_EQ(ZRRunLoop::main(), own);
   ZRRunLoop::setMain(nullptr);
@@ -20,7 +14,7 @@ TEST(ZRRunLoop, mainIsADefaultLoopUntilTheHostSetsItsOwn) {
     std::vector<std::jthread> threads;
     for (auto& loop : seen) threads.emplace_back([&loop] { loop = ZRRunLoop::main(); });
   }
-  EXPECT_NE(ZRRunLoop::main(), own);
+  EXPECT_NE(dynamic_cast<ZRDefaultRunLoop*>(seen[0].get()), nullptr);
   for (const auto& loop : seen) EXPECT_EQ(loop, ZRRunLoop::main());
 }
 
