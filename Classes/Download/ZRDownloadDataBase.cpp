@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <vector>
+#include <list>
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <fcntl.h>
@@ -116,7 +116,7 @@ class KeptStatements final {
       if (kept_.size() == kKeptStatements) kept_.pop_back();
       found = kept_.insert(kept_.end(), Kept{shape.text, SQLite::Statement(db_, shape.text)});
     }
-    std::rotate(kept_.begin(), found, found + 1);
+    kept_.splice(kept_.begin(), kept_, found);
     bind(kept_.front().statement, shape.literals);
     return {kept_.front().statement};
   }
@@ -142,7 +142,7 @@ class KeptStatements final {
   }
 
   SQLite::Database& db_;
-  std::vector<Kept> kept_;
+  std::list<Kept> kept_;
 };
 
 }  // namespace
@@ -188,6 +188,26 @@ class ZRDownloadDataBase::Connection final {
     }
   }
 
+  /// Runs the statements, whatever becomes of each; how the last one ended, false for none.
+  bool runEach(const std::vector<std::string>& statements) {
+    bool succeeded = false;
+    for (const std::string& sql : statements) succeeded = run(sql);
+    return succeeded;
+  }
+
+  /// The same in one transaction; nothing when that failed, and with it all that the statements did.
+  std::optional<bool> runTogether(const std::vector<std::string>& statements) {
+    if (!step("BEGIN")) return std::nullopt;
+    bool succeeded = false;
+    for (const std::string& sql : statements) {
+      succeeded = run(sql);
+      if (isOutsideTransaction()) return std::nullopt;  // a full disk, or the like, has rolled it back
+    }
+    if (step("COMMIT")) return succeeded;
+    (void)step("ROLLBACK");
+    return std::nullopt;
+  }
+
   /// Calls `action` with the statement, ready to be stepped through. Throws when the text is no statement.
   template <class Action>
   void use(std::string_view sql, const Action& action) {
@@ -202,6 +222,18 @@ class ZRDownloadDataBase::Connection final {
   }
 
  private:
+  /// Runs a statement without values that is kept as it stands.
+  bool step(const char* sql) {
+    try {
+      (void)kept_.take({sql, {}}).statement.executeStep();
+      return true;
+    } catch (const SQLite::Exception&) {
+      return false;
+    }
+  }
+
+  bool isOutsideTransaction() const { return ::sqlite3_get_autocommit(db_.getHandle()) != 0; }
+
   static bool hasRoomToShare(const std::string& path) {
     std::error_code error;
     const fs::space_info space = fs::space(fs::path(path).parent_path(), error);
@@ -284,11 +316,14 @@ bool ZRDownloadDataBase::executeUpdate(std::string_view sql) {
 
 bool ZRDownloadDataBase::executeBatchUpdate(const std::vector<std::string>& statements) {
   const Turn turn(*this);
-  bool succeeded = false;
-  if (turn) {
-    for (const std::string& sql : statements) succeeded = connection_->run(sql);
-  }
-  return succeeded;
+  return turn && connection_->runEach(statements);
+}
+
+bool ZRDownloadDataBase::executeTogether(const std::vector<std::string>& statements) {
+  const Turn turn(*this);
+  if (!turn) return false;
+  const std::optional<bool> together = connection_->runTogether(statements);
+  return together ? *together : connection_->runEach(statements);
 }
 
 void ZRDownloadDataBase::executeQuery(std::string_view sql, const QueryCompletion& completion) {

@@ -38,6 +38,7 @@ class ZR_TEST_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtoco
   bool tableExists(std::string_view name) override;
   bool executeUpdate(std::string_view sql) override;
   bool executeBatchUpdate(const std::vector<std::string>& statements) override;
+  bool executeTogether(const std::vector<std::string>& statements) override;
   void executeQuery(std::string_view sql, const QueryCompletion& completion) override;
 
  private:

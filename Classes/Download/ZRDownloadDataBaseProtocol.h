@@ -28,7 +28,7 @@ class ZR_EXPORT ZRResultSet {
   virtual std::optional<std::string> textForColumnIndex(int index) const = 0;
 };
 
-/// The four operations through which everything is stored. Each blocks its caller until it is done; calls from several
+/// The operations through which everything is stored. Each blocks its caller until it is done; calls from several
 /// threads are applied one at a time.
 class ZR_EXPORT ZRDownloadDataBaseProtocol {
  public:
@@ -46,6 +46,11 @@ class ZR_EXPORT ZRDownloadDataBaseProtocol {
   /// Runs the statements in order, outside any transaction: a failing one stops nothing and undoes nothing. Returns
   /// how the last one ended; false for an empty list.
   [[nodiscard]] virtual bool executeBatchUpdate(const std::vector<std::string>& statements) = 0;
+
+  /// The same in one transaction where the store has such: what the statements change reaches the file at once, and no
+  /// other thread's statement comes in between. Where that transaction fails they are run as a batch. A store of the
+  /// host's own need not know this operation.
+  [[nodiscard]] virtual bool executeTogether(const std::vector<std::string>& statements);
 
   /// Runs the query and calls `completion`, when there is one, before it returns.
   virtual void executeQuery(std::string_view sql, const QueryCompletion& completion) = 0;

@@ -167,6 +167,11 @@ void ZRM3u8TaskRunner::goOnWithSegments() {
 void ZRM3u8TaskRunner::downloadNextTS() {
   if (!isExecuting()) return;
   syncStateToDB();
+  requestNextTS();
+}
+
+void ZRM3u8TaskRunner::requestNextTS() {
+  if (!isExecuting()) return;
   if (currentSegment_ >= totalSegment_) return finishDownloadTS();
   if (!hasEnoughDiskSpace()) return throwErr(SCFailure::diskFull());
   const std::optional<std::string> url = currentTSURL();
@@ -210,11 +215,11 @@ void ZRM3u8TaskRunner::segmentCompleted() {
   log(ZRLogLevel::Trace, "ts:%ld/%ld use %0.2f s;", currentSegment_, totalSegment_,
       ZRClock::secondsSince1970() - segmentStart_);
   resetRetryTimes();
-  deleteTSSQLWithIdx(currentSegment_);
+  const std::int64_t completed = currentSegment_++;
   allDownloadedSegmentsBytes_ += currentSegmentBytes_;
   currentSegmentBytes_ = 0;  // at once, not with the next request: until then the progress would count it twice
-  ++currentSegment_;
-  downloadNextTS();
+  deleteTSSQLWithIdx(completed);
+  requestNextTS();
 }
 
 void ZRM3u8TaskRunner::handleCannotFindTSURLErr() {

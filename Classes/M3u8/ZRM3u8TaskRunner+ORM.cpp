@@ -108,7 +108,7 @@ void ZRM3u8TaskRunner::updateAllTsURL(const std::vector<std::string>& urls) {
   for (const std::string& url : urls) {
     if (auto sql = insertTsInfoSQLWithIdx(idx++, pkid(), ZRBase64::encode(url))) statements.push_back(*std::move(sql));
   }
-  (void)db()->executeBatchUpdate(statements);  // a segment without its row asks for the playlist again
+  (void)db()->executeTogether(statements);  // a segment without its row asks for the playlist again
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() const {
@@ -123,5 +123,5 @@ std::optional<std::string> ZRM3u8TaskRunner::queryCurrentDownloadSegmentUrl() co
 }
 
 void ZRM3u8TaskRunner::deleteTSSQLWithIdx(std::int64_t idx) {
-  if (hasRow()) (void)db()->executeUpdate(deleteTSSQLWithTaskId(taskId(), idx));  // its row is never asked for again
+  _syncStateToDB(deleteTSSQLWithTaskId(taskId(), idx));
 }

@@ -159,6 +159,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
   // ZRM3u8TaskRunner+Network.cpp: the segments.
   void goOnWithSegments();
   void downloadNextTS();
+  void requestNextTS();
   std::optional<std::string> currentTSURL() const;
   void requestSegment(const std::string& url);
   void segmentEnded(const SCNetworkApiResponseProtocol& response);
@@ -167,7 +168,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
 
   // ZRM3u8TaskRunner+ORM.cpp
   bool _cleanTSAndTaskInDB() override;
-  void deleteTSSQLWithIdx(std::int64_t idx);
+  void deleteTSSQLWithIdx(std::int64_t idx);  // and writes the task's row with it
   const std::string& archivedVideoInfo() const;
 
   // What the row keeps.

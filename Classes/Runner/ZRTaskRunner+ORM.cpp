@@ -43,9 +43,9 @@ std::string ZRTaskRunner::deleteTaskSQL() const {
   return table().deleteTaskSQL(pkid());
 }
 
-void ZRTaskRunner::_syncStateToDB() {
+void ZRTaskRunner::_syncStateToDB(std::string first) {
   if (!hasRow()) return;
-  const bool written = writeRow();
+  const bool written = writeRow(std::move(first));
   if (!written && !rowIsLost_) {
     log(ZRLogLevel::Failure, "can't write the row of %@", *this);
     lostRows().push_back(weak_from_this());
@@ -58,9 +58,13 @@ void ZRTaskRunner::_syncStateToDB() {
   }
 }
 
-bool ZRTaskRunner::writeRow() {
-  const std::optional<std::string> sql = updateTaskStatusSQL();
-  return hasRow() && sql && db()->executeUpdate(*sql);
+bool ZRTaskRunner::writeRow(std::string first) {
+  if (!hasRow()) return false;
+  std::optional<std::string> row = updateTaskStatusSQL();
+  if (first.empty()) return row && db()->executeUpdate(*row);
+  if (row) return db()->executeTogether({std::move(first), *std::move(row)});
+  (void)db()->executeUpdate(first);
+  return false;
 }
 
 bool ZRTaskRunner::_existInDB() {

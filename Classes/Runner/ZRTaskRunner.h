@@ -132,7 +132,8 @@ class ZRTaskRunner : public ZRDownloadTask {
 
   // ZRTaskRunner+ORM.cpp
 
-  void _syncStateToDB();
+  /// Writes the row, and runs `first` before, together with it; an empty one is none.
+  void _syncStateToDB(std::string first = {});
   bool _existInDB();
   void _insert2DBWithCompletion(const std::function<void(bool stored)>& completion);
 
@@ -165,7 +166,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   struct Finish {};
 
   void folderSynced(const std::optional<ZRError>& failure);
-  bool writeRow();
+  bool writeRow(std::string first = {});
 
   std::uint64_t executingPhase_ = 0;
   bool rowIsLost_ = false;          // the store did not take it when it was last written

@@ -160,6 +160,24 @@ TEST_F(ZRDownloadDataBaseTest, batchGoesOnAfterAFailureAndReportsTheLast) {
   EXPECT_EQ(count(), ZRValue(2));
 }
 
+TEST_F(ZRDownloadDataBaseTest, whatFailsTogetherIsRunAsABatch) {
+  for (const char* sql : {"PRAGMA foreign_keys=ON", "CREATE TABLE p (id INTEGER PRIMARY KEY)",
+                          "CREATE TABLE c (p REFERENCES p DEFERRABLE INITIALLY DEFERRED)"}) {
+    ASSERT_TRUE(store_.executeUpdate(sql));
+  }
+  const std::string one = "INSERT INTO t (a) VALUES (1)";
+  const auto logSize = [] { return std::filesystem::file_size(ZRDownloadDataBase::filePath() + "-wal"); };
+  const auto before = logSize();
+  EXPECT_FALSE(store_.executeTogether({}));
+  EXPECT_TRUE(store_.executeTogether(std::vector(50, one)));
+  EXPECT_LT(logSize() - before, 20'000U);  // a few pages, once
+  EXPECT_FALSE(store_.executeTogether({one, "broken"}));
+  EXPECT_TRUE(store_.executeTogether({one, "INSERT INTO c VALUES (1)", one}));  // which is refused at the end
+  EXPECT_TRUE(store_.executeTogether({one, "INSERT OR ROLLBACK INTO p VALUES (1),(1)", one}));
+  EXPECT_EQ(count(), ZRValue(55));
+  EXPECT_EQ(first("SELECT count(*) AS n from c", "n"), ZRValue(0));
+}
+
 TEST_F(ZRDownloadDataBaseTest, queryCallsBackOnceAndWhatCallsTheStoreFails) {
   int calls = 0;
   store_.executeQuery("SELECT * FROM missing", [&calls](ZRResultSet* set) { calls += set == nullptr ? 1 : 100; });
