@@ -3,16 +3,13 @@
 // rest the head.
 
 #include <algorithm>
-#include <charconv>
 
 #include "Fuzz.h"
 #include "SCAnswerHead.h"
 #include "SCRangeDecision.h"
 
 void fuzz(std::string_view input) {
-  const std::string_view number = takeLine(input);
-  std::uint32_t offset = 0;
-  std::from_chars(number.data(), number.data() + number.size(), offset);
+  const auto offset = takeNumber<std::uint32_t>(input);
   std::string beside(takeLine(input));
   std::ranges::replace(beside, '|', '\n');
   const SCVersion known = SCVersion::fromFile(beside);

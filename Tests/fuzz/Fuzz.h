@@ -1,5 +1,6 @@
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -21,4 +22,13 @@ inline std::string_view takeLine(std::string_view& rest) {
   const std::string_view line = rest.substr(0, rest.find('\n'));
   rest.remove_prefix(line.size() < rest.size() ? line.size() + 1 : line.size());
   return line;
+}
+
+/// The number in the first line, 0 where there is none.
+template <class Number>
+Number takeNumber(std::string_view& rest) {
+  const std::string_view line = takeLine(rest);
+  Number number = 0;
+  std::from_chars(line.data(), line.data() + line.size(), number);
+  return number;
 }

@@ -1,17 +1,13 @@
 // The reply of the video-information service: parsed, mapped onto the record, archived, and restored.
 // The first line is the version that is asked for, the rest the body.
 
-#include <charconv>
-
 #include "Fuzz.h"
 #include "SCNetworkResponseParser.h"
 #include "ZRDownloadVideoInfo.h"
 #include "ZRKeyedArchive.h"
 
 void fuzz(std::string_view input) {
-  const std::string_view number = takeLine(input);
-  std::int32_t version = 0;
-  std::from_chars(number.data(), number.data() + number.size(), version);
+  const auto version = takeNumber<std::int32_t>(input);
   ZRDownloadVideoInfo::registerModel();
   SCNetworkModelResponseParser parser;
   parser.setCheckKeyPath("status");

@@ -1,6 +1,5 @@
 // A statement taken apart against the same statement as plain SQLite runs it: rows, outcome and table must be alike.
 
-#include <array>
 #include <string>
 
 #include <sqlite3.h>
@@ -19,9 +18,6 @@ class Table final {
                  "CREATE TABLE t (pkid integer primary key, idx INTEGER, task_id INTEGER, url TEXT);"
                  "INSERT INTO t (idx,task_id,url) VALUES (0,1,'a'),(1,1,'b'),(7,2,'')",
                  nullptr, nullptr, nullptr);
-    sqlite3_progress_handler(
-        db_, 100'000, [](void*) { return 1; }, nullptr);  // nothing runs for long
-    sqlite3_limit(db_, SQLITE_LIMIT_LENGTH, 100'000);
   }
   ~Table() { sqlite3_close(db_); }
   Table(const Table&) = delete;
@@ -32,18 +28,15 @@ class Table final {
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
     std::string told;
-    const int prepared = sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, &tail);
     const bool hasNul = sql.find('\0') != std::string::npos;  // the store refuses those
-    if (hasNul || prepared != SQLITE_OK || statement == nullptr || !isBlank(tail)) told = "refused";
+    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, &tail) != SQLITE_OK || hasNul || !isBlank(tail)) {
+      sqlite3_finalize(statement);
+      return "refused";
+    }
     int index = 0;
     for (const auto& literal : literals) bind(statement, ++index, literal);
-    while (told != "refused") {
-      const int step = sqlite3_step(statement);
-      if (step != SQLITE_ROW) {
-        told += step == SQLITE_DONE ? "" : "failed";
-        isTooLong_ = isTooLong_ || step == SQLITE_INTERRUPT;
-        break;
-      }
+    int step = sqlite3_step(statement);
+    for (; step == SQLITE_ROW; step = sqlite3_step(statement)) {
       for (int column = 0; column < sqlite3_column_count(statement); ++column) {
         told += std::to_string(sqlite3_column_type(statement, column)) + ":";
         const void* const bytes = sqlite3_column_blob(statement, column);
@@ -52,10 +45,8 @@ class Table final {
       }
     }
     sqlite3_finalize(statement);
-    return told;
+    return step == SQLITE_DONE ? told : told + "failed";
   }
-
-  bool isTooLong() const { return isTooLong_; }
 
  private:
   static bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\r\n;") == std::string_view::npos; }
@@ -70,7 +61,6 @@ class Table final {
   }
 
   sqlite3* db_ = nullptr;
-  bool isTooLong_ = false;
 };
 
 }  // namespace
@@ -78,13 +68,8 @@ class Table final {
 void fuzz(std::string_view input) {
   const auto shape = ZRStatementShape::of(input);
   if (!shape) return;
-  const std::string sql(input);
-  if (sql.find("random") != std::string::npos || sql.find("RANDOM") != std::string::npos) return;
   Table plain;
   Table apart;
-  const std::string told = plain.run(sql);
-  const std::string toldApart = apart.run(shape->text, shape->literals);
-  if (plain.isTooLong() || apart.isTooLong()) return;
-  expect(toldApart == told, "both tell the same");
+  expect(apart.run(shape->text, shape->literals) == plain.run(std::string(input)), "both tell the same");
   expect(apart.run("SELECT * FROM t") == plain.run("SELECT * FROM t"), "both leave the same table");
 }
