@@ -44,7 +44,7 @@ TEST_F(ZRDownloadDataBaseTest, opensItsFileInTheDownloadFolder) {
   EXPECT_FALSE(store_.tableExists("t' OR '1"));
 }
 
-TEST_F(ZRDownloadDataBaseTest, withoutAFileItSaysNoAndWhatIsNoDatabaseStays) {
+TEST_F(ZRDownloadDataBaseTest, withoutAFileItSaysNo) {
   const std::string text = "this is not a database, and it is longer than a header of one would be: ";
   for (const std::string& file : {path_, path_ + "/folder"}) {
     std::filesystem::remove_all(downloadFolder());
@@ -64,7 +64,7 @@ TEST_F(ZRDownloadDataBaseTest, withoutAFileItSaysNoAndWhatIsNoDatabaseStays) {
   }
 }
 
-TEST_F(ZRDownloadDataBaseTest, opensWithoutSharedMemoryAndWhenBusyButNotToReadAlone) {
+TEST_F(ZRDownloadDataBaseTest, opensWhenBusyButNotToReadAlone) {
   fs::rename(downloadFolder(), home_ / "before");
   fs::create_directories(path_ + "-shm");
   {
@@ -120,7 +120,7 @@ TEST_F(ZRDownloadDataBaseTest, oneCallRunsOneStatement) {
   EXPECT_EQ(count(), ZRValue(1));
 }
 
-TEST_F(ZRDownloadDataBaseTest, repeatedStatementsTakeTheirOwnValuesEachTime) {
+TEST_F(ZRDownloadDataBaseTest, repeatedStatementsTakeTheirValues) {
   const auto textOf = [this](std::int64_t a) { return first("SELECT b from t WHERE a = " + std::to_string(a), "b"); };
   ASSERT_TRUE(store_.executeUpdate("CREATE UNIQUE INDEX one ON t (a)"));
   EXPECT_TRUE(insert("1,'文?',2"));
@@ -135,7 +135,7 @@ TEST_F(ZRDownloadDataBaseTest, repeatedStatementsTakeTheirOwnValuesEachTime) {
   EXPECT_TRUE(textOf(3).isNull());
 }
 
-TEST_F(ZRDownloadDataBaseTest, repeatedStatementsFollowAChangedTable) {
+TEST_F(ZRDownloadDataBaseTest, statementsFollowAChangedTable) {
   const auto text = [this] { return first("SELECT b from t WHERE a = 1", "b"); };
   ASSERT_TRUE(insert("1,'before',2"));
   EXPECT_EQ(text(), ZRValue("before"));
@@ -153,7 +153,7 @@ TEST_F(ZRDownloadDataBaseTest, moreStatementsThanAreKeptStillRun) {
   }
 }
 
-TEST_F(ZRDownloadDataBaseTest, batchGoesOnAfterAFailureAndReportsTheLast) {
+TEST_F(ZRDownloadDataBaseTest, batchGoesOnAfterAFailure) {
   EXPECT_FALSE(store_.executeBatchUpdate({}));
   EXPECT_TRUE(store_.executeBatchUpdate({"broken", "INSERT INTO t (a) VALUES (1)"}));
   EXPECT_FALSE(store_.executeBatchUpdate({"INSERT INTO t (a) VALUES (2)", "broken"}));
@@ -178,7 +178,7 @@ TEST_F(ZRDownloadDataBaseTest, whatFailsTogetherIsRunAsABatch) {
   EXPECT_EQ(first("SELECT count(*) AS n from c", "n"), ZRValue(0));
 }
 
-TEST_F(ZRDownloadDataBaseTest, queryCallsBackOnceAndWhatCallsTheStoreFails) {
+TEST_F(ZRDownloadDataBaseTest, queryCallsBackOnce) {
   int calls = 0;
   store_.executeQuery("SELECT * FROM missing", [&calls](ZRResultSet* set) { calls += set == nullptr ? 1 : 100; });
   EXPECT_EQ(calls, 1);
@@ -190,7 +190,7 @@ TEST_F(ZRDownloadDataBaseTest, queryCallsBackOnceAndWhatCallsTheStoreFails) {
   EXPECT_TRUE(store_.executeUpdate("DELETE FROM t"));
 }
 
-TEST_F(ZRDownloadDataBaseTest, threadsTakeTurnsInTheOrderOfTheirCalls) {
+TEST_F(ZRDownloadDataBaseTest, threadsTakeTurnsInOrder) {
   ZRTicketLock lock;
   std::vector<unsigned> order;
   std::vector<std::jthread> threads;

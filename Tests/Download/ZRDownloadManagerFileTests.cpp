@@ -9,9 +9,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using ZRDownloadManagerFileTest = LibraryFixture;
+using ZRManagerFileTest = LibraryFixture;
 
-TEST_F(ZRDownloadManagerFileTest, foldersAreMadeWhereTheyBelong) {
+TEST_F(ZRManagerFileTest, foldersAreMadeWhereTheyBelong) {
   using M = ZRDownloadManager;
   const std::string app = home_ / "support/com.example.player";
   for (const auto& [made, folder] : {std::pair(M::pathByRelativeBasePath("v/123"), app + "/download/v/123"),
@@ -24,7 +24,7 @@ TEST_F(ZRDownloadManagerFileTest, foldersAreMadeWhereTheyBelong) {
   }
 }
 
-TEST_F(ZRDownloadManagerFileTest, fileInTheFoldersPlaceIsDeletedAndTheFolderNamed) {
+TEST_F(ZRManagerFileTest, fileInTheFoldersPlaceIsDeleted) {
   writeFile(downloadFolder(), "in the way");
   EXPECT_EQ(ZRDownloadManager::downloadBasePath(), downloadFolder());
   EXPECT_TRUE(fs::is_directory(downloadFolder()));
@@ -34,7 +34,7 @@ TEST_F(ZRDownloadManagerFileTest, fileInTheFoldersPlaceIsDeletedAndTheFolderName
   EXPECT_FALSE(fs::exists(downloadFolder()));
 }
 
-TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
+TEST_F(ZRManagerFileTest, leftoversAreSweptAtTheFirstSetup) {
   const std::string stale[] = {downloadFolder() + "/.removing-1/0.ts", home_ / "movies/Oxwell/a/b/.removing-2/v.mp4"};
   const std::string kept[] = {home_ / "outside/.removing-3/keep.txt", downloadFolder() + "/73-1-2/1-2.mp4"};
   for (const auto& files : {stale, kept}) {
@@ -47,7 +47,7 @@ TEST_F(ZRDownloadManagerFileTest, leftoversOfRemovalsAreSweptAtTheFirstSetup) {
   for (const std::string& file : kept) EXPECT_TRUE(fs::exists(file)) << file;
 }
 
-TEST_F(ZRDownloadManagerFileTest, notedFolderGoesUnlessATaskHasItOrItIsNotTheOneMeant) {
+TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   manager()->setup(options());
   for (const auto& task :
        {ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}}),

@@ -14,9 +14,9 @@ struct Operation {
   const char* record = "";  // made on the way
 };
 
-class ZRDownloadManagerSwitchTaskTest : public LibraryFixture {
+class ZRSwitchTaskTest : public LibraryFixture {
  protected:
-  ZRDownloadManagerSwitchTaskTest() {
+  ZRSwitchTaskTest() {
     ZRClock::setSource([this] { return 978307200 + ++now_; });  // no two tasks begin to wait at once
   }
 
@@ -85,7 +85,7 @@ void startAll(ZRDownloadManager& manager, const Probes& tasks) {
   manager.starTasks({tasks.begin(), tasks.end()});
 }
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
+TEST_F(ZRSwitchTaskTest, operationsLeadFromStatesToStates) {
   for (const Operation& row : std::initializer_list<Operation>{
            {3, "XXXW", resume(1), "XXXW abc abcd/", "already in queue，reume it !"},
            {3, "XXXW", resume(3), "WXXX bcd abcd/", "wait a then resume:d"},
@@ -133,7 +133,7 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, operationsLeadFromStatesToStates) {
   }
 }
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestThenFirstInTheList) {
+TEST_F(ZRSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongest) {
   const auto tasks = arrange(1, "XWWW");
   for (std::size_t i = 1; i < 4; ++i) tasks[i]->setActiveTimestamp(i == 1 ? 100 : 50);
   manager()->pauseTask(tasks[0]);
@@ -142,7 +142,7 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, freedSlotGoesToTheTaskThatWaitsLongestTh
 
 // Calls from inside a start, which runs the host's callbacks.
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, callsFromInsideAStartAreDoneAtOnce) {
+TEST_F(ZRSwitchTaskTest, callsFromInsideAStartAreDoneAtOnce) {
   const auto tasks = arrange(2, "XWW");
   const auto added = std::make_shared<ProbeTask>("d");
   std::vector<std::string> pictures;
@@ -159,7 +159,7 @@ TEST_F(ZRDownloadManagerSwitchTaskTest, callsFromInsideAStartAreDoneAtOnce) {
   EXPECT_EQ(added->preloads, 0);
 }
 
-TEST_F(ZRDownloadManagerSwitchTaskTest, longRowOfTasksThatFailAtOnceCostsNoStack) {
+TEST_F(ZRSwitchTaskTest, longRowOfFailingTasksCostsNoStack) {
   const auto tasks = arrange(0, std::string(50, 'W'));
   int depth = 0;
   for (const auto& task : tasks) {

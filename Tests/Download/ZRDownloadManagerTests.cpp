@@ -41,7 +41,7 @@ TEST_F(ZRDownloadManagerTest, optionsAreReplacedAndTouchNoTask) {
   static_assert(!std::is_constructible_v<ZRFetchMkeyHandler, ZRDecryptionHandler>);
 }
 
-TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
+TEST_F(ZRDownloadManagerTest, albumSharesItsFirstTasksTimestamp) {
   double now = 1000;
   ZRClock::setSource([&now] { return 978307200 + now; });
   manager()->setup(options());
@@ -56,7 +56,7 @@ TEST_F(ZRDownloadManagerTest, albumSharesTheTimestampOfItsFirstTaskInEachList) {
   }
 }
 
-TEST_F(ZRDownloadManagerTest, hostHearsOfATaskWhenStatesListsAndSlotsAreDone) {
+TEST_F(ZRDownloadManagerTest, hostHearsWhenListsAndSlotsAreDone) {
   std::string heard;  // what, and then: the number of slots taken, the unfinished tasks' states, how many are finished
   const auto hear = [&heard](const std::string& what) {
     heard += " " + what + " " + std::to_string(manager()->executingQueue().size()) + ":";
@@ -110,7 +110,7 @@ TEST_F(ZRDownloadManagerTest, hostHearsOfATaskWhenStatesListsAndSlotsAreDone) {
   EXPECT_TRUE(logged(1, "add:a"));
 }
 
-TEST_F(ZRDownloadManagerTest, callbackThatIsReplacedWhileItRunsLivesUntilItHasRun) {
+TEST_F(ZRDownloadManagerTest, callbackReplacedWhileItRunsLives) {
   int calls = 0;
   const auto replaceAll = [&calls](const std::weak_ptr<int> property) {
     manager()->setup({});
@@ -133,7 +133,7 @@ TEST_F(ZRDownloadManagerTest, callbackThatIsReplacedWhileItRunsLivesUntilItHasRu
   EXPECT_EQ(calls, 4);
 }
 
-TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachOneOfTheLoggersWhileTheyAreReplaced) {
+TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachALogger) {
   constexpr int kRecords = 2000;
   std::atomic<int> heard = 0;
   const auto hear = [&] {
@@ -155,7 +155,7 @@ TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachOneOfTheLoggersWhileThe
   EXPECT_EQ(heard, 2 * kRecords);
 }
 
-TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormatsAsTheyStandInTheCode) {
+TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormats) {
   struct Undescribed {
     std::string description() const { throw std::logic_error("described without a logger"); }
   };

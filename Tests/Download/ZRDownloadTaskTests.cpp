@@ -29,7 +29,7 @@ class ZRDownloadTaskTest : public LibraryFixture {
   std::shared_ptr<ProbeTask> task_ = std::make_shared<ProbeTask>("t");
 };
 
-TEST_F(ZRDownloadTaskTest, everyEntryIntoAStateStampsReportsAndStores) {
+TEST_F(ZRDownloadTaskTest, everyStateStampsReportsAndStores) {
   const std::vector<ZRDictionary> finishReport{{{"stype", 202U}, {"version", 21}}};
   const double before = 100;
   for (const auto& [from, to, stamp] :
@@ -54,7 +54,7 @@ TEST_F(ZRDownloadTaskTest, settingTheStateItHasDoesNothing) {
   now_ = 600;
   manual_->advance(milliseconds(600));
   task_->setTaskState(Executing);
-  EXPECT_EQ(std::tuple(task_->activeTimestamp(), task_->syncs), std::tuple(500, 1));
+  EXPECT_EQ(std::tuple(task_->activeTimestamp(), task_->syncs, task_->stateSets), std::tuple(500, 1, 2));
   task_->setTransferedPerSecond(1024);
   manual_->advance(milliseconds(500));  // the timer still fires a second after the first switch
   EXPECT_EQ(task_->transferedPerSecond(), 0);
@@ -79,7 +79,7 @@ TEST_F(ZRDownloadTaskTest, speedIsTheMeanOfTheLastThreeSeconds) {
   EXPECT_EQ(manual_->pendingDelayed(), 0U);
 }
 
-TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnoughAndAnUnreadableVolumeIsFull) {
+TEST_F(ZRDownloadTaskTest, oneGibibyteIsNotEnough) {
   setFreeBytes(std::uint64_t{1} << 30);
   EXPECT_FALSE(task_->hasEnoughDiskSpace());
   EXPECT_TRUE(logged(0, "Disk Capacity of 536 GB with 1 GB Free memory available."));

@@ -29,7 +29,7 @@ class ZRHostInfoTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ZRHostInfoTest, absoluteFoldersInTheEnvironmentWinOverThoseBelowTheHomeFolder) {
+TEST_F(ZRHostInfoTest, absoluteFoldersInTheEnvironmentWin) {
   for (const auto& [data, videos, support, movies] :
        {std::tuple("", "", home_ / ".local/share", home_ / "Videos"),
         {"data", "films", home_ / ".local/share", home_ / "Videos"},

@@ -25,6 +25,7 @@ class ProbeTask final : public ZRDownloadTask {
   }
   void preloadVideoInfoIfNeed() override { ++preloads; }
   void syncStateToDB() override { ++syncs; }
+  void taskStateWasSet() override { ++stateSets; }
   void forceError(const ZRError& error) override {
     setErr(error);
     setTaskState(ZRTaskState::Errored);
@@ -55,6 +56,7 @@ class ProbeTask final : public ZRDownloadTask {
   std::function<void()> onResume;  // inside the task's start
   int preloads = 0;
   int syncs = 0;
+  int stateSets = 0;
   int resumes = 0;
   int cleans = 0;
 
