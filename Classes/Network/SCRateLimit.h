@@ -13,15 +13,12 @@ class SCRateLimit final {
  public:
   using Clock = SCTokenBucket::Clock;
 
-  /// A running download's share, for as long as it runs. When shares come and go, or the limit changes, those that wait
+  /// A running download's share, for as long as it runs. When another one goes, or the limit changes, those that wait
   /// ask again.
   class Share final {
    public:
     /// `limit` outlives the share.
-    Share(SCRateLimit& limit, Clock::time_point now) : limit_(limit), bucket_(now) {
-      limit_.shares_.push_back(this);
-      limit_.askAgain();
-    }
+    Share(SCRateLimit& limit, Clock::time_point now) : limit_(limit), bucket_(now) { limit_.shares_.push_back(this); }
     ~Share() {
       std::erase(limit_.shares_, this);
       limit_.askAgain();

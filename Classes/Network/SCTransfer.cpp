@@ -171,6 +171,7 @@ bool SCTransfer::decidePlain() {
   if (!head_.isSuccess()) return fail(SCFailure::status(head_.status));
   if (head_.status == 206) return refuseAnswer();
   if (head_.contentLength.value_or(0) > limits_.maxPlainBody) return fail(SCFailure::tooLarge());
+  if (spec_.parser) body_.reserve(static_cast<std::size_t>(head_.contentLength.value_or(0)));
   fate_ = Fate::Collect;
   return true;
 }
