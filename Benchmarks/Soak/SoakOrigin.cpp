@@ -46,8 +46,8 @@ class Answers final {
 
  private:
   void serve(const std::string& path, const std::string& bytes) {
-    origin_.route(path, [this, file = OriginFile{.bytes = bytes, .etag = "\"v1\"", .lastModified = ""}](
-                            const OriginRequest& request, OriginConnection& out) {
+    origin_.route(path, [this, file = OriginFile{.bytes = bytes, .etag = "\"v1\""}](const OriginRequest& request,
+                                                                                    OriginConnection& out) {
       const std::string half = file.bytes.substr(0, file.bytes.size() / 2);
       switch (isGood_ ? 9 : draw()) {
         case 0:

@@ -15,10 +15,6 @@
 using namespace std::chrono_literals;
 using Code = SCURLErrorCode;
 
-inline void PrintTo(Code code, std::ostream* out) {
-  *out << static_cast<int>(code);
-}
-
 /// What the handlers of one request told.
 struct Outcome {
   int ends = 0;

@@ -1,11 +1,25 @@
 #include <gtest/gtest.h>
 
-#include "FilmRecord.h"
+#include "SCJSONUtil.h"
 #include "SCNetworkResponseParser.h"
 
 namespace {
 
 using Parsed = std::variant<SCParserResult, ZRError>;
+
+/// Writes down what it is told.
+class Film final : public SCJSONRecord {
+ public:
+  std::string description() const override { return calls_; }
+  void sc_willFinishConvert(const ZRValue& refObj) override { calls_ += "end " + refObj.textValue().value_or("-"); }
+  bool setJsonField(std::string_view name, const ZRValue& value) override {
+    calls_.append(name).append("=").append(value.textValue().value_or("?")).append(", ");
+    return true;
+  }
+
+ private:
+  std::string calls_;
+};
 
 SCNetworkModelResponseParser parserFor(const std::string& target) {
   SCJSONUtil::registerModel("Film", [] { return std::make_shared<Film>(); });

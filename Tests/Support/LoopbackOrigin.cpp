@@ -84,12 +84,11 @@ void OriginConnection::respond(int status, std::string_view body, const Headers&
 void OriginConnection::respondFile(const OriginRequest& request, const OriginFile& file) {
   Headers headers{{"Accept-Ranges", "bytes"}};
   if (!file.etag.empty()) headers.emplace_back("ETag", file.etag);
-  if (!file.lastModified.empty()) headers.emplace_back("Last-Modified", file.lastModified);
   const std::string total = std::to_string(file.bytes.size());
   const std::optional<std::string> condition = request.header("If-Range");
-  const bool current = !condition || *condition == file.etag || *condition == file.lastModified;
+  const bool current = !condition || *condition == file.etag;
   const std::optional<std::size_t> start = openRangeStart(request.header("Range"));
-  if (!file.ranges || !current || !start) return respond(200, file.bytes, headers);
+  if (!current || !start) return respond(200, file.bytes, headers);
   if (*start >= file.bytes.size()) return respond(416, {}, {{"Content-Range", "bytes */" + total}});
   headers.emplace_back("Content-Range",
                        "bytes " + std::to_string(*start) + "-" + std::to_string(file.bytes.size() - 1) + "/" + total);
@@ -155,8 +154,8 @@ std::optional<OriginRequest> OriginConnection::readRequest() {
     if (got <= 0) return std::nullopt;
     unread_.append(piece.data(), static_cast<std::size_t>(got));
     if (unread_.starts_with(kTlsHandshake)) {
-      respond(400);
-      stall();
+      unread_.clear();
+      return OriginRequest{"", std::string(LoopbackOrigin::kTls), {}};
     }
   }
   std::istringstream head(unread_.substr(0, end));

@@ -44,12 +44,10 @@ class OriginGate final {
   const int fd_;  // readable once the gate is open
 };
 
-/// What `LoopbackOrigin::serveFile` says about the version of its bytes; empty texts are not sent.
+/// What `LoopbackOrigin::serveFile` serves, with its tag, quotes included; an empty one is not sent.
 struct OriginFile {
   std::string bytes{};
-  std::string etag{};          ///< quotes included
-  std::string lastModified{};  ///< an HTTP date
-  bool ranges = true;          ///< false: every answer is a 200 with everything
+  std::string etag{};
 };
 
 /// The server's end of one connection, for the handler that answers a request. A connection is kept for the next
@@ -105,12 +103,13 @@ class OriginConnection final {
 ///     });
 ///     request->setUrlString(origin.url("/a.mp4"));
 ///
-/// Routes are found by path, the query left out; an unknown path is answered by 404, and a greeting in TLS by a plain
-/// 400. Handlers run on the connection's thread; everything else may be called from any thread. The destructor ends
+/// Routes are found by path, the query left out; an unknown path is answered by 404. A greeting in TLS is a request to
+/// `kTls`. Handlers run on the connection's thread; everything else may be called from any thread. The destructor ends
 /// every connection and joins the threads.
 class LoopbackOrigin final {
  public:
   using Handler = std::function<void(const OriginRequest& request, OriginConnection& out)>;
+  static constexpr const char* kTls = "TLS";
 
   explicit LoopbackOrigin(const std::string& address = "127.0.0.1");
   ~LoopbackOrigin();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,26 +21,20 @@ class ManualRunLoop final : public ZRRunLoop {
     return loop;
   }
 
-  void post(Work work) override {
-    const std::lock_guard lock(mutex_);
-    ready_.push_back(std::move(work));
-  }
+  void post(Work work) override { (void)postDelayed(Duration::zero(), std::move(work)); }
 
   DelayedId postDelayed(Duration delay, Work work) override {
     const std::lock_guard lock(mutex_);
     const Duration bounded = std::clamp(delay, Duration::zero(), Duration::max() - now_);
-    delayed_.emplace(std::pair(now_ + bounded, ++lastId_), std::move(work));
+    waiting_.emplace(std::pair(now_ + bounded, ++lastId_), std::move(work));
     return lastId_;
   }
 
   void cancel(DelayedId id) override {
-    Work dropped;  // destroyed after the lock is released
+    decltype(waiting_)::node_type dropped;  // destroyed after the lock is released
     const std::lock_guard lock(mutex_);
-    const auto hasId = [id](const auto& entry) { return entry.first.second == id; };
-    const auto entry = std::find_if(delayed_.begin(), delayed_.end(), hasId);
-    if (entry == delayed_.end()) return;
-    dropped.swap(entry->second);
-    delayed_.erase(entry);
+    const auto found = std::ranges::find_if(waiting_, [id](const auto& entry) { return entry.first.second == id; });
+    if (found != waiting_.end()) dropped = waiting_.extract(found);
   }
 
   bool isLoopThread() const override { return thread_ == std::this_thread::get_id(); }
@@ -61,21 +54,17 @@ class ManualRunLoop final : public ZRRunLoop {
   /// How many delayed calls have neither run nor been cancelled.
   std::size_t pendingDelayed() const {
     const std::lock_guard lock(mutex_);
-    return delayed_.size();
+    const auto isLater = [this](const auto& entry) { return entry.first.first > now_; };
+    return static_cast<std::size_t>(std::ranges::count_if(waiting_, isLater));
   }
 
  private:
   bool takeNext(Duration end, Work& work) {
     const std::lock_guard lock(mutex_);
-    if (!ready_.empty()) {
-      work = std::move(ready_.front());
-      ready_.pop_front();
-      return true;
-    }
-    if (delayed_.empty() || delayed_.begin()->first.first > end) return false;
-    now_ = delayed_.begin()->first.first;
-    work = std::move(delayed_.begin()->second);
-    delayed_.erase(delayed_.begin());
+    if (waiting_.empty() || waiting_.begin()->first.first > end) return false;
+    auto next = waiting_.extract(waiting_.begin());
+    now_ = next.key().first;
+    work = std::move(next.mapped());
     return true;
   }
 
@@ -83,8 +72,7 @@ class ManualRunLoop final : public ZRRunLoop {
 
   // Any thread, under mutex_; the loop's own, which alone moves the clock, reads it without.
   mutable std::mutex mutex_;
-  std::deque<Work> ready_;
-  std::map<std::pair<Duration, DelayedId>, Work> delayed_;
+  std::map<std::pair<Duration, DelayedId>, Work> waiting_;
   DelayedId lastId_ = 0;
   Duration now_{0};
 };

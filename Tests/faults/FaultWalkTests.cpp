@@ -97,7 +97,7 @@ class FaultWalk : public ZrdlSite {
   std::string share() const { return "share v1 --album-id a1 --name movie.mp4 --lan-only --host " + origin_.url(""); }
   std::string all(const std::string& command) const { return hlsOptions() + " --max 4 " + command; }
 
-  OriginFile video_{.bytes = patternBytes(2'500'000), .etag = "\"v1\"", .lastModified = ""};
+  OriginFile video_{.bytes = patternBytes(2'500'000), .etag = "\"v1\""};
 
  private:
   static constexpr const char* kFolders[] = {"support", "movies"};

@@ -14,7 +14,7 @@ class ZrdlInterrupt : public ZrdlSite, public testing::WithParamInterface<std::s
     serveShare();
   }
 
-  const OriginFile video_{.bytes = patternBytes(400'000), .etag = "\"v\"", .lastModified = ""};
+  const OriginFile video_{.bytes = patternBytes(400'000), .etag = "\"v\""};
 };
 
 TEST_P(ZrdlInterrupt, losesNothing) {

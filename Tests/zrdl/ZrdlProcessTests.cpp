@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 /// Runs of the command whose tasks come to their end.
 class ZrdlRun : public ZrdlSite {
  protected:
-  const OriginFile original_{.bytes = patternBytes(4'000'000, 1), .etag = "\"v1\"", .lastModified = ""};
+  const OriginFile original_{.bytes = patternBytes(4'000'000, 1), .etag = "\"v1\""};
 };
 
 TEST_F(ZrdlRun, aVideoArrivesWholeAndIsToldUntilItIsRemoved) {
