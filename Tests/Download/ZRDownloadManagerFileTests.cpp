@@ -50,8 +50,9 @@ TEST_F(ZRManagerFileTest, leftoversAreSweptAtTheFirstSetup) {
 TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   manager()->setup(options());
   for (const auto& task :
-       {ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}}),
-        ZRDownloadTask::taskWithShareParams({{"vid", "v1"}, {"albumId", "a1"}, {"videoName", "m.mp4"}})}) {
+       {ZRDownloadTask::taskWithShareParams({{"vid", "v1"}, {"albumId", "a1"}, {"videoName", "m.mp4"}}),
+        ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}}),
+        ZRDownloadTask::taskWithParams({{"vid", 1}, {"site", 1}, {"version", 2}})}) {
     ASSERT_EQ(manager()->addTask(task), ZRAddTaskResult::Added);
   }
   const struct {
@@ -74,6 +75,9 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   ZRBackgroundQueue::shared().waitUntilIdle();
   for (const auto& [folder, stays, other] : cases) EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
   for (const auto& entry : fs::directory_iterator(downloadFolder())) EXPECT_FALSE(entry.is_symlink()) << entry;
+  std::string order;
+  for (const auto& task : manager()->allUnFinishTaskArr()) order += task->taskId() + " ";
+  EXPECT_EQ(order, "1 73-1 share-1 ") << "by their kinds, whatever the order of adding";
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
+#include <semaphore>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -104,4 +104,24 @@ TEST_F(ZRDefaultRunLoopTest, whatACancelledCallHeldMayCallBack) {
   EXPECT_EQ(loop_.timeUntilNext(), 0ns) << "posted by what the cancelled call held";
   loop_.drain();
   EXPECT_EQ(loop_.timeUntilNext(), std::nullopt) << "nothing of the call is left";
+}
+
+TEST_F(ZRDefaultRunLoopTest, noReplyIsLostHoweverSoonItComes) {
+  constexpr int kRounds = 300;
+  std::counting_semaphore<> asked(1);
+  int replies = 0;
+  const auto reply = [&] {
+    ++replies;
+    asked.release();
+  };
+  std::jthread replying([&] {
+    for (int round = 0; round < kRounds; ++round) {
+      asked.acquire();
+      if (round % 3 == 0) loop_.post(reply);
+      if (round % 3 == 1) loop_.postDelayed(10us, reply);
+      if (round % 3 == 2) loop_.postDelayed(2ms, reply);
+    }
+  });
+  loop_.postDelayed(1h, [] {});
+  EXPECT_TRUE(loop_.runUntil([&] { return replies == kRounds; }, ZRDefaultRunLoop::Clock::now() + 1min));
 }
