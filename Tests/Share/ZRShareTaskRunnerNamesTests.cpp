@@ -85,7 +85,8 @@ TEST_P(HostileName, isRefusedAsAVideosASubtitlesAndAsAnId) {
 INSTANTIATE_TEST_SUITE_P(ZRShareTaskRunnerNamesTest, HostileName,
                          ::testing::Values(".."s, "."s, ""s, "/"s, "a/.."s, "/.."s, "\0"s, "../v1/x"s, "../a2"s,
                                            "../other/keep"s, "a/../../x"s, "../../../mine.mkv"s, "x\0y"s,
-                                           std::string(300, 'x')));
+                                           std::string(300, 'x')),
+                         [](const auto& row) { return "name" + std::to_string(row.index); });
 
 TEST_F(ZRShareTaskRunnerNamesTest, slashesAreFoldersInsideTheTasksOwn) {
   for (const auto& [name, stored] : {std::pair("/movie", "movie"), std::pair("/etc/movie", "etc/movie"),
