@@ -56,6 +56,7 @@ constexpr std::pair<std::string_view, const char*> kTexts[] = {
     // A row.
     {"%1 of %2", "%1/%2"},
     {"%1 left", "剩余 %1"},
+    {"Video %1", "视频 %1"},
     {"Paused", "已暂停"},
     {"Waiting", "等待中"},
     {"Downloading", "下载中"},

@@ -11,7 +11,7 @@ class Chinese final : public QTranslator {
 
   bool isEmpty() const override { return false; }
 
-  /// Null, which leaves the text as it is, when there is no other.
+  /// Null when there is no translation; the text stays as it is then.
   QString translate(const char* context, const char* text, const char* disambiguation = nullptr,
                     int n = -1) const override;
 };

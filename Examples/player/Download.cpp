@@ -65,7 +65,8 @@ Download Download::of(const ZRDownloadTask& task) {
   const ZRDictionary info = task.videoInfoDic().value_or(ZRDictionary());
   Download download;
   download.id = textOf(view.id);
-  download.title = textOf(view.title == view.id ? "Video " + info["vid"].textValue().value_or(view.id) : view.title);
+  download.title = textOf(view.title);
+  if (view.title == view.id) download.title = tr("Video %1").arg(textOf(info["vid"].textValue().value_or(view.id)));
   download.state = view.state;
   download.progress = view.progress;
   download.speed = view.speed * kBytesPerKiB;

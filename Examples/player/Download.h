@@ -9,7 +9,7 @@ namespace player {
 /// What the window shows of a task, taken at one moment.
 struct Download {
   QString id;
-  QString title;  ///< what can be said when the task has none
+  QString title;  ///< the video's number when it has none
   ZRTaskState state = ZRTaskState::Paused;
   double progress = 0;   ///< fraction; 0 while the size is unknown
   double speed = 0;      ///< bytes per second
@@ -28,7 +28,7 @@ struct Download {
   /// An error that leaves it running although nothing arrives any more.
   bool isStuck() const { return isRunning() && !message.isEmpty(); }
 
-  /// Under way to an end that nobody told.
+  /// Runs while its size is unknown.
   bool isBusy() const { return isRunning() && !isStuck() && size <= 0; }
   bool canPause() const { return isRunning() || state == ZRTaskState::Waiting; }
   bool canResume() const { return isFailed() || state == ZRTaskState::Paused; }
@@ -36,7 +36,7 @@ struct Download {
   friend bool operator==(const Download&, const Download&) = default;
 };
 
-// Texts of a row; they end where its columns do.
+// The texts of a row.
 
 /// "Downloading", "Nothing arrives", "Waiting", "Paused", "Failed" or "Finished".
 QString stateText(const Download& download);
@@ -47,7 +47,7 @@ QString detailText(const Download& download);
 /// Speed and time left while it runs; empty otherwise.
 QString paceText(const Download& download);
 
-/// The whole row in one sentence, for who hears it.
+/// The whole row in one sentence, for screen readers.
 QString spokenText(const Download& download);
 
 }  // namespace player

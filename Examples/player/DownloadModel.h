@@ -13,8 +13,8 @@ namespace player {
 /// The manager's tasks as rows: those that were there first in the order of their time stamps, then new ones as they
 /// come. A row keeps its place while its task goes from state to state.
 ///
-/// The library tells of tasks that are added or finished. The rest is looked up twice a second while a task runs, and
-/// whenever somebody says that something has changed. Thread of the main loop only.
+/// The library tells of every change of a state or a list, and of every error. Progress is looked up twice a second
+/// while a task runs. Thread of the main loop only.
 class DownloadModel final : public QAbstractListModel {
   Q_OBJECT
 

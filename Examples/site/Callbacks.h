@@ -16,7 +16,7 @@ class Callbacks final {
   Callbacks(const Callbacks&) = delete;
   Callbacks& operator=(const Callbacks&) = delete;
 
-  /// Options of `setup`, in use until the library's end: that comes before the end of this.
+  /// The options of `setup` that hold the callbacks. The library uses them until it ends, so it must end before this.
   ZRDictionary options();
 
   /// Ends what decrypts, on threads that answer the library; to be called before the library ends.

@@ -9,7 +9,7 @@ class Error;
 
 namespace zrdl {
 
-/// What is wrong with a command line, in one line that ends, and in our words where the parser's are hard to
+/// What is wrong with a command line, as one line with its line break; in our words where the parser's are hard to
 /// understand.
 std::string complaint(const CLI::App* app, const CLI::Error& error);
 

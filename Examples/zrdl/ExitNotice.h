@@ -17,8 +17,8 @@ struct RemovalFolders {
   bool areInUse() const;
 };
 
-/// Tells on standard error what takes so long, should the process not have ended after `patience` because folders are
-/// still being deleted. To be called when all else is done.
+/// Tells on standard error that folders are still being deleted, if the process has not ended after `patience`. Call it
+/// when all else is done.
 void explainSlowExit(const RemovalFolders& folders,
                      std::chrono::milliseconds patience = std::chrono::milliseconds(500));
 

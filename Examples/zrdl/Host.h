@@ -28,8 +28,8 @@ class Host final {
   /// Whether the library could open its database; if not, the reporter was told so.
   bool hasStore() const noexcept { return hasStore_; }
 
-  /// The failure that the library logs while `work` runs; empty when it logs none. To people it is the caller's to
-  /// tell.
+  /// The failure that the library logs while `work` runs; empty when it logs none. A reporter for people does not show
+  /// it: the caller does.
   std::string failureOf(const std::function<void()>& work);
 
  private:

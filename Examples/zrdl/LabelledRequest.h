@@ -6,7 +6,7 @@
 
 namespace zrdl {
 
-/// A request, and how it is told to the user while there is no task of it.
+/// A request, and how it is named to the user before there is a task.
 struct LabelledRequest : site::TaskRequest {
   std::string label{};
   std::size_t line = 0;  ///< of the batch that it stands in; 0 when it stands in none

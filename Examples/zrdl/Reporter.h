@@ -44,7 +44,7 @@ class Reporter {
   virtual void finished(const TaskView& task) = 0;
   virtual void errored(const TaskView& task, const ZRError& error) = 0;
 
-  /// An error after which the library lets the task stand.
+  /// An error that leaves the task executing.
   virtual void failure(const TaskView& task, const ZRError& error) = 0;
 
   /// `failure` is what the library told of the task last, if it told anything.
@@ -57,7 +57,7 @@ class Reporter {
   /// A stored task, for a list of them.
   virtual void listed(const TaskView& task) = 0;
 
-  /// Whether `log` is to have failures that are told in another way as well.
+  /// Whether `log` wants records of failures, too, that are told in another way.
   virtual bool wantsEveryRecord() const { return false; }
 
   /// A record of the library's log.

@@ -94,8 +94,8 @@ void Session::taskFinished(const std::shared_ptr<ZRDownloadTask>& task) {
   reporter_.finished(TaskView::of(*task));
 }
 
-/// Settles right after the failure: one that stops every task would replace the errors of those that failed before. A
-/// task that the library left executing may still be told to stall.
+/// Settles the errored tasks at once: a later failure that stops every task would replace their errors by its own. A
+/// task that executes on is told of, and may be told to stall later.
 void Session::taskFailed(const std::shared_ptr<ZRDownloadTask>& task) {
   settleErrored();
   const bool isOpen = std::any_of(open_.begin(), open_.end(), [&](const Entry& entry) { return entry.task == task; });
