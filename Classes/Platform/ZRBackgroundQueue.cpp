@@ -1,5 +1,6 @@
 #include "ZRBackgroundQueue.h"
 
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -84,7 +85,11 @@ void ZRBackgroundQueue::runThread() {
     work_.pop_front();
     busy_ = true;
     lock.unlock();
-    work();
+    try {
+      work();
+    } catch (const std::bad_alloc&) {
+      // ends this piece of work, not the host
+    }
     work = nullptr;  // what it holds goes before the queue counts as idle
     lock.lock();
     busy_ = false;

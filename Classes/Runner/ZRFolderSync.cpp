@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <vector>
 
@@ -85,23 +86,31 @@ void syncWayTo(fs::path folder) {
   }
 }
 
-}  // namespace
-
-std::optional<ZRError> ZRFolderSync::makeDurable(const std::string& folder) {
+std::optional<ZRError> syncEverything(const std::string& folder) {
   const ZRFileDescriptor opened = openFolder(folder);
   if (!opened) return failed("open folder", errno);
   const std::optional<Contents> contents = contentsOf(folder);
   if (!contents) return failed("read folder", EIO);
-  if (contents->files.size() > kFewFiles && syncFileSystem(opened.get())) return std::nullopt;
+  if (contents->files.size() > ZRFolderSync::kFewFiles && syncFileSystem(opened.get())) return std::nullopt;
 
   std::optional<ZRError> failure;
   for (const std::string& file : contents->files) {
     if (auto lost = syncFile(opened.get(), file)) failure = std::move(lost);
   }
-  for (const std::string& inner : contents->folders) syncNames(folder + "/" + inner);
+  for (const std::string& inner : contents->folders) ZRFolderSync::syncNames(folder + "/" + inner);
   if (const int error = sync(opened.get(), ::fsync); error != 0) failure = failed("sync folder", error);
   syncWayTo(folder);
   return failure;
+}
+
+}  // namespace
+
+std::optional<ZRError> ZRFolderSync::makeDurable(const std::string& folder) {
+  try {
+    return syncEverything(folder);
+  } catch (const std::bad_alloc&) {
+    return failed("sync folder", ENOMEM);
+  }
 }
 
 void ZRFolderSync::makeFileDurable(const std::string& path) {
