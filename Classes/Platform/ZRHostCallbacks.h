@@ -33,9 +33,9 @@ class ZRRequestHandlerFor final : public ZRRequestHandler {
   ///@{
   ZRRequestHandlerFor() = default;
   template <class Callable>
-  requires(std::same_as<std::remove_cvref_t<Callable>, ZRRequestHandler> ||
-           !std::derived_from<std::remove_cvref_t<Callable>, ZRRequestHandler>) ZRRequestHandlerFor(Callable&& callable)
-      : ZRRequestHandler(std::forward<Callable>(callable)) {}
+  requires(std::same_as<Callable, ZRRequestHandler> || !std::derived_from<Callable, ZRRequestHandler>)
+      ZRRequestHandlerFor(Callable callable)
+      : ZRRequestHandler(std::move(callable)) {}
   ///@}
 };
 

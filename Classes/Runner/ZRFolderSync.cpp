@@ -97,7 +97,7 @@ std::optional<ZRError> syncEverything(const std::string& folder) {
   for (const std::string& file : contents->files) {
     if (auto lost = syncFile(opened.get(), file)) failure = std::move(lost);
   }
-  for (const std::string& inner : contents->folders) ZRFolderSync::syncNames(folder + "/" + inner);
+  for (const std::string& inner : contents->folders) ZRFolderSync::syncNames(fs::path(folder) / inner);
   if (const int error = sync(opened.get(), ::fsync); error != 0) failure = failed("sync folder", error);
   syncWayTo(folder);
   return failure;
