@@ -80,7 +80,9 @@ class M3u8Fixture : public RunnerFixture {
     }
   }
 
-  static ZRDictionary params(int version = 1) { return {{"aid", 3}, {"vid", 7}, {"site", 1}, {"version", version}}; }
+  static ZRDictionary params(int version = 1) {
+    return {{"aid", 3}, {"vid", "7"}, {"site", 1}, {"version", version}, {"albumPic", "http://a"}};
+  }
   static std::shared_ptr<Runner> add() { return addTaskOf<Runner>(params()); }
 
   std::size_t requestsTo(const std::string& path) const { return origin_.requestsTo(path).size(); }

@@ -1,5 +1,4 @@
 #include "M3u8Fixture.h"
-#include "ZRM3u8Rules.h"
 
 namespace {
 
@@ -28,6 +27,7 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, walksFromTheIdToAPlayableFolder) {
     out.respond(200, "encrypted");
   });
   const auto task = add();
+  EXPECT_EQ(manager()->fullMoviePathWithTaskId("1"), std::nullopt);
   ASSERT_TRUE(runUntil([&] { return task->isFinished() && fs::exists(file("7-1.jpg")); }));
 
   auto requests = origin_.requests();
@@ -67,12 +67,6 @@ TEST_F(ZRM3u8TaskRunnerNetworkTest, nothingEmptyIsSentAndNothingThatIsThereIsFet
   EXPECT_EQ(requestsTo("/t.jpg"), 0U);
   const OriginRequest playlist = origin_.requests().back();
   EXPECT_EQ(std::tuple(playlist.target, playlist.header("Cookie")), std::tuple("/p.m3u8?a=1", std::nullopt));
-}
-
-TEST_F(ZRM3u8TaskRunnerNetworkTest, keyIsAppendedWithoutLookingForAQuery) {
-  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p?a=1&", "K"), "http://h/p?a=1&mkey=K");
-  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p.m3u8", "K"), "http://h/p.m3u8&mkey=K");
-  EXPECT_EQ(ZRM3u8Rules::urlWithMkey("http://h/p?a=1&", ""), "http://h/p?a=1&");
 }
 
 TEST_F(ZRM3u8TaskRunnerNetworkTest, failedDecryptionIsRepeatedAtLastWithANewRecord) {

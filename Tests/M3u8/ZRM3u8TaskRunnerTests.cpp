@@ -18,19 +18,6 @@ TEST_F(ZRM3u8TaskRunnerTest, refusesParametersOneAfterTheOther) {
   expectRefused<Runner>(params(-1), "视频version不合法");
 }
 
-TEST_F(ZRM3u8TaskRunnerTest, namesAndDictionaryFollowFromTheParameters) {
-  const auto task =
-      Runner::taskWithParams({{"aid", 3}, {"vid", "7"}, {"site", 1}, {"version", 21}, {"albumPic", "http://a"}});
-  task->setPkid(5);
-  EXPECT_EQ(std::tuple(task->taskId(), task->localRelativeFilePath()), std::tuple("5", "7-21/7-21.local.m3u8"));
-  EXPECT_EQ(task->remainedFailedRetryTimes(), 3);
-  EXPECT_EQ(task->debugDescription(), "【vid:7,aid:3,ts:0,order:0,ac:0.000000,name:(null)】");
-  const ZRDictionary info = *task->videoInfoDic();
-  EXPECT_EQ(info["version"], ZRValue(21));
-  EXPECT_EQ(std::prev(info.end())->first, "albumCover");
-  EXPECT_FALSE(Runner::taskWithParams(params())->videoInfoDic()->contains("albumCover"));
-}
-
 TEST_F(ZRM3u8TaskRunnerTest, albumsAreTasksOfThisKindWithTheSameIdAboveNothing) {
   const auto inAlbum = [](int aid) {
     return Runner::taskWithParams({{"aid", aid}, {"vid", 7}, {"site", 1}, {"version", 1}});
@@ -109,7 +96,7 @@ TEST_F(ZRM3u8TaskRunnerTest, taskWithoutARecordAnswersEverything) {
     const auto task = std::make_shared<Runner>();
     EXPECT_TRUE(!task->videoInfoDic() && task->currentDownloadProgress() == 0);
     EXPECT_EQ(task->localFullFilePath(), downloadFolder() + "/0-0/0-0.local.m3u8");
-    EXPECT_EQ(task->description(), "【vid:0,aid:0,ts:0】");
+    EXPECT_EQ(task->debugDescription(), "【vid:0,aid:0,ts:0,order:0,ac:0.000000,name:(null)】");
     EXPECT_EQ(task->sqlValueForKey("albumPic") + task->sqlValueForKey("taskState"), "(null)(null)");
     task->setValueForKey(phase, "executingPhase");
     task->resume();  // without store, agent and callbacks
@@ -143,7 +130,7 @@ TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseIdsFromTheRecordDamageFromN
   restart({{"max_concurrent_count", 0}});  // the end of a waiting task's process writes its row
   ASSERT_TRUE(
       update("UPDATE task_meta_tb SET executingPhase = 2, currentSegment = 9, vid = 55, timestamp = 11.5, "
-             "activeTimestamp = 22.5, albumPic = 'pic' WHERE pkid = 1"));
+             "activeTimestamp = 22.5 WHERE pkid = 1"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET executingPhase = 3 WHERE pkid = 2"));
   ASSERT_TRUE(update("UPDATE task_meta_tb SET videoInfo = '', executingPhase = NULL WHERE pkid = 3"));
   ASSERT_TRUE(
@@ -155,7 +142,7 @@ TEST_F(ZRM3u8TaskRunnerTest, stateFollowsFromThePhaseIdsFromTheRecordDamageFromN
   const auto finished = manager()->allFinishedTaskArr()[0];
   EXPECT_TRUE(finished->isFinished() && finished->taskId() == "2");
   const auto task = unfinishedOf<Runner>();
-  EXPECT_TRUE(task->isPaused() && *task->albumPic().string() == "pic");
+  EXPECT_TRUE(task->isPaused() && (*task->videoInfoDic())["albumCover"] == ZRValue("http://a"));
   EXPECT_EQ(std::tuple(task->timestamp(), task->activeTimestamp()), std::tuple(11.5, 22.5));
   EXPECT_EQ(std::tuple(task->currentSegment(), task->vid(), task->remainedFailedRetryTimes()), std::tuple(9, 7, 3));
   const auto without = unfinishedOf<Runner>(1);

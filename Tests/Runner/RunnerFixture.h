@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -75,10 +76,20 @@ class RunnerFixture : public LibraryFixture {
     });
   }
 
+  /// Answers nothing, and counts in `ended_` the connections that the library ends.
+  void serveUntilEnded(LoopbackOrigin& origin, const std::string& path) {
+    origin.route(path, [this](const OriginRequest&, OriginConnection& out) {
+      out.stall();
+      ++ended_;
+      loop_->post([] {});
+    });
+  }
+
   static void fillDisk() { setFreeBytes(std::uint64_t{1} << 30); }
 
   DiskProbe disk_;
   OriginGate gate_;  // outlives the origins, whose threads wait for it
+  std::atomic<int> ended_ = 0;
   const ZRError diskFull_{ZRErrorCode::DiskFull, "磁盘空间不足"};
   const ZRError connectionLost_{ZRErrorCode::ConnectionLost, "失去网络连接"};
   const ZRError unreachable_{ZRErrorCode::CannotReachServer, "无法连接到服务器"};
