@@ -23,6 +23,7 @@ class ZRDownloadManagerTest : public LibraryFixture {
 TEST_F(ZRDownloadManagerTest, optionsAreReplacedAndTouchNoTask) {
   EXPECT_EQ(manager()->maxConcurrentOperationCount(), 3);
   setupWithSlots(1);
+  EXPECT_TRUE(logged(0, "成功打开数据库:" + downloadFolder() + "/zrdownloadkit.db"));
   const auto running = add("a");
   const auto waiting = add("b");
   const auto db = manager()->db();

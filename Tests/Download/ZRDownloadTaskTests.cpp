@@ -3,6 +3,7 @@
 #include "LibraryFixture.h"
 #include "ManualRunLoop.h"
 #include "ProbeTask.h"
+#include "ZRWeakProxy.h"
 
 namespace {
 
@@ -74,7 +75,11 @@ TEST_F(ZRDownloadTaskTest, speedIsTheMeanOfTheLastThreeSeconds) {
   task_->setTaskState(Waiting);
   EXPECT_EQ(std::tuple(task_->currentDownloadSpeed(), manual_->pendingDelayed()), std::tuple(0, 0U));
   task_->setTaskState(Executing);
+  const auto proxy = ZRWeakProxy<ProbeTask>::weakProxyWithTarget(task_);
+  EXPECT_EQ(std::tuple(proxy.forward(&ProbeTask::taskId), proxy.description()), std::tuple("t", "t"));
   task_.reset();
+  proxy.forward(&ProbeTask::preloadVideoInfoIfNeed);
+  EXPECT_EQ(std::tuple(proxy.forward(&ProbeTask::taskId), proxy.description()), std::tuple("", std::nullopt));
   manual_->advance(milliseconds(5000));  // harmless after the task
   EXPECT_EQ(manual_->pendingDelayed(), 0U);
 }
@@ -96,8 +101,6 @@ TEST_F(ZRDownloadTaskTest, taskOfNoRunnerIsInertAndRefused) {
   EXPECT_EQ(manager()->addTask(bare), ZRAddTaskResult::Refused);
   bare->forceError({ZRErrorCode::DiskFull, ""});
   EXPECT_TRUE(bare->isPaused() && !bare->err());
-  bare->setPkid(-7);
-  EXPECT_EQ(bare->taskId(), "-7");
 }
 
 }  // namespace

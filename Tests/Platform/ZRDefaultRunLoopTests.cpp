@@ -22,20 +22,6 @@ class ZRDefaultRunLoopTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ZRDefaultRunLoopTest, aTurnIsWhatWasDueWhenItBegan) {
-  loop_.post([this] {
-    loop_.post(say("b"));
-    loop_.postDelayed(-1s, say("c"));
-  });
-  loop_.post(say("a"));
-  loop_.drain();
-  EXPECT_EQ(said_, "a");
-  EXPECT_EQ(loop_.timeUntilNext(), 0ns);
-  loop_.drain();
-  EXPECT_EQ(said_, "abc");
-  EXPECT_EQ(loop_.timeUntilNext(), std::nullopt);
-}
-
 TEST_F(ZRDefaultRunLoopTest, wakeupTellsOfEveryEdgeOnce) {
   int wakeups = 0;
   loop_.setWakeup([&] { ++wakeups; });

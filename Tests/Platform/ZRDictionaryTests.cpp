@@ -9,12 +9,3 @@ TEST(ZRDictionary, keepsTheOrderInWhichKeysWereFirstSet) {
   EXPECT_EQ(dictionary, (ZRDictionary{{"b", 3}, {"a", 4}, {"c", "x"}}));
   EXPECT_FALSE(dictionary == (ZRDictionary{{"a", 4}, {"b", 3}, {"c", "x"}}));
 }
-
-TEST(ZRDictionary, anAbsentValueRemovesAndTheNullMarkerStays) {
-  ZRDictionary dictionary{{"gone", ZRValue()}, {"a", 1}, {"b", 2}};
-  dictionary.set("a", ZRValue());
-  dictionary.set("b", ZRValue::null());
-  dictionary.remove("unknown");
-  EXPECT_EQ(dictionary, (ZRDictionary{{"b", ZRValue::null()}}));
-  EXPECT_FALSE(dictionary.contains("a") || !dictionary["a"].isAbsent());
-}

@@ -22,13 +22,6 @@ TEST(ZRKeyedArchive, restoresWhatWasArchived) {
   }
 }
 
-TEST(ZRKeyedArchive, readsValuesAtTheWidthOfTheirField) {
-  const auto bytes = ZRKeyedArchive::encode({{"part", 0x1'0000'0007}, {"pkid", "12"}, {"isVip", 2}, {"other", 1}});
-  const auto restored = ZRKeyedArchive::unarchive<FieldRecord>(bytes);
-  ASSERT_TRUE(restored);
-  EXPECT_EQ(std::tuple(restored->part, restored->pkid, restored->isVip), std::tuple(7, 12, true));
-}
-
 TEST(ZRKeyedArchive, encodesScalarsAndLeavesOutTheRest) {
   const ZRDictionary scalars{{"z", ZRValue::null()}, {"u", 300U}, {"d", -0.1}, {"b", ZRValue::Bytes{1, 0}}};
   ZRDictionary map = scalars;

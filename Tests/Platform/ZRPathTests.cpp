@@ -7,20 +7,17 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 TEST(ZRPath, appendPutsOneSlashBetweenComponents) {
-  EXPECT_EQ(ZRPath::append("/base", "v/123"), "/base/v/123");
   EXPECT_EQ(ZRPath::append("/base//", "//v//123/"), "/base/v/123");
   EXPECT_EQ(ZRPath::append("/base", "/etc/passwd"), "/base/etc/passwd");
-  EXPECT_EQ(ZRPath::append("/base", "../x"), "/base/../x");
   EXPECT_EQ(ZRPath::append("/base/", ""), "/base/");
   EXPECT_EQ(ZRPath::append("/", "x"), "/x");
-  EXPECT_EQ(ZRPath::append("", "x/y"), "x/y");
 }
 
 TEST(ZRPath, isBelowResolvesDotsAsText) {
   for (const char* path : {"/base/task/a", "/base//task/./a/../b/", "/../base/task/..."}) {
     EXPECT_TRUE(ZRPath::isBelow(path, "/base/task/")) << path;
   }
-  for (const auto path : {"/base/task"sv, "/base/task/a/.."sv, "/base/task/../other"sv, "/base/task-other/a"sv,
+  for (const auto path : {"/base/task/."sv, "/base/task/a/.."sv, "/base/task/../other"sv, "/base/task-other/a"sv,
                           "base/task/a"sv, "/base/task/a\0b"sv, ""sv}) {
     EXPECT_FALSE(ZRPath::isBelow(path, "/base/task/")) << path;
   }
