@@ -94,8 +94,7 @@ class NetworkFixture : public testing::Test {
     return outcome;
   }
 
-  template <class Predicate>
-  [[nodiscard]] bool runUntil(Predicate predicate) {
+  [[nodiscard]] bool runUntil(const std::function<bool()>& predicate) {
     return loop_->runUntil(predicate, ZRDefaultRunLoop::Clock::now() + 20s);
   }
 

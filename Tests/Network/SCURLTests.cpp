@@ -37,12 +37,3 @@ TEST(SCURL, theLogSeesNoKeys) {
   EXPECT_EQ(SCURL::forLog("http://h/a@b"), "http://h/a@b");
   EXPECT_EQ(SCURL::forLog("no address?k"), "no address");
 }
-
-TEST(SCURL, aHeaderLineCannotBeBrokenApart) {
-  EXPECT_EQ(SCURL::headerLine("Cookie", "a=1; b=\"中\""), "Cookie: a=1; b=\"中\"");
-  EXPECT_EQ(SCURL::headerLine("X-Empty", ""), "X-Empty: ");
-  for (const char* name : {"", "A B", "A:", "A\r\nB", "中"}) EXPECT_EQ(SCURL::headerLine(name, "v"), "") << name;
-  for (const std::string& value : {std::string("v\r\nX: y"), std::string("v\n"), std::string("v\0w", 3)}) {
-    EXPECT_EQ(SCURL::headerLine("A", value), "");
-  }
-}

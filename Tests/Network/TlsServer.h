@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -17,20 +16,15 @@ class TlsServer final {
         "cd " + folder + R"( && exec 2>/dev/null && openssl ecparam -name prime256v1 -genkey -out key
       make() { openssl req -x509 -key key -subj "/CN=$1" -out "$1.pem" -addext "subjectAltName=IP:$2" $3; }
       make ca 127.0.0.3 && make selfSigned 127.0.0.1 && make good 127.0.0.1 '-CA ca.pem -CAkey key' &&
-      make wrongName 127.0.0.2 '-CA ca.pem -CAkey key' && cp good.pem expired.pem)";
+      make wrongName 127.0.0.2 '-CA ca.pem -CAkey key')";
     return std::system(script.c_str()) == 0;
   }
 
   TlsServer(const std::string& folder, const std::string& certificate, const std::string& body)
       : server_((folder + "/" + certificate + ".pem").c_str(), (folder + "/key").c_str()) {
-    SSL_CTX* const context = server_.ssl_context();
-    X509* const shown = SSL_CTX_get0_certificate(context);
-    if (certificate == "expired") X509_gmtime_adj(X509_getm_notAfter(shown), -1);
-    X509_sign(shown, SSL_CTX_get0_privatekey(context), EVP_sha256());
-    SSL_CTX_set_alpn_select_cb(context, preferHttp2, nullptr);
+    SSL_CTX_set_alpn_select_cb(server_.ssl_context(), preferHttp2, nullptr);
     server_.set_keep_alive_max_count(1);
-    server_.Get("/a", [this, body](const httplib::Request&, httplib::Response& response) {
-      ++requests_;
+    server_.Get("/a", [body](const httplib::Request&, httplib::Response& response) {
       response.set_content(body, "video/mp4");
     });
     port_ = server_.bind_to_any_port("127.0.0.1");
@@ -45,7 +39,6 @@ class TlsServer final {
   TlsServer& operator=(const TlsServer&) = delete;
 
   std::string url() const { return "https://127.0.0.1:" + std::to_string(port_) + "/a"; }
-  int requests() const { return requests_; }
 
  private:
   static int preferHttp2(SSL*, const unsigned char** chosen, unsigned char* size, const unsigned char* offered,
@@ -56,7 +49,6 @@ class TlsServer final {
     return found == OPENSSL_NPN_NEGOTIATED ? SSL_TLSEXT_ERR_OK : SSL_TLSEXT_ERR_NOACK;
   }
 
-  std::atomic<int> requests_ = 0;
   httplib::SSLServer server_;
   int port_ = 0;
   std::thread thread_;

@@ -21,13 +21,9 @@ Watch& watch() {
   return *kept;
 }
 
-std::string pathOf(int fd) {
-  std::error_code gone;
-  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), gone);
-}
-
 int syncWatched(long call, int fd) {
-  const std::string path = pathOf(fd);
+  std::error_code gone;
+  const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), gone);
   DiskProbe::Hook hook;
   {
     const std::lock_guard lock(watch().mutex);

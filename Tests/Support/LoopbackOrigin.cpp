@@ -9,7 +9,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -55,10 +54,8 @@ std::string OriginRequest::path() const {
 }
 
 std::optional<std::string> OriginRequest::header(std::string_view name) const {
-  for (const auto& [field, value] : headers) {
-    if (field.size() == name.size() && ::strncasecmp(field.data(), name.data(), name.size()) == 0) return value;
-  }
-  return std::nullopt;
+  const auto found = std::ranges::find(headers, name, [](const auto& field) { return field.first; });
+  return found != headers.end() ? std::optional(found->second) : std::nullopt;
 }
 
 OriginGate::OriginGate() : fd_(::eventfd(0, EFD_CLOEXEC)) {
@@ -227,11 +224,6 @@ std::vector<OriginRequest> LoopbackOrigin::requestsTo(std::string_view path) con
 bool LoopbackOrigin::waitForRequests(std::size_t count, std::chrono::milliseconds deadline) const {
   std::unique_lock lock(mutex_);
   return arrived_.wait_for(lock, deadline, [&] { return requests_.size() >= count; });
-}
-
-std::size_t LoopbackOrigin::connections() const {
-  const std::lock_guard lock(mutex_);
-  return threads_.size();
 }
 
 std::uint16_t LoopbackOrigin::refusedPort() {

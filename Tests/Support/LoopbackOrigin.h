@@ -23,7 +23,7 @@ struct OriginRequest {
   /// `target` without its query.
   std::string path() const;
 
-  /// The first header field of that name (any case); nothing when it was not sent.
+  /// The first header field of exactly that name; nothing when it was not sent.
   std::optional<std::string> header(std::string_view name) const;
 };
 
@@ -133,9 +133,6 @@ class LoopbackOrigin final {
 
   /// Waits until at least `count` requests arrived; false when `deadline` passed first.
   bool waitForRequests(std::size_t count, std::chrono::milliseconds deadline = std::chrono::seconds(20)) const;
-
-  /// Connections accepted so far.
-  std::size_t connections() const;
 
   /// A port of the same address that refuses connections as long as this origin lives.
   std::uint16_t refusedPort();

@@ -32,7 +32,6 @@ class ProbeTask final : public ZRDownloadTask {
   }
   void resume() override {
     ZRDownloadTask::resume();
-    ++resumes;
     if (onResume) onResume();
   }
   void switch2Finish() override { setTaskState(ZRTaskState::Finished); }
@@ -57,7 +56,6 @@ class ProbeTask final : public ZRDownloadTask {
   int preloads = 0;
   int syncs = 0;
   int stateSets = 0;
-  int resumes = 0;
   int cleans = 0;
 
  private:

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -13,14 +12,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// One call that fails: its name, which use of it, and the error's number, 0 for the end of the process there.
-struct Fault {
-  std::string call;
-  unsigned at = 0;
-  int error = 0;
-
-  std::string text() const { return call + ":" + std::to_string(at) + ":" + std::to_string(error); }
-};
+/// One call that fails, as CALL:N:ERRNO: its name, which use of it, and the error's number, 0 for the end of the
+/// process there.
+using Fault = std::string;
 
 /// What the system may say to a call.
 const std::map<std::string, std::vector<int>, std::less<>> kErrors{
@@ -49,15 +43,6 @@ std::string setting(const char* name, const char* otherwise = "") {
 void runSetting(const char* name) {
   const std::string command = setting(name);
   EXPECT_TRUE(command.empty() || std::system(command.c_str()) == 0) << command;
-}
-
-/// Each `count`-th of them, from the first on.
-template <class T>
-std::vector<T> sampleOf(const std::vector<T>& all, std::size_t count) {
-  if (all.size() <= count) return all;
-  std::vector<T> sample;
-  for (std::size_t at = 0; at < count; ++at) sample.push_back(all[at * all.size() / count]);
-  return sample;
 }
 
 }  // namespace
@@ -89,7 +74,7 @@ class FaultWalk : public ZrdlSite {
     for (const char* const folder : kFolders) fs::copy(home_ / folder, home_.path() / "kept" / folder, kDeep);
     for (const Fault& fault : faultsOf(command)) {
       const std::string verdict = verdictOf(command, fault);
-      if (!verdict.empty()) ADD_FAILURE() << fault.text() << " " << verdict << told_;
+      if (!verdict.empty()) ADD_FAILURE() << fault << " " << verdict << told_;
     }
   }
 
@@ -126,11 +111,7 @@ class FaultWalk : public ZrdlSite {
 
   std::vector<Fault> faultsOf(const std::string& command) {
     const std::string wish = setting("ZR_FAULT_WALK");
-    if (const std::size_t colon = wish.find(':'); colon != std::string::npos) {
-      char* end = nullptr;
-      const auto at = static_cast<unsigned>(std::strtoul(wish.c_str() + colon + 1, &end, 10));
-      return {{wish.substr(0, colon), at, std::atoi(end + 1)}};
-    }
+    if (wish.find(':') != std::string::npos) return {wish};
     EXPECT_EQ(run(command, ""), 0) << told_;
     const std::string bytes = readFile(home_ / "counts");
     std::vector<Fault> faults;
@@ -142,13 +123,16 @@ class FaultWalk : public ZrdlSite {
       const std::vector<int> errors = wish == "kill" ? std::vector<int>{0} : kErrors.at(call);
       for (unsigned at = 1; at <= count; ++at) {
         for (std::size_t error = 0; error < errors.size(); ++error) {
-          if (wish == "all" || error == at % errors.size()) faults.push_back({call, at, errors[error]});
+          if (wish != "all" && error != at % errors.size()) continue;
+          faults.push_back(call + ":" + std::to_string(at) + ":" + std::to_string(errors[error]));
         }
       }
     }
     const std::size_t size = std::stoul(setting("ZR_FAULT_SAMPLE", wish == "all" ? "1000000" : "60"));
-    faults = sampleOf(faults, size);
-    if (isCut_) faults.resize(faults.size() + size, {"any", 1'000'000, 0});  // after the end
+    const std::size_t kept = std::min(size, faults.size());  // spread over the whole story
+    for (std::size_t at = 0; at < kept; ++at) faults[at] = faults[at * faults.size() / kept];
+    faults.resize(kept);
+    if (isCut_) faults.resize(kept + size, "any:1000000:0");  // after the end
     return faults;
   }
 
@@ -159,11 +143,11 @@ class FaultWalk : public ZrdlSite {
       fs::copy(home_.path() / "kept" / folder, home_ / folder, kDeep);
     }
     EXPECT_TRUE(!isCut_ || std::system(("sync -f " + home_.path().string()).c_str()) == 0);
-    const int status = run(command, fault.text());
+    const int status = run(command, fault);
     if (isCut_ && status != kKilled) runSetting("ZR_FAULT_CUT");
     runSetting("ZR_FAULT_MOUNT");
     if (status == -1) return "hangs";
-    if (status >= 1000 && !(status == kKilled && fault.error == 0)) return "ends by a signal";
+    if (status >= 1000 && !(status == kKilled && fault.ends_with(":0"))) return "ends by a signal";
     if (stalled_) return "stalls";
     if (status == 1 && mute_) return "fails without a word";
     const Json before = rows();
