@@ -209,7 +209,8 @@ TEST_F(SCNetworkAgentTest, trustsTheHostsAuthorityAlone) {
                                          {"good", ""},
                                          {"good", "missing.pem"},
                                          {"wrongName", "ca.pem"},
-                                         {"selfSigned", "ca.pem"}}) {
+                                         {"selfSigned", "ca.pem"},
+                                         {"expired", "ca.pem"}}) {
     SCOPED_TRACE(std::string(shown) + authority);
     const bool isTrusted = shown == std::string("good") && authority == std::string("ca.pem");
     const TlsServer server(folder_.path(), shown, body_);

@@ -16,13 +16,17 @@ class TlsServer final {
         "cd " + folder + R"( && exec 2>/dev/null && openssl ecparam -name prime256v1 -genkey -out key
       make() { openssl req -x509 -key key -subj "/CN=$1" -out "$1.pem" -addext "subjectAltName=IP:$2" $3; }
       make ca 127.0.0.3 && make selfSigned 127.0.0.1 && make good 127.0.0.1 '-CA ca.pem -CAkey key' &&
-      make wrongName 127.0.0.2 '-CA ca.pem -CAkey key')";
+      make wrongName 127.0.0.2 '-CA ca.pem -CAkey key' && cp good.pem expired.pem)";
     return std::system(script.c_str()) == 0;
   }
 
   TlsServer(const std::string& folder, const std::string& certificate, const std::string& body)
       : server_((folder + "/" + certificate + ".pem").c_str(), (folder + "/key").c_str()) {
-    SSL_CTX_set_alpn_select_cb(server_.ssl_context(), preferHttp2, nullptr);
+    SSL_CTX* const context = server_.ssl_context();
+    X509* const shown = SSL_CTX_get0_certificate(context);
+    if (certificate == "expired") X509_gmtime_adj(X509_getm_notAfter(shown), -1);
+    X509_sign(shown, SSL_CTX_get0_privatekey(context), EVP_sha256());
+    SSL_CTX_set_alpn_select_cb(context, preferHttp2, nullptr);
     server_.set_keep_alive_max_count(1);
     server_.Get("/a", [body](const httplib::Request&, httplib::Response& response) {
       response.set_content(body, "video/mp4");
