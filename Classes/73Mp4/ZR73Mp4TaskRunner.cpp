@@ -1,12 +1,14 @@
 #include "ZR73Mp4TaskRunner.h"
 
+#include "ZROptions.h"
+
 std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::taskWithParams(const ZRDictionary& params) {
   return initWithParams(params);
 }
 
 std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::initWithParams(const ZRDictionary& params) {
-  const std::int64_t vid = params["vid"].int64Value();
-  const std::int32_t version = params["version"].int32Value();
+  const std::int64_t vid = params[kZRParamVid].int64Value();
+  const std::int32_t version = params[kZRParamVersion].int32Value();
   if (vid < 1) {
     log(ZRLogLevel::Failure, "视频vid不合法");
     return nullptr;
@@ -18,7 +20,7 @@ std::shared_ptr<ZR73Mp4TaskRunner> ZR73Mp4TaskRunner::initWithParams(const ZRDic
   auto task = std::make_shared<ZR73Mp4TaskRunner>();
   task->vid_ = vid;
   task->version_ = version;
-  task->cover_ = ZRText::fromValue(params["cover"]);
+  task->cover_ = ZRText::fromValue(params[kZRParamCover]);
   return task;
 }
 

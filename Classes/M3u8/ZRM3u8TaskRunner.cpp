@@ -2,16 +2,18 @@
 
 #include <utility>
 
+#include "ZROptions.h"
+
 std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::taskWithParams(const ZRDictionary& params) {
   return initWithParams(params);
 }
 
 std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithParams(const ZRDictionary& params) {
   auto info = std::make_shared<ZRDownloadVideoInfo>();
-  info->setVideoId(params["vid"].int64Value());
-  info->setAid(params["aid"].int64Value());
-  info->setSite(params["site"].int32Value());
-  info->setVersion(params["version"].int32Value());
+  info->setVideoId(params[kZRParamVid].int64Value());
+  info->setAid(params[kZRParamAid].int64Value());
+  info->setSite(params[kZRParamSite].int32Value());
+  info->setVersion(params[kZRParamVersion].int32Value());
   const char* const refusal = info->videoId() < 1   ? "视频vid不合法"
                               : info->site() < 1    ? "视频site不合法"
                               : info->version() < 1 ? "视频version不合法"
@@ -21,7 +23,7 @@ std::shared_ptr<ZRM3u8TaskRunner> ZRM3u8TaskRunner::initWithParams(const ZRDicti
     return nullptr;
   }
   auto task = initWithVideoInfo(std::move(info));
-  task->albumPic_ = ZRText::fromValue(params["albumPic"]);
+  task->albumPic_ = ZRText::fromValue(params[kZRParamAlbumPic]);
   return task;
 }
 
