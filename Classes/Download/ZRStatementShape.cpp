@@ -4,10 +4,12 @@
 #include <charconv>
 #include <utility>
 
+#include "ZRAscii.h"
+
 namespace {
 
 bool isNameCharacter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+  return ZRAscii::isLetter(c) || ZRAscii::isDigit(c) || c == '_';
 }
 
 /// Walks along a statement. Each step takes what it is named after, or nothing and says false.

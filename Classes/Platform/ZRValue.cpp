@@ -7,15 +7,13 @@
 #include <type_traits>
 #include <utility>
 
+#include "ZRAscii.h"
+
 namespace {
 
 constexpr auto kMaxSigned = std::numeric_limits<std::int64_t>::max();
 constexpr auto kMinSigned = std::numeric_limits<std::int64_t>::min();
 constexpr auto kMaxUnsigned = std::numeric_limits<std::uint64_t>::max();
-
-bool isDigit(char character) {
-  return character >= '0' && character <= '9';
-}
 
 std::string_view withoutLeadingSpace(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
@@ -64,7 +62,7 @@ bool isTiny(std::string_view numeral) {
 double doubleIn(std::string_view text) {
   const auto [negative, rest] = leadingNumeral(text);
   const std::string_view digits = rest.substr(rest.starts_with('.') ? 1 : 0);
-  if (digits.empty() || !isDigit(digits.front())) return 0;  // "inf" and "nan" are no decimal numbers
+  if (digits.empty() || !ZRAscii::isDigit(digits.front())) return 0;  // "inf" and "nan" are no decimal numbers
   double number = 0;
   const auto parsed = std::from_chars(rest.data(), rest.data() + rest.size(), number);
   if (parsed.ec == std::errc::result_out_of_range) {
