@@ -1,6 +1,7 @@
 #include "ZRDownloadManager.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "SCNetworkAgent.h"
@@ -71,10 +72,12 @@ double listTimestamp(const ZRDownloadTask& task, const ZRTaskList& tasks) {
 
 /// Whether one of the tasks lies in the folder, or does not tell where it lies.
 bool mayHaveFilesIn(const std::string& folder, const ZRTaskList& tasks) {
+  const std::array bases{ZRDownloadManager::downloadBasePath(), ZRDownloadManager::downloadShareBasePath()};
   return std::ranges::any_of(tasks, [&](const auto& task) {
     const std::optional<std::string> file = task->localRelativeFilePath();
-    return !file || ZRPath::isBelow(ZRPath::append(ZRDownloadManager::downloadBasePath(), *file), folder) ||
-           ZRPath::isBelow(ZRPath::append(ZRDownloadManager::downloadShareBasePath(), *file), folder);
+    return !file || std::ranges::any_of(bases, [&](const std::string& base) {
+      return ZRPath::isBelow(ZRPath::append(base, *file), folder);
+    });
   });
 }
 
