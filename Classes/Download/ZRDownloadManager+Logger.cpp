@@ -53,5 +53,5 @@ ZRLoggerHandler ZRDownloadManager::loggerHandler() const {
 void ZRDownloadManager::setLoggerHandler(ZRLoggerHandler handler) {
   const std::lock_guard lock(callbackMutex_);
   loggerHandler_.swap(handler);
-  hasLogger_.store(static_cast<bool>(loggerHandler_), std::memory_order_relaxed);
+  lowestHeard_.store(loggerHandler_ ? loggerLevel_ : kNobodyListens, std::memory_order_relaxed);
 }

@@ -54,11 +54,18 @@ ZRLoggerHandler loggerOf(const ZRDictionary& options) {
   return handler != nullptr ? *handler : ZRLoggerHandler();
 }
 
+/// The lowest level that is delivered; a number beyond the levels counts as the one next to it.
+unsigned loggerLevelOf(const ZRDictionary& options) {
+  constexpr auto kHighest = static_cast<std::uint64_t>(ZRLogLevel::Failure);
+  return static_cast<unsigned>(std::min(options[kZROptionLoggerLevel.name].uint64Value(), kHighest));
+}
+
 bool isOption(std::string_view key) {
   constexpr std::string_view kOptions[] = {
-      kZROptionFetchMkeyHandler.name,   kZROptionDecryptionHandler.name, kZROptionFetch73InfoHandler.name,
-      kZROptionLoggerHandler.name,      kZROptionReportHandler.name,     kZROptionIgnoreH265.name,
-      kZROptionMaxConcurrentCount.name, kZROptionMaxBytesPerSecond.name, kZROptionM3u8CdnParams.name,
+      kZROptionFetchMkeyHandler.name, kZROptionDecryptionHandler.name,  kZROptionFetch73InfoHandler.name,
+      kZROptionLoggerHandler.name,    kZROptionLoggerLevel.name,        kZROptionReportHandler.name,
+      kZROptionIgnoreH265.name,       kZROptionMaxConcurrentCount.name, kZROptionMaxBytesPerSecond.name,
+      kZROptionM3u8CdnParams.name,
   };
   return std::find(std::begin(kOptions), std::end(kOptions), key) != std::end(kOptions);
 }
@@ -122,6 +129,7 @@ void ZRDownloadManager::setup(ZRDictionary options) {
 void ZRDownloadManager::applyOptions(ZRDictionary options) {
   setFetchMkeyHandler(handlerOf(options, kZROptionFetchMkeyHandler));
   setDecryptionHandler(handlerOf(options, kZROptionDecryptionHandler));
+  loggerLevel_ = loggerLevelOf(options);
   setLoggerHandler(loggerOf(options));
   ignoreH265_ = options[kZROptionIgnoreH265.name].boolValue();
   setFetch73InfoHandler(handlerOf(options, kZROptionFetch73InfoHandler));

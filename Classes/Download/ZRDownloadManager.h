@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -89,6 +90,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   /// | "fetch_mky_handler" | `ZRFetchMkeyHandler`; without it an HLS task waits for its key for ever |
   /// | "decryption_handler" | `ZRDecryptionHandler` |
   /// | "logger_handler" | `ZRLoggerHandler`; without it nothing is logged anywhere |
+  /// | "logger_level" | the lowest `ZRLogLevel` that is delivered; absent: all are |
   /// | "ignore_h265" | boolean, kept for the host to read |
   /// | "fetch_73Info_Handler" | `ZRFetch73InfoHandler`; without it an MP4 task waits for its metadata for ever |
   /// | "max_concurrent_count" | the limit, of which 8 bits count; no task is started or stopped by it here |
@@ -194,11 +196,12 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   // ZRDownloadManager+Logger.cpp
 
   /// Hands a record to the host's logger, on the caller's thread. `format` is a printf format, "%@" standing for an
-  /// object's description; a format that does not fit its arguments makes no record. A null tag is the empty one. Any
-  /// thread, also while the logger is replaced: a record that is under way may still reach the old one.
+  /// object's description; a format that does not fit its arguments makes no record. A null tag is the empty one. A
+  /// record below "logger_level" costs next to nothing: its arguments are not looked at. Any thread, also while the
+  /// logger is replaced: a record that is under way may still reach the old one.
   template <class... Args>
   void log(ZRLogLevel level, const char* tag, const char* format, const Args&... args) {
-    if (!hasLogger_.load(std::memory_order_relaxed)) return;
+    if (static_cast<unsigned>(level) < lowestHeard_.load(std::memory_order_relaxed)) return;
     const std::array<ZRLogArgument, sizeof...(Args)> arguments{ZRLogArgument(args)...};
     logArguments(level, tag, format, arguments);
   }
@@ -236,6 +239,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   ZRReportHandler reportHandler() const;
 
   // ZRDownloadManager+Logger.cpp
+  static constexpr unsigned kNobodyListens = std::numeric_limits<unsigned>::max();
   void logArguments(ZRLogLevel level, const char* tag, const char* format, std::span<const ZRLogArgument> arguments);
 
   // ZRDownloadManager+SwitchTask.cpp
@@ -249,6 +253,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   // What the host has set.
   std::uint8_t maxConcurrentOperationCount_ = 3;
   bool ignoreH265_ = false;
+  unsigned loggerLevel_ = 0;
   ZRFetchMkeyHandler fetchMkeyHandler_;
   ZRDecryptionHandler decryptionHandler_;
   ZRFetch73InfoHandler fetch73InfoHandler_;
@@ -269,5 +274,5 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
   mutable std::mutex callbackMutex_;
   ZRDictionary opts_;
   ZRLoggerHandler loggerHandler_;
-  std::atomic<bool> hasLogger_ = false;  // spares the lock where nobody listens
+  std::atomic<unsigned> lowestHeard_ = kNobodyListens;  // spares lock and text of the records that nobody hears
 };

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "ZRDictionary.h"
@@ -20,7 +21,13 @@ struct ZROptionKey final {
   const char* name;  ///< as the options hold it
 
   /// The entry of the options.
-  ZRDictionary::Entry operator=(Value value) const { return {name, ZRValue(std::move(value))}; }
+  ZRDictionary::Entry operator=(Value value) const {
+    if constexpr (std::is_enum_v<Value>) {
+      return {name, ZRValue(static_cast<std::underlying_type_t<Value>>(value))};
+    } else {
+      return {name, ZRValue(std::move(value))};
+    }
+  }
 
   /// The name, for an entry of another form.
   operator std::string() const { return name; }
@@ -32,6 +39,7 @@ inline constexpr ZROptionKey<ZRFetchMkeyHandler> kZROptionFetchMkeyHandler{"fetc
 inline constexpr ZROptionKey<ZRDecryptionHandler> kZROptionDecryptionHandler{"decryption_handler"};
 inline constexpr ZROptionKey<ZRFetch73InfoHandler> kZROptionFetch73InfoHandler{"fetch_73Info_Handler"};
 inline constexpr ZROptionKey<ZRLoggerHandler> kZROptionLoggerHandler{"logger_handler"};
+inline constexpr ZROptionKey<ZRLogLevel> kZROptionLoggerLevel{"logger_level"};
 inline constexpr ZROptionKey<ZRReportHandler> kZROptionReportHandler{"cc_report_handler"};
 inline constexpr ZROptionKey<bool> kZROptionIgnoreH265{"ignore_h265"};
 inline constexpr ZROptionKey<int> kZROptionMaxConcurrentCount{"max_concurrent_count"};

@@ -43,6 +43,7 @@ Host::Host(const Options& options, site::Answers answers, Reporter& reporter)
   if (!options.cdn.empty()) setup.set("m3u8_cdn_params", cdnParameters(options));
   if (options.max) setup.set("max_concurrent_count", *options.max);
   setup.set("max_bytes_per_second", options.limitRate);
+  if (!reporter.wantsEveryRecord()) setup.set("logger_level", kFailureLevel);
   hasStore_ = failureOf([&] { manager_->setup(setup); }).empty();
   if (!hasStore_) tellWhyThereIsNoStore();
 }

@@ -65,8 +65,8 @@ void HumanReporter::listed(const TaskView& task) {
   showLine(line);
 }
 
-void HumanReporter::log(std::uint64_t level, std::string_view, std::string_view msg) {
-  if (level != kFailureLevel || msg == kAbsentObject) return;
+void HumanReporter::log(std::uint64_t, std::string_view, std::string_view msg) {
+  if (msg == kAbsentObject) return;
   if (msg != lastFailure_) showDiagnostic("zrdl: failure: " + printable(msg));
   lastFailure_ = msg;
 }

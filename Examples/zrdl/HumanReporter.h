@@ -19,7 +19,7 @@ class HumanReporter : public Reporter {
   void removed(const TaskView& task) override;
   void listed(const TaskView& task) override;
 
-  /// Shows failures alone, and one that is tried again and again only once.
+  /// Shows a failure that is tried again and again only once.
   void log(std::uint64_t level, std::string_view tag, std::string_view msg) override;
   void report(std::uint64_t stype, std::int32_t version) override;
   void note(std::string_view text) override;

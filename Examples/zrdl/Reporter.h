@@ -57,10 +57,10 @@ class Reporter {
   /// A stored task, for a list of them.
   virtual void listed(const TaskView& task) = 0;
 
-  /// Whether `log` wants records of failures, too, that are told in another way.
+  /// Whether `log` wants records of every level, and of failures, too, that are told in another way.
   virtual bool wantsEveryRecord() const { return false; }
 
-  /// A record of the library's log.
+  /// A record of the library's log; one of a failure unless every record is wanted.
   virtual void log(std::uint64_t level, std::string_view tag, std::string_view msg) = 0;
 
   /// A usage report of the library.

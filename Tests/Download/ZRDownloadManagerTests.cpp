@@ -156,11 +156,30 @@ TEST_F(ZRDownloadManagerTest, recordsOfAnotherThreadReachALogger) {
   EXPECT_EQ(heard, 2 * kRecords);
 }
 
-TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormats) {
-  struct Undescribed {
-    std::string description() const { throw std::logic_error("described without a logger"); }
+TEST_F(ZRDownloadManagerTest, recordsThatNobodyHearsAreNotMade) {
+  struct Described {
+    std::string& levels;
+    unsigned level;
+    std::string description() const { return levels += std::to_string(level), ""; }
   };
-  manager()->log(Trace, nullptr, "%@", Undescribed());
+  const auto madeOf = [](const std::optional<ZRDictionary>& options) {
+    std::string made;
+    if (options) manager()->setup(*options);
+    for (const auto level : {0U, 1U, 2U}) manager()->log(ZRLogLevel{level}, nullptr, "%@", Described{made, level});
+    return made;
+  };
+  EXPECT_EQ(madeOf(std::nullopt) + madeOf(ZRDictionary{}), "") << "without a logger";
+  const std::pair<ZRValue, const char*> cases[] = {{2, "2"},   {{}, "012"}, {1, "12"}, {"2", "2"},   {0, "012"},
+                                                   {300, "2"}, {-1, "012"}, {1, "12"}, {"no", "012"}};
+  for (const auto& [level, made] : cases) {
+    EXPECT_EQ(madeOf(options({{"logger_level", level}})), made) << level.textValue().value_or("absent");
+  }
+  manager()->setup(options({kZROptionLoggerLevel = Failure}));
+  manager()->setLoggerHandler([](const ZRDictionary&, const ZRValue&) {});
+  EXPECT_EQ(madeOf(std::nullopt), "2") << "another logger at the same level";
+}
+
+TEST_F(ZRDownloadManagerTest, recordsRenderTheirFormats) {
   std::vector<ZRDictionary> records;
   manager()->setLoggerHandler([&records](const ZRDictionary& record, const ZRValue& reserved) {
     EXPECT_TRUE(reserved.isNull());
