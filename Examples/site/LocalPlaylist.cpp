@@ -44,6 +44,47 @@ const char* whyUnusable(std::string_view line) {
   return found == kUnusableTags.end() ? nullptr : found->reason;
 }
 
+/// Whether an address that holds this text behind its last slash holds it as it stands: a name and perhaps a query, no
+/// dot segment, nothing to encode.
+bool isPlainName(std::string_view text) {
+  constexpr std::string_view kPlain = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_.~?=&";
+  if (text.empty() || text.front() == '.' || text.front() == '?' || text.back() == '?') return false;
+  return text.find_first_not_of(kPlain) == std::string_view::npos;
+}
+
+/// Resolves the references of one playlist, whose text must outlive it. Plain names behind the same text lie in the
+/// same folder, so that only the first of them is parsed as an address.
+class References final {
+ public:
+  explicit References(std::string_view base) : base_(base) {}
+
+  /// The web address that the reference means; empty when it means none.
+  std::string webAddress(std::string_view reference) {
+    const std::size_t nameAt = reference.find_last_of('/') + 1;  // 0 without a slash
+    const std::string_view before = reference.substr(0, nameAt);
+    const std::string_view name = reference.substr(nameAt);
+    const bool isPlain = isPlainName(name);
+    if (isPlain && !folder_.empty() && before == before_) return folder_ + std::string(name);
+    std::string address = resolvedUrl(base_, reference);
+    if (!isWebAddress(address)) return "";
+    if (isPlain) learn(before, name, address);
+    return address;
+  }
+
+ private:
+  /// Keeps the folder, unless the name stands for something else in the address.
+  void learn(std::string_view before, std::string_view name, std::string_view address) {
+    const bool isWhole = before.find('\0') == std::string_view::npos;  // libcurl reads no further
+    if (!isWhole || !address.ends_with(name)) return;
+    before_ = before;
+    folder_ = address.substr(0, address.size() - name.size());
+  }
+
+  std::string_view base_;
+  std::string_view before_;
+  std::string folder_;  // the address of what lies behind `before_`; empty at first
+};
+
 std::string noAddress(std::string_view line) {
   return "the segment address " + std::string(line) + " is no web address";
 }
@@ -54,6 +95,7 @@ std::variant<LocalPlaylist, std::string> LocalPlaylist::of(std::string_view play
   if (playlist.starts_with(kByteOrderMark)) playlist.remove_prefix(kByteOrderMark.size());
   if (takeLine(playlist) != "#EXTM3U") return "the file is not a playlist";
   LocalPlaylist local{.text = "#EXTM3U\n", .segments = {}};
+  References references(base);
   while (!playlist.empty()) {
     const std::string_view line = takeLine(playlist);
     if (line.empty() || line.front() == '#') {
@@ -61,8 +103,8 @@ std::variant<LocalPlaylist, std::string> LocalPlaylist::of(std::string_view play
       local.text.append(line).append("\n");
       continue;
     }
-    std::string address = resolvedUrl(base, line);
-    if (!isWebAddress(address)) return noAddress(line);
+    std::string address = references.webAddress(line);
+    if (address.empty()) return noAddress(line);
     local.text += std::to_string(local.segments.size()) + ".ts\n";
     local.segments.push_back(std::move(address));
   }

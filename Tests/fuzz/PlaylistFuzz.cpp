@@ -12,7 +12,14 @@ void fuzz(std::string_view input) {
     expect(!std::get<std::string>(result).empty(), "a refusal says why");
     return;
   }
-  for (const std::string& segment : local->segments) expect(site::isWebAddress(segment), "a segment is on the web");
+  (void)takeLine(input);  // its header
+  std::vector<std::string> alone;
+  while (!input.empty()) {
+    const auto one = site::LocalPlaylist::of("#EXTM3U\n" + std::string(takeLine(input)), base);
+    if (const auto* const segment = std::get_if<site::LocalPlaylist>(&one)) alone.push_back(segment->segments.front());
+  }
+  expect(local->segments == alone, "a reference means the same whatever is beside it");
+  for (const std::string& segment : alone) expect(site::isWebAddress(segment), "a segment is on the web");
   std::size_t index = 0;
   for (std::string_view rest = local->text; !rest.empty();) {
     const std::string_view line = takeLine(rest);

@@ -25,6 +25,23 @@ TEST(LocalPlaylist, addressesBecomeFilesAndTagsStay) {
                                       "http://h/p/l.m3u8?y", "http://h/p/%e6%bc%94%20%e7%a4%ba.ts"}));
 }
 
+TEST(LocalPlaylist, referencesMeanTogetherWhatEachMeansAlone) {
+  using namespace std::string_literals;
+  const std::string references[] = {"0.ts",       "1.ts",        "2.ts?k=v",    "3.ts?",    "?q",       "..",
+                                    ".h",         "p.m3u8#4.ts", "a%2e",        "a b",      "b/0.ts",   "1.ts",
+                                    "http://e/0", "http://e/1",  "http://e/?q", "http://e", "http://h", "//e",
+                                    "//h",        "#/",          "x/",          "x\0/x"s,   "x\0/y"s};
+  std::string playlist = "#EXTM3U\n";
+  std::vector<std::string> alone;
+  for (const std::string& reference : references) {
+    playlist += reference + "\n";
+    const auto result = LocalPlaylist::of("#EXTM3U\n" + reference, "http://h/p/l.m3u8");
+    if (const auto* local = std::get_if<LocalPlaylist>(&result)) alone.push_back(local->segments.front());
+  }
+  EXPECT_EQ(alone.size(), std::size(references) - 1) << "all but a comment";
+  EXPECT_EQ(std::get<LocalPlaylist>(LocalPlaylist::of(playlist, "http://h/p/l.m3u8")).segments, alone);
+}
+
 TEST(LocalPlaylist, whatIsNoPlainPlaylistIsRefusedWithAReason) {
   const std::string head = "#EXTM3U\n#EXTINF:2,\n";
   const std::pair<std::string, std::string> cases[] = {
