@@ -23,10 +23,6 @@ std::span<const ZRField<ZR73Mp4TaskRunner>> ZR73Mp4TaskRunner::fields() {
 }
 
 const ZRTaskTable& ZR73Mp4TaskRunner::taskTable() {
-  static const ZRTaskTable table("task_73_meta_tb", zrColumnsOf<ZR73Mp4TaskRunner>(), "vid,version");
+  static const ZRTaskTable table("task_73_meta_tb", zrColumnsOf<ZR73Mp4TaskRunner>(), {"vid", "version"});
   return table;
-}
-
-std::optional<std::string> ZR73Mp4TaskRunner::queryPrimaryKeySQL() const {
-  return taskTable().queryPrimaryKeySQL(vid_, version_);
 }

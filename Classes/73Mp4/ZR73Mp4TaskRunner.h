@@ -59,7 +59,6 @@ class ZR73Mp4TaskRunner final : public ZRTabledTaskRunner<ZR73Mp4TaskRunner, ZR7
   static const ZRTaskTable& taskTable();
   static constexpr ZR73Mp4Phase kFinishedPhase = ZR73Mp4Phase::Mp4PhaseFinished;
   static constexpr const char* kLoadedLogFormat = "73:%lu/%lu";
-  std::optional<std::string> queryPrimaryKeySQL() const override;
   static std::span<const ZRField<ZR73Mp4TaskRunner>> fields();
 
  private:

@@ -1,17 +1,6 @@
 #include "ZRArchivedText.h"
 #include "ZRM3u8TaskRunner.h"
 
-namespace {
-
-constexpr std::string_view kTaskTable = "task_meta_tb";
-constexpr std::string_view kTSInfoTable = "ts_meta_tb";
-
-std::string deleteTSWhere(const std::string& condition) {
-  return "DELETE from " + std::string(kTSInfoTable) + " WHERE " + condition;
-}
-
-}  // namespace
-
 std::span<const ZRField<ZRM3u8TaskRunner>> ZRM3u8TaskRunner::fields() {
   using Self = ZRM3u8TaskRunner;
   using enum ZRColumnType;
@@ -40,17 +29,13 @@ std::span<const ZRField<ZRM3u8TaskRunner>> ZRM3u8TaskRunner::fields() {
 }
 
 const ZRTaskTable& ZRM3u8TaskRunner::taskTable() {
-  static const ZRTaskTable table(kTaskTable, zrColumnsOf<ZRM3u8TaskRunner>(), "vid,version");
+  static const ZRTaskTable table("task_meta_tb", zrColumnsOf<ZRM3u8TaskRunner>(), {"vid", "version"});
   return table;
 }
 
 void ZRM3u8TaskRunner::setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db) {
   ZRTabledTaskRunner::setupWithDB(db);
   setupTable(db, tsInfoTable());
-}
-
-std::optional<std::string> ZRM3u8TaskRunner::queryPrimaryKeySQL() const {
-  return taskTable().queryPrimaryKeySQL(vid(), version());
 }
 
 bool ZRM3u8TaskRunner::_cleanTSAndTaskInDB() {
@@ -65,37 +50,31 @@ const std::string& ZRM3u8TaskRunner::archivedVideoInfo() const {
 
 const ZRTaskTable& ZRM3u8TaskRunner::tsInfoTable() {
   using enum ZRColumnType;
-  static const ZRTaskTable table(kTSInfoTable, {{"idx", Integer}, {"task_id", Integer}, {"url", Text}}, "task_id,idx");
+  static const ZRTaskTable table("ts_meta_tb", {{"idx", Integer}, {"task_id", Integer}, {"url", Text}},
+                                 {"task_id", "idx"});
   return table;
 }
 
 std::optional<std::string> ZRM3u8TaskRunner::insertTsInfoSQLWithIdx(std::int64_t idx, std::int64_t taskId,
                                                                     const std::string& base64Url) {
   if (base64Url.empty()) return std::nullopt;
-  return "INSERT INTO " + std::string(kTSInfoTable) + " (idx,task_id,url) VALUES (" + std::to_string(idx) + "," +
-         std::to_string(taskId) + ",'" + base64Url + "')";
+  return tsInfoTable().insertRowSQL({std::to_string(idx), std::to_string(taskId), "'" + base64Url + "'"});
 }
 
 std::string ZRM3u8TaskRunner::queryTSUrlSQLWithTaskId(std::int64_t taskId, std::int64_t idx) {
-  return "SELECT url from " + std::string(kTSInfoTable) + " WHERE task_id = " + std::to_string(taskId) +
-         " and idx = " + std::to_string(idx);
+  return tsInfoTable().querySQL("url", {std::to_string(taskId), std::to_string(idx)});
 }
 
 std::string ZRM3u8TaskRunner::deleteTSSQLWithTaskId(const std::string& taskId, std::int64_t idx) {
-  return deleteTSWhere("task_id = " + taskId + " and idx = " + std::to_string(idx));
+  return tsInfoTable().deleteSQL({taskId, std::to_string(idx)});
 }
 
 std::string ZRM3u8TaskRunner::deleteAllTSSQLWithTaskId(std::int64_t taskId) {
-  return deleteTSWhere("task_id = " + std::to_string(taskId));
+  return tsInfoTable().deleteSQL({std::to_string(taskId)});
 }
 
 std::string ZRM3u8TaskRunner::deleteAllTSSQLWithTaskIds(const std::vector<std::int64_t>& taskIds) {
-  std::string list;
-  for (const std::int64_t taskId : taskIds) {
-    if (!list.empty()) list += ',';
-    list += std::to_string(taskId);
-  }
-  return deleteTSWhere("task_id IN ( " + list + " )");
+  return tsInfoTable().deleteAnySQL(taskIds);
 }
 
 void ZRM3u8TaskRunner::updateAllTsURL(const std::vector<std::string>& urls) {

@@ -93,7 +93,6 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
   static constexpr ZRM3u8Phase kFinishedPhase = ZRM3u8Phase::PhaseFinished;
   static constexpr const char* kLoadedLogFormat = "m3:%lu/%lu";
   static void setupWithDB(const std::shared_ptr<ZRDownloadDataBaseProtocol>& db);
-  std::optional<std::string> queryPrimaryKeySQL() const override;
   static std::span<const ZRField<ZRM3u8TaskRunner>> fields();
 
   // ZRM3u8TaskRunner+ORM.cpp: the addresses of the segments that are not on disk yet, Base64 on one line.

@@ -31,12 +31,20 @@ std::string ZRTaskRunner::sqlValueForKey(std::string_view column) const {
   return ZRTaskTable::sqlValue(valueForKey(column), ZRColumnType::None);
 }
 
+ZRTaskTable::ValueForKey ZRTaskRunner::fieldValues() const {
+  return [this](std::string_view column) { return valueForKey(column); };
+}
+
 std::optional<std::string> ZRTaskRunner::insertCurrentTaskSQL() const {
-  return table().insertSQL([this](std::string_view column) { return valueForKey(column); });
+  return table().insertSQL(fieldValues());
 }
 
 std::optional<std::string> ZRTaskRunner::updateTaskStatusSQL() const {
-  return table().updateSQL([this](std::string_view column) { return valueForKey(column); }, pkid());
+  return table().updateSQL(fieldValues(), pkid());
+}
+
+std::optional<std::string> ZRTaskRunner::queryPrimaryKeySQL() const {
+  return table().queryPrimaryKeySQL(fieldValues());
 }
 
 std::string ZRTaskRunner::deleteTaskSQL() const {

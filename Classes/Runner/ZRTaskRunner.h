@@ -63,7 +63,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   // Nothing when a text cannot stand in a statement.
   std::optional<std::string> insertCurrentTaskSQL() const;
   std::optional<std::string> updateTaskStatusSQL() const;
-  virtual std::optional<std::string> queryPrimaryKeySQL() const = 0;
+  virtual std::optional<std::string> queryPrimaryKeySQL() const;
   std::string deleteTaskSQL() const;
 
  protected:
@@ -166,6 +166,7 @@ class ZRTaskRunner : public ZRDownloadTask {
   struct Finish {};
 
   void folderSynced(const std::optional<ZRError>& failure);
+  ZRTaskTable::ValueForKey fieldValues() const;
   bool writeRow(std::string first = {});
 
   std::uint64_t executingPhase_ = 0;

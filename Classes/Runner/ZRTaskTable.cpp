@@ -81,10 +81,20 @@ std::string text(std::initializer_list<std::string_view> pieces) {
   return joined;
 }
 
+/// Whether the value can stand in a statement: a text has to end where its literal does.
+bool canStand(const ZRValue& value) {
+  const std::string* const text = value.asText();
+  return text == nullptr || (text->find('\'') == std::string::npos && text->find('\0') == std::string::npos);
+}
+
 }  // namespace
 
-ZRTaskTable::ZRTaskTable(std::string_view name, ZRColumnMap columns, std::string_view keyColumns)
-    : name_(name), columns_(std::move(columns)), keyColumns_(keyColumns) {}
+ZRTaskTable::ZRTaskTable(std::string_view name, ZRColumnMap columns, std::array<std::string_view, 2> keyColumns)
+    : name_(name), columns_(std::move(columns)), keyColumns_(keyColumns) {
+  std::string names;
+  for (const ZRColumn& column : columns_) append(names, column.name);
+  insertHead_ = text({"INSERT INTO ", name_, " (", names, ") VALUES ("});
+}
 
 std::string ZRTaskTable::createTableSQLWithColumns(const ZRColumnMap& columns, std::string_view tname) {
   std::string definitions;
@@ -93,39 +103,71 @@ std::string ZRTaskTable::createTableSQLWithColumns(const ZRColumnMap& columns, s
 }
 
 std::string ZRTaskTable::createIndexSQL() const {
-  return text({"CREATE INDEX IF NOT EXISTS ", name_, "_key ON ", name_, " (", keyColumns_, ")"});
-}
-
-std::string ZRTaskTable::queryAllTasksSQL() const {
-  return text({"SELECT * from ", name_});
-}
-
-std::string ZRTaskTable::deleteTasksSQL(const std::vector<std::int64_t>& pkids) const {
-  std::string list;
-  for (const std::int64_t pkid : pkids) append(list, std::to_string(pkid));
-  return text({"DELETE from ", name_, " WHERE pkid IN ( ", list, " )"});
+  const auto& [first, second] = keyColumns_;
+  return text({"CREATE INDEX IF NOT EXISTS ", name_, "_key ON ", name_, " (", first, ",", second, ")"});
 }
 
 std::string ZRTaskTable::deleteTaskSQL(std::int64_t pkid) const {
   return text({"DELETE from ", name_, " WHERE pkid = ", std::to_string(pkid)});
 }
 
-std::string ZRTaskTable::queryPrimaryKeySQL(std::int64_t vid, std::int32_t version) const {
-  return text(
-      {"SELECT pkid from ", name_, " WHERE vid = ", std::to_string(vid), " and version = ", std::to_string(version)});
+std::string ZRTaskTable::deleteInSQL(std::string_view column, const std::vector<std::int64_t>& values) const {
+  std::string list;
+  for (const std::int64_t value : values) append(list, std::to_string(value));
+  return text({"DELETE from ", name_, " WHERE ", column, " IN ( ", list, " )"});
+}
+
+std::string ZRTaskTable::whereKeysAre(Texts head, Texts keys) const {
+  std::string sql;
+  sql.reserve(128);  // once: a segment has two such statements
+  for (const std::string_view piece : head) sql += piece;
+  std::string_view word = " WHERE ";
+  auto column = keyColumns_.begin();
+  for (const std::string_view key : keys) {
+    sql.append(std::exchange(word, " and ")).append(*column++).append(" = ").append(key);
+  }
+  return sql;
+}
+
+std::string ZRTaskTable::querySQL(std::string_view column, Texts keys) const {
+  return whereKeysAre({"SELECT ", column, " from ", name_}, keys);
+}
+
+std::string ZRTaskTable::deleteSQL(Texts keys) const {
+  return whereKeysAre({"DELETE from ", name_}, keys);
+}
+
+std::optional<std::string> ZRTaskTable::queryPrimaryKeySQL(const ValueForKey& valueForKey) const {
+  std::array<std::string, 2> keys;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const ZRValue value = valueForKey(keyColumns_[i]);
+    if (value.isAbsent() || !canStand(value)) return std::nullopt;
+    appendValue(keys[i], value, ZRColumnType::None);
+  }
+  return querySQL("pkid", {keys[0], keys[1]});
+}
+
+std::string ZRTaskTable::insertRowSQL(Texts values) const {
+  std::string sql;
+  sql.reserve(512);  // once: a playlist has many addresses
+  sql += insertHead_;
+  std::string_view separator;
+  for (const std::string_view value : values) sql.append(std::exchange(separator, ",")).append(value);
+  sql += ')';
+  return sql;
 }
 
 std::optional<std::string> ZRTaskTable::insertSQL(const ValueForKey& valueForKey) const {
-  std::string names;
-  std::string values;
+  std::string sql = insertHead_;
+  std::string_view separator;
   for (const ZRColumn& column : columns_) {
     const ZRValue value = valueForKey(column.name);
-    if (value.asText() != nullptr && !isQuotable(*value.asText())) return std::nullopt;
-    append(names, column.name);
-    append(values, {});
-    appendValue(values, value, column.type);
+    if (!canStand(value)) return std::nullopt;
+    sql.append(std::exchange(separator, ","));
+    appendValue(sql, value, column.type);
   }
-  return text({"INSERT INTO ", name_, " (", names, ") VALUES (", values, ")"});
+  sql += ')';
+  return sql;
 }
 
 std::optional<std::string> ZRTaskTable::updateSQL(const ValueForKey& valueForKey, std::int64_t pkid) const {
@@ -133,19 +175,16 @@ std::optional<std::string> ZRTaskTable::updateSQL(const ValueForKey& valueForKey
   char separator = ' ';
   for (const ZRColumn& column : columns_) {
     const ZRValue value = valueForKey(column.name);
-    if (value.asText() != nullptr && !isQuotable(*value.asText())) return std::nullopt;
+    if (!canStand(value)) return std::nullopt;
     sql.append(1, std::exchange(separator, ',')).append(column.name).append(" = ");
     appendValue(sql, value, column.type);
   }
-  return sql.append(" WHERE pkid = ").append(std::to_string(pkid));
+  sql.append(" WHERE pkid = ").append(std::to_string(pkid));
+  return sql;
 }
 
 std::string ZRTaskTable::sqlValue(const ZRValue& value, ZRColumnType type) {
   std::string sql;
   appendValue(sql, value, type);
   return sql;
-}
-
-bool ZRTaskTable::isQuotable(std::string_view text) {
-  return text.find('\'') == std::string_view::npos && text.find('\0') == std::string_view::npos;
 }

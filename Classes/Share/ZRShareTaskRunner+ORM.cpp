@@ -22,12 +22,12 @@ std::span<const ZRField<ZRShareTaskRunner>> ZRShareTaskRunner::fields() {
 }
 
 const ZRTaskTable& ZRShareTaskRunner::taskTable() {
-  static const ZRTaskTable table("task_share_meta_tb", zrColumnsOf<ZRShareTaskRunner>(), "vid,aid");
+  static const ZRTaskTable table("task_share_meta_tb", zrColumnsOf<ZRShareTaskRunner>(), {"vid", "aid"});
   return table;
 }
 
 std::optional<std::string> ZRShareTaskRunner::queryPrimaryKeySQL() const {
-  if (!vid() || !aid() || !ZRTaskTable::isQuotable(*vid()) || !ZRTaskTable::isQuotable(*aid())) return std::nullopt;
-  return "SELECT pkid from " + std::string(taskTable().name()) + " WHERE vid = '" + *vid() + "' and aid = '" + *aid() +
-         "' ";
+  std::optional<std::string> sql = ZRTabledTaskRunner::queryPrimaryKeySQL();
+  if (sql) *sql += ' ';
+  return sql;
 }

@@ -64,6 +64,7 @@ TEST_F(ZRShareTaskRunnerTest, sameVideoInTwoAlbumsIsTwoTasks) {
   const auto first = add(params());
   const auto second = add(params({{"albumId", "a2"}}));
   EXPECT_EQ(manager()->addTask(Runner::taskWithParams(params())), ZRAddTaskResult::Exists);
+  EXPECT_EQ(second->queryPrimaryKeySQL(), "SELECT pkid from task_share_meta_tb WHERE vid = 'v1' and aid = 'a2' ");
   for (const auto& task : {first, second}) writeFile(*task->videoSavePath(), *task->aid());
   manager()->removeTask(first);
   EXPECT_FALSE(fs::exists(file("movie")));
