@@ -77,17 +77,17 @@ float ZRTaskRunner::currentDownloadProgress() const {
 }
 
 void ZRTaskRunner::cleanDownloadFiles() {
-  const ZRRemovedFolders::Note note(videoSaveDir());
+  const std::string folder = videoSaveDir();
+  const ZRRemovedFolders::Note note(folder);
   if (!_cleanTSAndTaskInDB()) {
     log(ZRLogLevel::Failure, "can't remove the row of %@", *this);  // which speaks of the files, so they stay
     return;
   }
-  removeDownloadedFiles();
+  ZRRemovedFolders::remove(folder);
 }
 
 void ZRTaskRunner::removeDownloadedFiles() {
-  const std::string folder = videoSaveDir();
-  if (!folder.empty()) ZRRemovedFolders::remove(folder);
+  ZRRemovedFolders::remove(videoSaveDir());
 }
 
 void ZRTaskRunner::justDelayRetry() {
