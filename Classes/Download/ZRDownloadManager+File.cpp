@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "ZRBaseFolders.h"
 #include "ZRDownloadManager.h"
 #include "ZRHost.h"
 #include "ZRPath.h"
@@ -22,11 +23,6 @@ std::string appended(const std::string& base, const std::optional<std::string>& 
   return sub ? ZRPath::append(base, *sub) : base;
 }
 
-std::optional<std::string> below(const char* folder, const std::optional<std::string>& relative) {
-  if (!relative) return std::nullopt;
-  return ZRPath::append(folder, *relative);
-}
-
 /// The first finished task with that id; null when there is none.
 std::shared_ptr<ZRDownloadTask> finishedTaskWithId(const std::string& taskId) {
   for (const auto& task : ZRDownloadManager::sharedManager()->allFinishedTaskArr()) {
@@ -38,8 +34,7 @@ std::shared_ptr<ZRDownloadTask> finishedTaskWithId(const std::string& taskId) {
 }  // namespace
 
 std::string ZRDownloadManager::offlineDataPath(const std::optional<std::string>& sub) {
-  const ZRHostInfo& host = ZRHost::current();
-  return ensureFolder(appended(ZRPath::append(host.applicationSupportFolder, host.bundleIdentifier), sub));
+  return ensureFolder(appended(ZRBaseFolders::application(), sub));
 }
 
 std::string ZRDownloadManager::offlineShareDataPath(const std::optional<std::string>& sub) {
@@ -47,19 +42,19 @@ std::string ZRDownloadManager::offlineShareDataPath(const std::optional<std::str
 }
 
 std::string ZRDownloadManager::downloadBasePath() {
-  return offlineDataPath(kDownloadDir);
+  return ensureFolder(ZRBaseFolders::downloads());
 }
 
 std::string ZRDownloadManager::downloadShareBasePath() {
-  return offlineShareDataPath(kShareDownloadDir);
+  return ensureFolder(ZRBaseFolders::shares());
 }
 
 std::string ZRDownloadManager::pathByRelativeBasePath(const std::optional<std::string>& relative) {
-  return offlineDataPath(below(kDownloadDir, relative));
+  return ensureFolder(relative ? ZRPath::append(ZRBaseFolders::downloads(), *relative) : ZRBaseFolders::application());
 }
 
 std::string ZRDownloadManager::pathByRelativeShareBasePath(const std::optional<std::string>& relative) {
-  return offlineShareDataPath(below(kShareDownloadDir, relative));
+  return ensureFolder(relative ? ZRPath::append(ZRBaseFolders::shares(), *relative) : ZRHost::current().moviesFolder);
 }
 
 std::optional<std::string> ZRDownloadManager::relativeMoviePathWithTaskId(const std::string& taskId) {

@@ -7,6 +7,7 @@
 #include "SCNetworkAgent.h"
 #include "ZRAnnouncements.h"
 #include "ZRBackgroundQueue.h"
+#include "ZRBaseFolders.h"
 #include "ZRClock.h"
 #include "ZRDownloadDataBase.h"
 #include "ZRNotificationCenter.h"
@@ -79,7 +80,7 @@ double listTimestamp(const ZRDownloadTask& task, const ZRTaskList& tasks) {
 
 /// Whether one of the tasks lies in the folder, or does not tell where it lies.
 bool mayHaveFilesIn(const std::string& folder, const ZRTaskList& tasks) {
-  const std::array bases{ZRDownloadManager::downloadBasePath(), ZRDownloadManager::downloadShareBasePath()};
+  const std::array bases{ZRBaseFolders::downloads(), ZRBaseFolders::shares()};
   return std::ranges::any_of(tasks, [&](const auto& task) {
     const std::optional<std::string> file = task->localRelativeFilePath();
     return !file || std::ranges::any_of(bases, [&](const std::string& base) {

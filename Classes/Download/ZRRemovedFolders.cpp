@@ -8,9 +8,8 @@
 #include <sys/stat.h>
 
 #include "ZRBackgroundQueue.h"
+#include "ZRBaseFolders.h"
 #include "ZRDownloadDataBase.h"
-#include "ZRDownloadManager.h"
-#include "ZRHost.h"
 #include "ZRPath.h"
 
 namespace fs = std::filesystem;
@@ -26,15 +25,6 @@ fs::path asideName() {
 void removeAll(const fs::path& folder) {
   std::error_code ignored;  // a folder that stays is swept by a later start
   fs::remove_all(folder, ignored);
-}
-
-std::string downloadsFolder() {
-  const ZRHostInfo& host = ZRHost::current();
-  return ZRPath::append(ZRPath::append(host.applicationSupportFolder, host.bundleIdentifier), kDownloadDir);
-}
-
-std::string sharesFolder() {
-  return ZRPath::append(ZRHost::current().moviesFolder, kShareDownloadDir);
 }
 
 /// Empty when `folder` is none, or a link to one.
@@ -69,7 +59,7 @@ void deleteOnceRowsAreDurable(const std::vector<fs::path>& removed, const std::s
 ZRRemovedFolders::Note::Note(const std::string& folder) {
   const std::string name = noteName(folder);
   if (name.empty()) return;
-  link_ = ZRPath::append(downloadsFolder(), name);
+  link_ = ZRPath::append(ZRBaseFolders::downloads(), name);
   std::error_code ignored;
   fs::create_directory_symlink(folder, link_, ignored);
 }
@@ -95,7 +85,7 @@ void ZRRemovedFolders::remove(const std::string& folder) {
 std::vector<fs::path> ZRRemovedFolders::notes() {
   std::vector<fs::path> notes;
   std::error_code error;
-  for (fs::directory_iterator it(downloadsFolder(), error), end; !error && it != end; it.increment(error)) {
+  for (fs::directory_iterator it(ZRBaseFolders::downloads(), error), end; !error && it != end; it.increment(error)) {
     std::error_code ignored;
     if (it->is_symlink(ignored) && it->path().filename().string().starts_with(kPrefix)) notes.push_back(it->path());
   }
@@ -107,18 +97,19 @@ void ZRRemovedFolders::settle(const std::vector<fs::path>& notes,
   for (const fs::path& note : notes) {
     std::error_code ignored;
     const std::string folder = fs::read_symlink(note, ignored);
-    const bool isOurs = ZRPath::isBelow(folder, downloadsFolder()) || ZRPath::isBelow(folder, sharesFolder());
+    const bool isOurs =
+        ZRPath::isBelow(folder, ZRBaseFolders::downloads()) || ZRPath::isBelow(folder, ZRBaseFolders::shares());
     if (isOurs && note.filename() == noteName(folder) && !isClaimed(folder)) remove(folder);
     fs::remove(note, ignored);
   }
 }
 
 void ZRRemovedFolders::sweep() {
-  ZRBackgroundQueue::shared().post(
-      [downloads = downloadsFolder(), shares = sharesFolder(), rows = ZRDownloadDataBase::filePath()] {
-        std::vector<fs::path> removed;
-        findRemoved(downloads, removed);
-        findRemoved(shares, removed);
-        deleteOnceRowsAreDurable(removed, rows);
-      });
+  ZRBackgroundQueue::shared().post([downloads = ZRBaseFolders::downloads(), shares = ZRBaseFolders::shares(),
+                                    rows = ZRDownloadDataBase::filePath()] {
+    std::vector<fs::path> removed;
+    findRemoved(downloads, removed);
+    findRemoved(shares, removed);
+    deleteOnceRowsAreDurable(removed, rows);
+  });
 }

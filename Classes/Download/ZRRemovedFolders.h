@@ -31,7 +31,7 @@ class ZRRemovedFolders final {
     std::filesystem::path link_;
   };
 
-  /// Moves `folder` aside and deletes it later; failures are ignored.
+  /// Moves `folder` aside and deletes it later; failures are ignored, and an empty path is none.
   static void remove(const std::string& folder);
 
   /// The notes that are there: of processes that ended too early, or that are removing right now.

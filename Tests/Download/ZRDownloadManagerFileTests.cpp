@@ -48,7 +48,15 @@ TEST_F(ZRManagerFileTest, leftoversAreSweptAtTheFirstSetup) {
 }
 
 TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
+  const auto note = [this](const std::string& folder, unsigned other = 0) {
+    writeFile(folder + "/m.mp4", "x");
+    struct stat found {};
+    ASSERT_EQ(::stat(folder.c_str(), &found), 0);
+    fs::create_symlink(folder, downloadFolder() + "/.removing-" + std::to_string(found.st_ino + other));
+  };
+  note(downloadFolder() + "/73-9-1");
   manager()->setup(options());
+  EXPECT_FALSE(fs::exists(downloadFolder() + "/73-9-1") || fs::exists(home_ / "movies"));  // nobody needs that yet
   for (const auto& task :
        {ZRDownloadTask::taskWithShareParams({{"vid", "v1"}, {"albumId", "a1"}, {"videoName", "m.mp4"}}),
         ZRDownloadTask::taskWith73Params({{"vid", 1}, {"version", 1}}),
@@ -58,19 +66,14 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   const struct {
     std::string folder;
     bool stays;
-    int other = 0;  // the note means another folder that was there
+    unsigned other = 0;  // the note means another folder that was there
   } cases[] = {
       {downloadFolder() + "/73-1-1", true},     {downloadFolder() + "/73-9-1", false},
       {downloadFolder() + "/73-9-2", true, 1},  {home_ / "movies/Oxwell/a1/v1", true},
       {home_ / "movies/Oxwell/a1/v2", false},   {home_ / "movies/other/a1/v2", true},
       {downloadFolder() + "/../../mine", true},
   };
-  for (const auto& [folder, stays, other] : cases) {
-    writeFile(folder + "/m.mp4", "x");
-    struct stat found {};
-    ASSERT_EQ(::stat(folder.c_str(), &found), 0);
-    fs::create_symlink(folder, downloadFolder() + "/.removing-" + std::to_string(found.st_ino + other));
-  }
+  for (const auto& [folder, stays, other] : cases) note(folder, other);
   restart();
   ZRBackgroundQueue::shared().waitUntilIdle();
   for (const auto& [folder, stays, other] : cases) EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
