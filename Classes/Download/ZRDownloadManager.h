@@ -57,8 +57,8 @@ enum class ZRAddTaskResult : unsigned {
 ///     const bool isNew = manager->addTask(task) == ZRAddTaskResult::Added;
 ///
 /// Main loop's thread only, but for `sharedManager`, `log`, `loggerHandler`, `cc` and the folders' operations; the host
-/// changes `ZRHost::current` at no time that another thread uses the last. Callbacks of the host run inside these
-/// operations.
+/// changes `ZRHost::current` at no time that another thread uses the last. A debug build asserts the thread in every
+/// operation that does more than read or store a field. Callbacks of the host run inside these operations.
 ///
 /// What a failing task does to the others, by the code of its error (whatever the domain):
 ///

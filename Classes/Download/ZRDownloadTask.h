@@ -42,7 +42,8 @@ enum class ZRTaskState : std::uint64_t {
 /// `resumeTask`, `pauseTask` and `removeTask` of the manager, or `switchState`.
 ///
 /// Owned by the manager's lists; hosts may hold on to it. Main loop's thread only, but for `transferedPerSecond` and
-/// `resetSpeedTimer`.
+/// `resetSpeedTimer`. A debug build asserts the thread where a task changes its state, reports, or measures its speed
+/// or the disk.
 class ZR_EXPORT ZRDownloadTask : public ZRObject, public std::enable_shared_from_this<ZRDownloadTask> {
  public:
   /// Called with a task that is done.
