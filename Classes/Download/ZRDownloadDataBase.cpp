@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "ZRBackgroundQueue.h"
+#include "ZRCheckpoints.h"
 #include "ZRDownloadManager.h"
 #include "ZRFileDescriptor.h"
 #include "ZRPath.h"
@@ -153,9 +154,9 @@ class ZRDownloadDataBase::Connection final {
   /// Opens the file for this process alone where no memory can be shared with others, or where that would take the room
   /// that a statement needs: better so than not at all.
   static std::unique_ptr<Connection> open(const std::string& path) {
-    for (const char* locking : {hasRoomToShare(path) ? "NORMAL" : "EXCLUSIVE", "EXCLUSIVE"}) {
+    for (const bool isShared : {hasRoomToShare(path), false}) {
       try {
-        return std::make_unique<Connection>(path, locking);
+        return std::make_unique<Connection>(path, isShared);
       } catch (const SQLite::Exception&) {
         // what no mode helps fails in both
       }
@@ -164,13 +165,14 @@ class ZRDownloadDataBase::Connection final {
   }
 
   // The store lets one thread at a time through, so the connection needs no lock of its own.
-  Connection(const std::string& path, const std::string& locking)
+  Connection(const std::string& path, bool isShared)
       : db_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX) {
     db_.exec("PRAGMA trusted_schema=OFF");
-    db_.exec("PRAGMA locking_mode=" + locking);
+    db_.exec(isShared ? "PRAGMA locking_mode=NORMAL" : "PRAGMA locking_mode=EXCLUSIVE");
     writeAhead();
     db_.exec("PRAGMA synchronous=NORMAL");
     db_.setBusyTimeout(kBusyTimeoutMilliseconds);
+    if (isShared) checkpoints_.emplace(db_.getHandle(), path);
   }
 
   bool tableExists(const std::string& name) const { return db_.tableExists(name); }
@@ -252,7 +254,8 @@ class ZRDownloadDataBase::Connection final {
   }
 
   SQLite::Database db_;
-  KeptStatements kept_{db_};  // goes before its file
+  KeptStatements kept_{db_};                  // goes before its file
+  std::optional<ZRCheckpoints> checkpoints_;  // none where no other connection can be: then they are SQLite's own
 };
 
 class ZRDownloadDataBase::Turn final {

@@ -17,8 +17,8 @@
 ///
 /// A row may reach the disk at any time, by a checkpoint or by the kernel, so none is written that must not be believed
 /// after a power cut: a row says "finished" once the task's files are durable (`ZRFolderSync`), and one of a task under
-/// way is measured against its files when it is loaded. Checkpoints therefore need no order of their own, also not the
-/// one at closing.
+/// way is measured against its files when it is loaded. Checkpoints therefore need no order of their own, and most are
+/// left to the disk's queue (`ZRCheckpoints`), so that a write waits for no disk.
 class ZR_TEST_EXPORT ZRDownloadDataBase final : public ZRDownloadDataBaseProtocol {
  public:
   /// Opens the file, which is made when missing. A file that is no database is left as it is and counts as one that

@@ -1,10 +1,13 @@
 #include <filesystem>
+#include <future>
 #include <thread>
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <unistd.h>
 
+#include "DiskProbe.h"
 #include "LibraryFixture.h"
+#include "ZRBackgroundQueue.h"
 #include "ZRDownloadDataBase.h"
 
 using namespace std::string_literals;
@@ -189,8 +192,34 @@ TEST_F(ZRDownloadDataBaseTest, threadsTakeTurnsInOrder) {
   EXPECT_EQ(count(), ZRValue(200));
 }
 
+TEST_F(ZRDownloadDataBaseTest, rowsReachTheFileOnTheDisksQueue) {
+  DiskProbe disk;
+  std::atomic<int> syncs = 0;  // of the file, while the writer waits
+  disk.setHook([this, &syncs, writer = std::this_thread::get_id()](const std::string& path) {
+    if (path == path_ && std::this_thread::get_id() == writer) ++syncs;
+    return 0;
+  });
+  const auto write = [this](int rows) {
+    for (int i = 0; i < rows; ++i) ASSERT_TRUE(insert("1,'x',2"));
+  };
+  const auto logSize = [this] { return fs::file_size(path_ + "-wal"); };
+  for (const int rows : {1100, 1, 1100, 1, 1100, 1, 1100, 1}) {
+    write(rows);
+    ZRBackgroundQueue::disk().waitUntilIdle();
+  }
+  EXPECT_EQ(syncs, 0);
+  EXPECT_LT(logSize(), 10'000'000U);
+  std::promise<void> free;
+  ZRBackgroundQueue::disk().post([busy = free.get_future().share()] { busy.wait(); });
+  write(9000);
+  EXPECT_GT(syncs, 0);  // so that the log does not grow for ever
+  EXPECT_LT(logSize(), 20'000'000U);
+  free.set_value();
+}
+
 TEST_F(ZRDownloadDataBaseTest, damagedPagesFailTheirStatementsAlone) {
   for (int i = 0; i < 2000; ++i) ASSERT_TRUE(insert("1,'" + std::string(100, 'x') + "',2"));
+  ZRBackgroundQueue::disk().waitUntilIdle();
   ASSERT_TRUE(store_.executeUpdate("PRAGMA wal_checkpoint(TRUNCATE)"));
   std::string bytes = readFile(path_);
   std::fill(bytes.begin() + 8192, bytes.end(), '\xff');
