@@ -84,7 +84,7 @@ std::optional<std::string> ZRM3u8TaskRunner::localFullFilePath() const {
 
 bool ZRM3u8TaskRunner::validateCurrentDownloadSegment() const {
   std::array<std::uint8_t, ZRM3u8Rules::kCheckedBytes> bytes{};
-  const std::optional<std::size_t> size = readStart(currentDownloadSegmentPath(), bytes);
+  const std::optional<std::size_t> size = readStart(segmentPath_, bytes);
   return size && ZRM3u8Rules::isTransportStream(std::span(bytes).first(*size));
 }
 

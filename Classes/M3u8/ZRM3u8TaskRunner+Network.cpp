@@ -194,7 +194,8 @@ std::optional<std::string> ZRM3u8TaskRunner::currentTSURL() const {
 }
 
 void ZRM3u8TaskRunner::requestSegment(const std::string& url) {
-  const auto request = ZRRequests::makeDownload(url, currentDownloadSegmentPath());
+  segmentPath_ = currentDownloadSegmentPath();
+  const auto request = ZRRequests::makeDownload(url, segmentPath_);
   request->setProgressHandler(counting(
       [](ZRM3u8TaskRunner& self, std::uint64_t received, std::uint64_t) { self.currentSegmentBytes_ = received; }));
   request->setResponseHandler(whileExecuting(&ZRM3u8TaskRunner::segmentEnded));

@@ -181,6 +181,7 @@ class ZRM3u8TaskRunner final : public ZRTabledTaskRunner<ZRM3u8TaskRunner, ZRM3u
   // What lives while the process runs.
   std::uint64_t currentSegmentBytes_ = 0;
   double segmentStart_ = 0;                          // when the segment in flight was asked for, in seconds since 1970
+  std::string segmentPath_;                          // its file; asking for the path again would look at the disk
   std::weak_ptr<SCNetworkBaseApi> playlistRequest_;  // the newest one, so that two never write the same file
   mutable std::string archivedVideoInfo_;            // videoInfo_ as its column has it; empty until it is asked for
 };
