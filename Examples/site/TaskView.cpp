@@ -23,7 +23,7 @@ std::uint64_t segmentsSize(const fs::path& folder) {
   std::uint64_t size = 0;
   std::error_code unreadable;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder, unreadable)) {
-    if (entry.path().extension() == ".ts") size += fileSize(entry.path());
+    if (entry.path().native().ends_with(".ts")) size += fileSize(entry.path());
   }
   return size;
 }
