@@ -15,10 +15,11 @@ ZRValue::List valuesOf(const std::vector<std::string>& texts) {
   return {texts.begin(), texts.end()};
 }
 
-/// Where the playlist came from, as the task that asks for its decryption knows it; "" when it does not.
+/// Where the playlist came from, as the task that asks for its decryption knows it; "" when it does not. Such a task
+/// executes, but may hold no slot.
 std::string playlistAddress(const std::string& localPath) {
-  for (const auto& task : ZRDownloadManager::sharedManager()->executingQueue()) {
-    if (task->localFullFilePath() == localPath) return task->m3u8Url().value_or("");
+  for (const auto& task : ZRDownloadManager::sharedManager()->allUnFinishTaskArr()) {
+    if (task->isExecuting() && task->localFullFilePath() == localPath) return task->m3u8Url().value_or("");
   }
   return {};
 }
