@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 
 #include "SCNetworkAgent.h"
@@ -121,9 +122,14 @@ void ZRDownloadManager::setup(ZRDictionary options) {
   zrAssertLoopThread();
   applyOptions(std::move(options));
   if (db_) return;
-  db_ = std::make_shared<ZRDownloadDataBase>();
-  ZRDownloadTask::setupWithDB(db_);
-  loadTasks();
+  try {
+    db_ = std::make_shared<ZRDownloadDataBase>();
+    ZRDownloadTask::setupWithDB(db_);
+    loadTasks();
+  } catch (const std::bad_alloc&) {
+    db_ = nullptr;
+    return log(ZRLogLevel::Failure, nullptr, "can't load the tasks: out of memory");
+  }
   ZRRemovedFolders::sweep();
 }
 

@@ -83,7 +83,7 @@ class ZR_EXPORT ZRDownloadManager final : public std::enable_shared_from_this<ZR
 
   /// Applies the options, all optional; one that is not in the table makes a record of level 2. The first call also
   /// opens the store and loads its tasks, unfinished ones as Paused. Starts nothing. A later call replaces options and
-  /// callbacks only.
+  /// callbacks only; where memory was missing for the tasks it loads them, until then there are none and no store.
   ///
   /// | option | value |
   /// |---|---|

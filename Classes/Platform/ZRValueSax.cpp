@@ -81,16 +81,10 @@ std::optional<ZRValue> ZRValueSax::parseJson(std::string_view text) {
 }
 
 std::optional<ZRValue> ZRValueSax::parseCbor(const std::uint8_t* bytes, std::size_t size) {
-  if (!isSafeCbor({bytes, size})) return std::nullopt;
-  try {
-    ZRValueSax sax;
-    if (!nlohmann::json::sax_parse(bytes, bytes + size, &sax, nlohmann::json::input_format_t::cbor)) {
-      return std::nullopt;
-    }
-    return std::move(sax.result_);
-  } catch (const std::exception&) {
-    return std::nullopt;
-  }
+  ZRValueSax sax;
+  const auto cbor = nlohmann::json::input_format_t::cbor;
+  if (!isSafeCbor({bytes, size}) || !nlohmann::json::sax_parse(bytes, bytes + size, &sax, cbor)) return std::nullopt;
+  return std::move(sax.result_);
 }
 
 bool ZRValueSax::null() {

@@ -24,7 +24,7 @@ class ZRValueSax final : public nlohmann::json_sax<nlohmann::json> {
   static std::optional<ZRValue> parseJson(std::string_view text);
 
   /// The value of a CBOR item (RFC 8949); nothing when the bytes are not exactly one. Tags, strings of indefinite
-  /// length and negative integers below 64 bits are refused.
+  /// length and negative integers below 64 bits are refused. Missing memory is no fault of the bytes: it throws.
   static std::optional<ZRValue> parseCbor(const std::uint8_t* bytes, std::size_t size);
 
   bool null() override;

@@ -74,7 +74,14 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
       {downloadFolder() + "/../../mine", true},
   };
   for (const auto& [folder, stays, other] : cases) note(folder, other);
-  restart();
+  ZRDownloadManager::shutdown();
+  manager()->setup({{"logger_handler", ZRLoggerHandler([this](const ZRDictionary& record, const ZRValue&) {
+                       if (record["msg"] == ZRValue("share:0/1")) throw std::bad_alloc();
+                       log_.push_back({record["level"].uint64Value(), record["msg"].textValue().value_or("")});
+                     })}});
+  EXPECT_TRUE(manager()->db() == nullptr && manager()->allUnFinishTaskArr().empty());
+  EXPECT_TRUE(logged(2, "can't load the tasks: out of memory") && fs::exists(cases[1].folder + "/m.mp4"));
+  manager()->setup(options());
   ZRBackgroundQueue::shared().waitUntilIdle();
   for (const auto& [folder, stays, other] : cases) EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
   for (const auto& entry : fs::directory_iterator(downloadFolder())) EXPECT_FALSE(entry.is_symlink()) << entry;
