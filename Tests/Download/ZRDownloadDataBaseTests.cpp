@@ -3,6 +3,7 @@
 #include <thread>
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include "DiskProbe.h"
@@ -136,6 +137,10 @@ TEST_F(ZRDownloadDataBaseTest, moreStatementsThanAreKeptStillRun) {
     std::string sql = "DELETE from t WHERE a = 1";
     for (int i = 0; i < 40; ++i, sql += " and a = 1") EXPECT_TRUE(store_.executeUpdate(sql)) << i;
   }
+  const auto before = ::sqlite3_memory_used();
+  for (int i = 0; i < 400; ++i)
+    EXPECT_TRUE(store_.executeUpdate("DELETE from t WHERE c = " + std::to_string(i) + ".5"));
+  EXPECT_LE(::sqlite3_memory_used(), before);
 }
 
 TEST_F(ZRDownloadDataBaseTest, whatFailsTogetherIsRunAsABatch) {

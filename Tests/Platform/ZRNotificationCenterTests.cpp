@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "ZRNotificationCenter.h"
 
@@ -25,4 +26,7 @@ TEST(ZRNotificationCenter, observersMayComeGoAndPostDuringAPost) {
   added.resize(2);
   center.post("n", nullptr);
   EXPECT_EQ(said, "ibbaa");
+  const std::size_t before = ::mallinfo2().uordblks;
+  for (int i = 0; i < 1000; ++i) say("n", "dropped").reset();
+  EXPECT_LT(::mallinfo2().uordblks, before + 20'000);  // what has ended takes no room
 }
