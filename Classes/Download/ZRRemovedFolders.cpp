@@ -1,9 +1,9 @@
 #include "ZRRemovedFolders.h"
 
-#include <cstdint>
+#include <array>
 #include <filesystem>
-#include <random>
 #include <system_error>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -16,10 +16,44 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path asideName() {
-  std::random_device random;
-  const std::uint64_t number = (std::uint64_t{random()} << 32) | random();
-  return std::string(ZRRemovedFolders::kPrefix) + std::to_string(number);
+constexpr std::string_view kNoteSuffix = ".note";
+
+/// A folder on its way out, where it is until then, and the note of it.
+struct Aside {
+  fs::path folder;
+  fs::path note;
+};
+
+std::array<std::string, 2> baseFolders() {
+  return {ZRBaseFolders::downloads(), ZRBaseFolders::shares()};
+}
+
+fs::path noteIn(const fs::path& base, const fs::path& name) {
+  return base / (name.native() + std::string(kNoteSuffix));
+}
+
+/// The name of `folder` while it is aside; empty when it is no folder, or a link to one.
+std::string asideName(const std::string& folder) {
+  struct stat found {};
+  if (::lstat(folder.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) return {};
+  return std::string(ZRRemovedFolders::kPrefix) + std::to_string(found.st_ino);
+}
+
+Aside asideOf(const std::string& folder, const std::string& name) {
+  const auto [downloads, shares] = baseFolders();
+  const bool isShare = ZRPath::isBelow(folder, shares);
+  return {fs::path(folder).parent_path() / name, noteIn(isShare ? shares : downloads, name)};
+}
+
+/// Not a link to a folder.
+bool isFolder(const fs::path& path) {
+  std::error_code ignored;
+  return fs::is_directory(fs::symlink_status(path, ignored));
+}
+
+bool isLink(const fs::path& path) {
+  std::error_code ignored;
+  return fs::is_symlink(path, ignored);
 }
 
 void removeAll(const fs::path& folder) {
@@ -27,67 +61,87 @@ void removeAll(const fs::path& folder) {
   fs::remove_all(folder, ignored);
 }
 
-/// Empty when `folder` is none, or a link to one.
-std::string noteName(const std::string& folder) {
-  struct stat found {};
-  if (::lstat(folder.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) return {};
-  return std::string(ZRRemovedFolders::kPrefix) + std::to_string(found.st_ino);
+void drop(const fs::path& note) {
+  std::error_code ignored;
+  fs::remove(note, ignored);
 }
 
-/// What is on its way out below `parent`, at any depth; symbolic links are not followed.
-void findRemoved(const fs::path& parent, std::vector<fs::path>& removed) {
+/// What is on its way out below `base`, at any depth, without a note; symbolic links are not followed.
+void findRemoved(const fs::path& base, std::vector<Aside>& removed) {
   std::error_code error;
-  for (fs::recursive_directory_iterator it(parent, error), end; !error && it != end; it.increment(error)) {
-    std::error_code ignored;
-    if (!fs::is_directory(it->symlink_status(ignored)) ||
-        !it->path().filename().string().starts_with(ZRRemovedFolders::kPrefix)) {
-      continue;
-    }
+  for (fs::recursive_directory_iterator it(base, error), end; !error && it != end; it.increment(error)) {
+    const fs::path name = it->path().filename();
+    if (!name.native().starts_with(ZRRemovedFolders::kPrefix) || !isFolder(it->path())) continue;
     it.disable_recursion_pending();
-    removed.push_back(it->path());
+    fs::path note = noteIn(base, name);
+    if (!isLink(note)) removed.push_back({it->path(), std::move(note)});
   }
 }
 
-void deleteOnceRowsAreDurable(const std::vector<fs::path>& removed, const std::string& rows) {
+void deleteOnceRowsAreDurable(const std::vector<Aside>& removed, const std::string& rows) {
   if (removed.empty()) return;
   ZRDownloadDataBase::makeDurable(rows);
-  for (const fs::path& folder : removed) removeAll(folder);
+  for (const auto& [folder, note] : removed) {
+    removeAll(folder);
+    drop(note);
+  }
+}
+
+void deleteLater(Aside aside) {
+  ZRBackgroundQueue::shared().post(
+      [aside = std::move(aside), rows = ZRDownloadDataBase::filePath()] { deleteOnceRowsAreDurable({aside}, rows); });
+}
+
+/// Ends what one note speaks of; false when the note is needed until the folder has gone.
+bool isSettled(const std::string& folder, const std::string& name, bool isClaimed) {
+  const Aside aside = asideOf(folder, name);
+  std::error_code error;
+  if (!isFolder(aside.folder)) {
+    if (isClaimed || asideName(folder) != name) return true;
+    ZRRemovedFolders::remove(folder);
+    return false;
+  }
+  if (isClaimed && !ZRPath::exists(folder)) {
+    fs::rename(aside.folder, folder, error);
+    return true;
+  }
+  deleteLater(aside);
+  return false;
 }
 
 }  // namespace
 
-ZRRemovedFolders::Note::Note(const std::string& folder) {
-  const std::string name = noteName(folder);
-  if (name.empty()) return;
-  link_ = ZRPath::append(ZRBaseFolders::downloads(), name);
+ZRRemovedFolders::Note::Note(std::string folder) : folder_(std::move(folder)) {
+  const std::string name = asideName(folder_);
   std::error_code ignored;
-  fs::create_directory_symlink(folder, link_, ignored);
+  if (!name.empty()) fs::create_directory_symlink(folder_, asideOf(folder_, name).note, ignored);
 }
 
 ZRRemovedFolders::Note::~Note() {
-  std::error_code ignored;
-  if (!link_.empty()) fs::remove(link_, ignored);
+  const std::string name = asideName(folder_);
+  if (!name.empty()) drop(asideOf(folder_, name).note);
 }
 
 void ZRRemovedFolders::remove(const std::string& folder) {
-  const fs::path aside = fs::path(folder).parent_path() / asideName();
+  const std::string name = asideName(folder);
+  if (name.empty()) return removeAll(folder);  // the link alone
+  Aside aside = asideOf(folder, name);
   std::error_code error;
-  fs::rename(folder, aside, error);
+  fs::rename(folder, aside.folder, error);
+  if (!error) return deleteLater(std::move(aside));
   if (error == std::errc::no_such_file_or_directory) return;  // another process was first
-  if (error) {
-    removeAll(folder);  // at once: later it could be another task's folder
-    return;
-  }
-  ZRBackgroundQueue::shared().post(
-      [aside, rows = ZRDownloadDataBase::filePath()] { deleteOnceRowsAreDurable({aside}, rows); });
+  removeAll(folder);                                          // at once: later it could be another task's folder
+  drop(aside.note);
 }
 
 std::vector<fs::path> ZRRemovedFolders::notes() {
   std::vector<fs::path> notes;
-  std::error_code error;
-  for (fs::directory_iterator it(ZRBaseFolders::downloads(), error), end; !error && it != end; it.increment(error)) {
-    std::error_code ignored;
-    if (it->is_symlink(ignored) && it->path().filename().string().starts_with(kPrefix)) notes.push_back(it->path());
+  for (const std::string& base : baseFolders()) {
+    std::error_code error;
+    for (fs::directory_iterator it(base, error), end; !error && it != end; it.increment(error)) {
+      const std::string name = it->path().filename();
+      if (name.starts_with(kPrefix) && name.ends_with(kNoteSuffix) && isLink(it->path())) notes.push_back(it->path());
+    }
   }
   return notes;
 }
@@ -97,19 +151,16 @@ void ZRRemovedFolders::settle(const std::vector<fs::path>& notes,
   for (const fs::path& note : notes) {
     std::error_code ignored;
     const std::string folder = fs::read_symlink(note, ignored);
-    const bool isOurs =
-        ZRPath::isBelow(folder, ZRBaseFolders::downloads()) || ZRPath::isBelow(folder, ZRBaseFolders::shares());
-    if (isOurs && note.filename() == noteName(folder) && !isClaimed(folder)) remove(folder);
-    fs::remove(note, ignored);
+    const auto bases = baseFolders();
+    const bool isOurs = ZRPath::isBelow(folder, bases[0]) || ZRPath::isBelow(folder, bases[1]);
+    if (!isOurs || isSettled(folder, note.stem(), isClaimed(folder))) drop(note);
   }
 }
 
 void ZRRemovedFolders::sweep() {
-  ZRBackgroundQueue::shared().post([downloads = ZRBaseFolders::downloads(), shares = ZRBaseFolders::shares(),
-                                    rows = ZRDownloadDataBase::filePath()] {
-    std::vector<fs::path> removed;
-    findRemoved(downloads, removed);
-    findRemoved(shares, removed);
+  ZRBackgroundQueue::shared().post([bases = baseFolders(), rows = ZRDownloadDataBase::filePath()] {
+    std::vector<Aside> removed;
+    for (const std::string& base : bases) findRemoved(base, removed);
     deleteOnceRowsAreDurable(removed, rows);
   });
 }

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <future>
 
 #include <sys/stat.h>
 
@@ -48,11 +49,14 @@ TEST_F(ZRManagerFileTest, leftoversAreSweptAtTheFirstSetup) {
 }
 
 TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
-  const auto note = [this](const std::string& folder, unsigned other = 0) {
+  const std::string shares = home_ / "movies/Oxwell";
+  const auto note = [&](const std::string& folder, bool isAside = false, unsigned other = 0) {
     writeFile(folder + "/m.mp4", "x");
     struct stat found {};
     ASSERT_EQ(::stat(folder.c_str(), &found), 0);
-    fs::create_symlink(folder, downloadFolder() + "/.removing-" + std::to_string(found.st_ino + other));
+    const std::string name = "/.removing-" + std::to_string(found.st_ino + other);
+    fs::create_symlink(folder, (folder.starts_with(shares) ? shares : downloadFolder()) + name + ".note");
+    if (isAside) fs::rename(folder, fs::path(folder).parent_path().string() + name);
   };
   note(downloadFolder() + "/73-9-1");
   manager()->setup(options());
@@ -66,14 +70,23 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   const struct {
     std::string folder;
     bool stays;
+    bool isAside = false;
     unsigned other = 0;  // the note means another folder that was there
   } cases[] = {
-      {downloadFolder() + "/73-1-1", true},     {downloadFolder() + "/73-9-1", false},
-      {downloadFolder() + "/73-9-2", true, 1},  {home_ / "movies/Oxwell/a1/v1", true},
-      {home_ / "movies/Oxwell/a1/v2", false},   {home_ / "movies/other/a1/v2", true},
+      {downloadFolder() + "/73-1-1", true},
+      {downloadFolder() + "/73-9-1", false},
+      {downloadFolder() + "/1-2", true, true},
+      {downloadFolder() + "/73-9-3", false, true},
+      {shares + "/a1/v1", true, true},
+      {shares + "/a1/v2", false, true},
+      {downloadFolder() + "/73-9-2", true, 0, 1},
+      {shares + "/a1/v3", false},
+      {home_ / "movies/other/a1/v2", true},
       {downloadFolder() + "/../../mine", true},
   };
-  for (const auto& [folder, stays, other] : cases) note(folder, other);
+  for (const auto& [folder, stays, isAside, other] : cases) note(folder, isAside, other);
+  ZRRemovedFolders::sweep();  // leaves to the notes what they speak of
+  ZRBackgroundQueue::shared().waitUntilIdle();
   ZRDownloadManager::shutdown();
   manager()->setup({{"logger_handler", ZRLoggerHandler([this](const ZRDictionary& record, const ZRValue&) {
                        if (record["msg"] == ZRValue("share:0/1")) throw std::bad_alloc();
@@ -83,11 +96,24 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
   EXPECT_TRUE(logged(2, "can't load the tasks: out of memory") && fs::exists(cases[1].folder + "/m.mp4"));
   manager()->setup(options());
   ZRBackgroundQueue::shared().waitUntilIdle();
-  for (const auto& [folder, stays, other] : cases) EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
-  for (const auto& entry : fs::directory_iterator(downloadFolder())) EXPECT_FALSE(entry.is_symlink()) << entry;
+  for (const auto& [folder, stays, isAside, other] : cases) {
+    EXPECT_EQ(fs::exists(folder + "/m.mp4"), stays) << folder;
+  }
+  for (const auto& entry : fs::recursive_directory_iterator(home_.path())) {
+    EXPECT_EQ(entry.path().string().find("/.removing-"), std::string::npos) << entry;
+  }
   std::string order;
   for (const auto& task : manager()->allUnFinishTaskArr()) order += task->taskId() + " ";
   EXPECT_EQ(order, "1 73-1 share-1 ") << "by their kinds, whatever the order of adding";
+
+  std::promise<void> free;
+  ZRBackgroundQueue::shared().post([busy = free.get_future().share()] { busy.wait(); });
+  for (const auto& task : manager()->allUnFinishTaskArr()) manager()->removeTask(task);
+  EXPECT_FALSE(fs::exists(shares + "/a1/v1"));
+  EXPECT_EQ(ZRRemovedFolders::notes().size(), 3U) << "until the files have gone";
+  free.set_value();
+  ZRBackgroundQueue::shared().waitUntilIdle();
+  EXPECT_TRUE(ZRRemovedFolders::notes().empty());
 }
 
 }  // namespace
