@@ -106,7 +106,7 @@ class KeptStatements final {
     SQLite::Statement& statement;
     ~Use() {
       (void)statement.tryReset();  // repeats the error of the last step
-      statement.clearBindings();
+      statement.clearBindings();   // to texts that go with the shape
     }
   };
 
@@ -217,7 +217,7 @@ class ZRDownloadDataBase::Connection final {
       const KeptStatements::Use kept = kept_.take(*shape);
       action(kept.statement);
     } else {
-      kept_.clear();  // it may change a table, and a kept statement remembers the columns
+      kept_.clear();  // `prepare` knows its own as the only one
       SQLite::Statement statement = prepare(db_, sql);
       action(statement);
     }
