@@ -71,7 +71,7 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
     std::string folder;
     bool stays;
     bool isAside = false;
-    unsigned other = 0;  // the note means another folder that was there
+    unsigned other = 0;  // the note means another folder that was there, none of these
   } cases[] = {
       {downloadFolder() + "/73-1-1", true},
       {downloadFolder() + "/73-9-1", false},
@@ -79,7 +79,7 @@ TEST_F(ZRManagerFileTest, notedFolderGoesUnlessATaskHasIt) {
       {downloadFolder() + "/73-9-3", false, true},
       {shares + "/a1/v1", true, true},
       {shares + "/a1/v2", false, true},
-      {downloadFolder() + "/73-9-2", true, 0, 1},
+      {downloadFolder() + "/73-9-2", true, 0, 1'000'000},
       {shares + "/a1/v3", false},
       {home_ / "movies/other/a1/v2", true},
       {downloadFolder() + "/../../mine", true},
