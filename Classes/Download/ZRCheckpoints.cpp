@@ -1,5 +1,6 @@
 #include "ZRCheckpoints.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -10,11 +11,14 @@
 
 namespace {
 
-/// As many as SQLite itself lets come together.
+/// As many pages as SQLite itself lets come together.
 constexpr int kEnoughPages = 1000;
 
-/// So many come together only where rows are written faster than the disk's queue moves them. The log starts anew when
-/// nothing is left to move, so it is then up to whoever writes.
+/// The log starts anew at a commit that finds nothing left to move. Where others came while it was moved, it is moved
+/// again after so many more.
+constexpr int kMorePages = 500;
+
+/// So many come together only where rows are written faster than the disk's queue moves them. Then whoever writes does.
 constexpr int kTooManyPages = 4 * kEnoughPages;
 
 /// That readers hold something back is no failure: a later commit moves it.
@@ -34,9 +38,11 @@ ZRCheckpoints::ZRCheckpoints(sqlite3* connection, std::string path) : path_(std:
 
 int ZRCheckpoints::committed(void* checkpoints, sqlite3* connection, const char*, int pages) {
   auto& self = *static_cast<ZRCheckpoints*>(checkpoints);
+  if (pages < self.movedAt_) self.movedAt_ = 0;  // the log has started anew
   if (pages >= kTooManyPages) {
     (void)::sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-  } else if (pages >= kEnoughPages && !*self.underWay_) {
+  } else if (pages >= std::max(kEnoughPages, self.movedAt_ + kMorePages) && !*self.underWay_) {
+    self.movedAt_ = pages;
     self.start();
   }
   return SQLITE_OK;

@@ -21,5 +21,6 @@ class ZRCheckpoints final {
   void start() noexcept;
 
   const std::string path_;
+  int movedAt_ = 0;  // the log's pages when it was last begun to be moved
   const std::shared_ptr<std::atomic<bool>> underWay_ = std::make_shared<std::atomic<bool>>(false);
 };
