@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 
 /// Where the folders of the library are; makes none, which the operations of `ZRDownloadManager` do. Any thread that
@@ -13,4 +14,7 @@ struct ZRBaseFolders {
 
   /// Shared videos; below the Movies folder.
   static std::string shares();
+
+  /// The two that tasks have their folders in: `downloads` and `shares`.
+  static std::array<std::string, 2> all() { return {downloads(), shares()}; }
 };

@@ -21,7 +21,8 @@ constexpr int kMorePages = 500;
 /// So many come together only where rows are written faster than the disk's queue moves them. Then whoever writes does.
 constexpr int kTooManyPages = 4 * kEnoughPages;
 
-/// That readers hold something back is no failure: a later commit moves it.
+/// By a statement, as a new connection does not know of the log before it has read. That readers hold something back is
+/// no failure: a later commit moves it.
 void moveAllOf(const std::string& path) noexcept {
   try {
     SQLite::Database(path, SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX).exec("PRAGMA wal_checkpoint(PASSIVE)");

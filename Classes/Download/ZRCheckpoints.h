@@ -22,5 +22,6 @@ class ZRCheckpoints final {
 
   const std::string path_;
   int movedAt_ = 0;  // the log's pages when it was last begun to be moved
+  // Also where `movedAt_` would allow it, a slow disk is not asked again before it is done.
   const std::shared_ptr<std::atomic<bool>> underWay_ = std::make_shared<std::atomic<bool>>(false);
 };

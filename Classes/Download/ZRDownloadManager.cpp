@@ -1,7 +1,6 @@
 #include "ZRDownloadManager.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <utility>
 
@@ -81,7 +80,7 @@ double listTimestamp(const ZRDownloadTask& task, const ZRTaskList& tasks) {
 
 /// Whether one of the tasks lies in the folder, or does not tell where it lies.
 bool mayHaveFilesIn(const std::string& folder, const ZRTaskList& tasks) {
-  const std::array bases{ZRBaseFolders::downloads(), ZRBaseFolders::shares()};
+  const auto bases = ZRBaseFolders::all();
   return std::ranges::any_of(tasks, [&](const auto& task) {
     const std::optional<std::string> file = task->localRelativeFilePath();
     return !file || std::ranges::any_of(bases, [&](const std::string& base) {

@@ -1,6 +1,6 @@
 #include "ZRRemovedFolders.h"
 
-#include <array>
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -18,15 +18,11 @@ namespace {
 
 constexpr std::string_view kNoteSuffix = ".note";
 
-/// A folder on its way out, where it is until then, and the note of it.
+/// Where a folder on its way out is until then, and the note of it; empty when there is none.
 struct Aside {
   fs::path folder;
   fs::path note;
 };
-
-std::array<std::string, 2> baseFolders() {
-  return {ZRBaseFolders::downloads(), ZRBaseFolders::shares()};
-}
 
 fs::path noteIn(const fs::path& base, const fs::path& name) {
   return base / (name.native() + std::string(kNoteSuffix));
@@ -40,9 +36,9 @@ std::string asideName(const std::string& folder) {
 }
 
 Aside asideOf(const std::string& folder, const std::string& name) {
-  const auto [downloads, shares] = baseFolders();
-  const bool isShare = ZRPath::isBelow(folder, shares);
-  return {fs::path(folder).parent_path() / name, noteIn(isShare ? shares : downloads, name)};
+  const std::string shares = ZRBaseFolders::shares();
+  const std::string base = ZRPath::isBelow(folder, shares) ? shares : ZRBaseFolders::downloads();
+  return {fs::path(folder).parent_path() / name, noteIn(base, name)};
 }
 
 /// Not a link to a folder.
@@ -73,8 +69,7 @@ void findRemoved(const fs::path& base, std::vector<Aside>& removed) {
     const fs::path name = it->path().filename();
     if (!name.native().starts_with(ZRRemovedFolders::kPrefix) || !isFolder(it->path())) continue;
     it.disable_recursion_pending();
-    fs::path note = noteIn(base, name);
-    if (!isLink(note)) removed.push_back({it->path(), std::move(note)});
+    if (!isLink(noteIn(base, name))) removed.push_back({it->path(), {}});
   }
 }
 
@@ -93,7 +88,7 @@ void deleteLater(Aside aside) {
 }
 
 /// Ends what one note speaks of; false when the note is needed until the folder has gone.
-bool isSettled(const std::string& folder, const std::string& name, bool isClaimed) {
+bool settleOne(const std::string& folder, const std::string& name, bool isClaimed) {
   const Aside aside = asideOf(folder, name);
   std::error_code error;
   if (!isFolder(aside.folder)) {
@@ -136,7 +131,7 @@ void ZRRemovedFolders::remove(const std::string& folder) {
 
 std::vector<fs::path> ZRRemovedFolders::notes() {
   std::vector<fs::path> notes;
-  for (const std::string& base : baseFolders()) {
+  for (const std::string& base : ZRBaseFolders::all()) {
     std::error_code error;
     for (fs::directory_iterator it(base, error), end; !error && it != end; it.increment(error)) {
       const std::string name = it->path().filename();
@@ -148,17 +143,17 @@ std::vector<fs::path> ZRRemovedFolders::notes() {
 
 void ZRRemovedFolders::settle(const std::vector<fs::path>& notes,
                               const std::function<bool(const std::string& folder)>& isClaimed) {
+  const auto bases = ZRBaseFolders::all();
   for (const fs::path& note : notes) {
     std::error_code ignored;
     const std::string folder = fs::read_symlink(note, ignored);
-    const auto bases = baseFolders();
-    const bool isOurs = ZRPath::isBelow(folder, bases[0]) || ZRPath::isBelow(folder, bases[1]);
-    if (!isOurs || isSettled(folder, note.stem(), isClaimed(folder))) drop(note);
+    const bool isOurs = std::ranges::any_of(bases, [&](const auto& base) { return ZRPath::isBelow(folder, base); });
+    if (!isOurs || settleOne(folder, note.stem(), isClaimed(folder))) drop(note);
   }
 }
 
 void ZRRemovedFolders::sweep() {
-  ZRBackgroundQueue::shared().post([bases = baseFolders(), rows = ZRDownloadDataBase::filePath()] {
+  ZRBackgroundQueue::shared().post([bases = ZRBaseFolders::all(), rows = ZRDownloadDataBase::filePath()] {
     std::vector<Aside> removed;
     for (const std::string& base : bases) findRemoved(base, removed);
     deleteOnceRowsAreDurable(removed, rows);
